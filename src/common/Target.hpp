@@ -1,0 +1,31 @@
+#pragma once
+// Which Windows environment Velloran works on: a Wine prefix, or, without one,
+// Velloran's own registry store so that its settings persist anyway.
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace velloran {
+
+struct Target {
+    std::filesystem::path prefix;    // a Wine prefix; empty when there is none
+    std::filesystem::path ownStore;  // $XDG_CONFIG_HOME/velloran
+
+    bool HasPrefix() const { return !prefix.empty(); }
+    // The folder that holds user.reg and system.reg.
+    std::filesystem::path RegistryFolder() const { return HasPrefix() ? prefix : ownStore; }
+    // One line for the status bar and the console.
+    std::string Describe() const;
+};
+
+// $WINEPREFIX when set; otherwise ~/.wine when it holds a user.reg; otherwise the
+// own store. `overridePrefix` (the console's --prefix) wins over all of them.
+Target SelectTarget(const std::optional<std::filesystem::path>& overridePrefix = std::nullopt);
+
+// XDG base directories with their defaults.
+std::filesystem::path HomeDirectory();
+std::filesystem::path XdgConfigHome();
+std::filesystem::path XdgStateHome();
+std::filesystem::path XdgDataHome();
+
+}  // namespace velloran

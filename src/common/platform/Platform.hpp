@@ -1,0 +1,71 @@
+#pragma once
+// Every operating-system call the logic makes, grouped as the program uses them.
+// Linux implements it in linux/, tests use a fake, a preview wraps it in a recorder.
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace velloran {
+
+// The platform's version record (GetVersionExA's OSVERSIONINFO).
+struct OsVersionInfo {
+    std::uint32_t majorVersion = 0;
+    std::uint32_t minorVersion = 0;
+    std::uint32_t buildNumber = 0;
+    std::uint32_t platformId = 0;
+    std::string csdVersion;
+};
+
+// Free space of a drive. Windows reports cluster geometry; other systems report
+// bytes directly and leave `geometry` empty.
+struct DiskGeometry {
+    std::uint32_t sectorsPerCluster = 0;
+    std::uint32_t bytesPerSector = 0;
+    std::uint32_t freeClusters = 0;
+    std::uint32_t totalClusters = 0;
+};
+struct DiskSpace {
+    std::optional<DiskGeometry> geometry;
+    double freeBytes = 0;
+    double totalBytes = 0;
+};
+
+// Shell folder ids used by the program.
+enum Csidl : int {
+    CSIDL_RECENT = 8,
+    CSIDL_APPDATA = 26,
+    CSIDL_COOKIES = 33,
+    CSIDL_WINDOWS = 36,
+    CSIDL_SYSTEM = 37,
+};
+
+class Platform {
+public:
+    virtual ~Platform() = default;
+
+    // --- Version and paths
+    // Empty where there is no Windows version to report.
+    virtual std::optional<OsVersionInfo> GetVersionEx() = 0;
+    // The Windows and system folders as host paths; empty without a Windows environment.
+    virtual std::string WindowsDirectory() = 0;
+    virtual std::string SystemDirectory() = 0;
+    virtual std::string TempPath() = 0;
+    virtual std::string UserName() = 0;
+    // A shell folder's path from its id (the low byte counts, as on Windows);
+    // nullopt when the folder cannot be resolved.
+    virtual std::optional<std::string> SpecialFolderPath(int csidl) = 0;
+
+    // --- Drives
+    virtual std::optional<DiskSpace> DiskFreeSpace(const std::string& root) = 0;
+
+    // --- Files (read-only queries)
+    virtual bool FileExists(const std::string& path) = 0;
+    virtual bool DirectoryExists(const std::string& path) = 0;
+    virtual std::string HomeDirectory() = 0;
+
+    // --- Shell
+    // Opens a document with the desktop's default program; the result is not examined.
+    virtual void ShellOpen(const std::string& path) = 0;
+};
+
+}  // namespace velloran

@@ -1,0 +1,91 @@
+#include "common/platform/linux/LinuxPlatform.hpp"
+
+#include <pwd.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+extern char** environ;
+
+namespace velloran {
+
+namespace fs = std::filesystem;
+
+std::string LinuxPlatform::WindowsDirectory() {
+    if (!target_.HasPrefix()) return {};
+    fs::path p = target_.prefix / "drive_c" / "windows";
+    return DirectoryExists(p.string()) ? p.string() : std::string();
+}
+
+std::string LinuxPlatform::SystemDirectory() {
+    std::string win = WindowsDirectory();
+    if (win.empty()) return {};
+    fs::path p = fs::path(win) / "system32";
+    return DirectoryExists(p.string()) ? p.string() : std::string();
+}
+
+std::string LinuxPlatform::TempPath() {
+    const char* t = std::getenv("TMPDIR");
+    return (t && *t) ? std::string(t) : std::string("/tmp");
+}
+
+std::string LinuxPlatform::UserName() {
+    if (const passwd* pw = getpwuid(geteuid()); pw && pw->pw_name) return pw->pw_name;
+    const char* u = std::getenv("USER");
+    return u ? std::string(u) : std::string();
+}
+
+std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
+    std::string path;
+    switch (csidl & 0xFF) {
+        case CSIDL_WINDOWS: path = WindowsDirectory(); break;
+        case CSIDL_SYSTEM: path = SystemDirectory(); break;
+        default: break;
+    }
+    if (path.empty()) return std::nullopt;
+    return path;
+}
+
+std::optional<DiskSpace> LinuxPlatform::DiskFreeSpace(const std::string& root) {
+    struct statvfs st {};
+    if (statvfs(root.c_str(), &st) != 0) return std::nullopt;
+    DiskSpace d;
+    const double unit = static_cast<double>(st.f_frsize ? st.f_frsize : st.f_bsize);
+    d.freeBytes = unit * static_cast<double>(st.f_bavail);
+    d.totalBytes = unit * static_cast<double>(st.f_blocks);
+    return d;
+}
+
+bool LinuxPlatform::FileExists(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+bool LinuxPlatform::DirectoryExists(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string LinuxPlatform::HomeDirectory() { return velloran::HomeDirectory().string(); }
+
+void LinuxPlatform::ShellOpen(const std::string& path) {
+    // Detached: the opener is left to the desktop, and we never wait for a browser.
+    pid_t pid = fork();
+    if (pid == 0) {
+        setsid();
+        pid_t inner = fork();
+        if (inner == 0) {
+            const char* argv[] = {"xdg-open", path.c_str(), nullptr};
+            execvp("xdg-open", const_cast<char* const*>(argv));
+            _exit(127);
+        }
+        _exit(0);
+    }
+    if (pid > 0) waitpid(pid, nullptr, 0);
+}
+
+}  // namespace velloran
