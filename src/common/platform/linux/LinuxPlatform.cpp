@@ -39,11 +39,22 @@ std::string LinuxPlatform::UserName() {
     return u ? std::string(u) : std::string();
 }
 
+// The user's roaming application data inside the prefix: "AppData\Roaming" on
+// current Wine, "Application Data" on old prefixes.
+std::string LinuxPlatform::AppDataDirectory() {
+    if (!target_.HasPrefix()) return {};
+    const fs::path user = target_.prefix / "drive_c" / "users" / UserName();
+    for (const fs::path& p : {user / "AppData" / "Roaming", user / "Application Data"})
+        if (DirectoryExists(p.string())) return p.string();
+    return {};
+}
+
 std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
     std::string path;
     switch (csidl & 0xFF) {
         case CSIDL_WINDOWS: path = WindowsDirectory(); break;
         case CSIDL_SYSTEM: path = SystemDirectory(); break;
+        case CSIDL_APPDATA: path = AppDataDirectory(); break;
         default: break;
     }
     if (path.empty()) return std::nullopt;

@@ -23,6 +23,7 @@ public:
     const Target& GetTarget() const { return target_; }
 
 private:
+    std::string AppDataDirectory();
     Target target_;
 };
 

@@ -1,0 +1,42 @@
+#include "app/Application.hpp"
+
+#include "about/FrmAbout.hpp"
+#include "app/FrmMain.hpp"
+#include "cleaning/FrmCleaner.hpp"
+
+namespace velloran {
+
+Application::Application(Host& host, Platform& platform) : host_(host), platform_(platform) {}
+Application::~Application() = default;
+
+std::string Application::VersionText() const {
+    return std::to_string(Major) + "." + std::to_string(Minor) + "." + std::to_string(Revision);
+}
+
+FrmMain& Application::Main() {
+    if (!main_) main_ = std::make_unique<FrmMain>(*this);
+    return *main_;
+}
+
+FrmCleaner& Application::Cleaner() {
+    if (!cleaner_) cleaner_ = std::make_unique<FrmCleaner>(*this);
+    return *cleaner_;
+}
+
+frmAbout& Application::About() {
+    if (!about_) about_ = std::make_unique<frmAbout>(*this);
+    return *about_;
+}
+
+bool Application::CleanerLoaded() const { return cleaner_ && cleaner_->IsLoaded(); }
+
+std::vector<Form*> Application::SecondaryForms() {
+    std::vector<Form*> out;
+    if (about_) out.push_back(about_.get());
+    if (cleaner_) out.push_back(cleaner_.get());
+    return out;
+}
+
+void Application::ReleaseShared() { StopRequested = vbTrue; }
+
+}  // namespace velloran

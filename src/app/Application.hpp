@@ -1,0 +1,76 @@
+#pragma once
+// The program-wide context: the host and platform every window works through,
+// the module-level state the windows share, and the windows themselves.
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "common/Host.hpp"
+#include "common/Vb.hpp"
+#include "common/platform/Platform.hpp"
+
+namespace velloran {
+
+class FrmMain;
+class FrmCleaner;
+class frmAbout;
+class ClsClean;
+class Form;
+
+class Application {
+public:
+    Application(Host& host, Platform& platform);
+    ~Application();
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+
+    Host& GetHost() const { return host_; }
+    Platform& GetPlatform() const { return platform_; }
+
+    // App object properties.
+    std::string Title = "Velloran";
+    std::string ProductName = "Velloran";
+    int Major = VELLORAN_VERSION_MAJOR;
+    int Minor = VELLORAN_VERSION_MINOR;
+    int Revision = VELLORAN_VERSION_PATCH;
+    std::string HelpFile;
+    std::string CommandLine;
+    // Which Windows environment the program works on, for the status bar.
+    std::string TargetDescription;
+    // Major, minor and revision joined with ".".
+    std::string VersionText() const;
+
+    // Module-level state shared by the windows and the run.
+    Int16 TaskIndex;
+    VbBool StopRequested = vbFalse;
+    std::string WinVersion;
+
+    // The settings store, installed by the front end once the registry is open.
+    std::function<void(FrmMain&)> LoadSettings;
+    std::function<void(FrmMain&)> SaveSettings;
+
+    // The windows, created on first use and kept for the program's life; unloading
+    // resets a window, as reloading would.
+    FrmMain& Main();
+    FrmCleaner& Cleaner();
+    frmAbout& About();
+    bool CleanerLoaded() const;
+    // Every secondary window that exists, in the order the main window unloads them.
+    std::vector<Form*> SecondaryForms();
+
+    // The release routine: sets the stop flag and releases the shared objects.
+    // Closes and saves nothing, and may run any number of times.
+    void ReleaseShared();
+
+    // Shortcut for a message box under the application title.
+    int MsgBox(const std::string& text, int style) { return host_.MsgBox(text, style, Title); }
+
+private:
+    Host& host_;
+    Platform& platform_;
+    std::unique_ptr<FrmMain> main_;
+    std::unique_ptr<FrmCleaner> cleaner_;
+    std::unique_ptr<frmAbout> about_;
+};
+
+}  // namespace velloran

@@ -1,0 +1,58 @@
+#include "app/ModControls.hpp"
+
+#include <filesystem>
+
+#include "app/Application.hpp"
+#include "app/FrmMain.hpp"
+#include "app/TaskCatalogue.hpp"
+#include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/BrowserProfiles.hpp"
+#include "common/ModFunctions.hpp"
+
+namespace velloran {
+
+namespace {
+
+void DisableArray(ControlArray<CheckBox>& array, CheckBox& selectAll) {
+    for (int i = 1; i <= array.UBound(); ++i)
+        if (array.Exists(i)) array(i).SetEnabled(false);
+    selectAll.SetEnabled(false);
+}
+
+// The help pages shipped beside the program, or in the source tree when run from a build.
+std::string HelpFilePath() {
+    namespace fs = std::filesystem;
+    for (const fs::path& dir : {fs::path(VELLORAN_DATADIR), fs::path(VELLORAN_SOURCE_DATADIR)}) {
+        std::error_code ec;
+        if (fs::exists(dir / "help" / "index.html", ec)) return (dir / "help" / "index.html").string();
+    }
+    return (std::filesystem::path(VELLORAN_DATADIR) / "help" / "index.html").string();
+}
+
+}  // namespace
+
+void SetControls(FrmMain& frm, bool skip) {
+    Application& app = frm.App();
+    WithErrorHandler(app, "ModControls:SetControls", [&] {
+        frm.SetAutoRedraw(true);
+        if (frm.WindowState() == vbMinimized || skip) return;
+
+        app.WinVersion = WinVersionCode(app.GetPlatform().GetVersionEx());
+        frm.sBar.SetPanel(6, "Windows " + app.WinVersion);
+        app.HelpFile = HelpFilePath();
+        frm.frameWin.ZOrderTop();
+
+        frm.cmbsDelType.Clear();
+        for (auto method : DeleteMethods()) frm.cmbsDelType.AddItem(std::string(method));
+        frm.cmbsDelType.SetListIndex(0);
+
+        if (app.LoadSettings) app.LoadSettings(frm);
+
+        if (!NetscapeCleaner(app.GetPlatform()).IsInstalled())
+            DisableArray(frm.ns_Chk, frm.ns_Chks);
+        if (OperaCleaner(app.GetPlatform()).ProfileFolder().empty())
+            DisableArray(frm.op_Chk, frm.op_Chks);
+    });
+}
+
+}  // namespace velloran

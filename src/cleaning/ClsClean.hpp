@@ -1,0 +1,61 @@
+#pragma once
+// One cleaning run: the header, the five job groups in their fixed order, the
+// closing message and the final progress event.
+#include <functional>
+#include <string>
+
+#include "common/Vb.hpp"
+#include "common/controls/ControlArray.hpp"
+#include "common/controls/Controls.hpp"
+
+namespace velloran {
+
+class Application;
+
+class ClsClean {
+public:
+    explicit ClsClean(Application& app);
+    ~ClsClean();
+
+    // Text, Total, Current; handled by the progress window as cs_Progress.
+    std::function<void(const std::string&, int, int)> Progress;
+
+    bool isJob();
+    void Clean();
+    // Passes a cancel request to the worker that is alive and releases it.
+    void SetCancel(bool value);
+
+    void DoWindows();
+    void DoIE();
+    void DoNetscape();
+    void DoOpera();
+    void DoPrograms();
+
+    // Appends one line to the log; a current position above 0 also moves the bar.
+    void AddLog(const std::string& text, Int16 total, Int16 current);
+
+    Int16 GroupTotal() const { return groupTotal_; }
+    Int16 GroupDone() const { return groupDone_; }
+    const std::string& LogSnapshot() const { return logSnapshot_; }
+    VbBool Aborted() const { return aborted_; }
+    VbBool BrowserOpen() const { return browserOpen_; }
+
+private:
+    // Steps 1-2 of every group: count the ticked boxes, index 0 never examined.
+    void CountTicked(const ControlArray<CheckBox>& array);
+    void RaiseProgress(const std::string& text, int total, int current);
+
+    Application& app_;
+    Int16 groupTotal_;
+    Int16 groupDone_;
+    std::string logSnapshot_;
+    VbBool aborted_ = vbFalse;
+    VbBool browserOpen_ = vbFalse;
+    std::string windowTitle_;
+};
+
+// The run header: user, Windows type and Windows directory, three lines.
+std::string RunHeader(const std::string& user, const std::string& winVersion,
+                      const std::string& windowsDirectory);
+
+}  // namespace velloran

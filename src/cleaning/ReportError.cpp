@@ -1,0 +1,99 @@
+#include "cleaning/ReportError.hpp"
+
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+#include "app/FrmMain.hpp"
+#include "common/Target.hpp"
+
+namespace velloran {
+
+namespace fs = std::filesystem;
+
+std::string ErrorMessageText(long number, const std::string& description,
+                             const std::string& source, const std::string& location) {
+    return "Error Number: " + std::to_string(number) + "\r\n" +
+           "Error Description: " + description + "\r\n" + "Error Location: " + source + " " +
+           location;
+}
+
+std::string ErrorReport::Text() const {
+    std::string t;
+    auto line = [&t](const char* label, const std::string& value) {
+        t += label;
+        t += value;
+        t += '\n';
+    };
+    line("Description: ", description);
+    line("Source: ", source);
+    line("Version: ", version);
+    line("Number: ", std::to_string(number));
+    line("Operating system: ", operatingSystem);
+    line("Location: ", location);
+    line("Application version: ", appVersion);
+    line("Product: ", productName);
+    line("Port: ", port);
+    line("Error page: ", errorPage);
+    line("Web service: ", servicePath);
+    line("Service description: ", serviceDescription);
+    line("Support server: ", server.empty() ? std::string("(none configured)") : server);
+    return t;
+}
+
+namespace {
+
+// Reports are kept so that a user can send one by hand; a failure to write one
+// must not stop the program from ending cleanly.
+std::string SaveReport(const std::string& text) {
+    std::error_code ec;
+    fs::path dir = XdgStateHome() / "velloran" / "error-reports";
+    fs::create_directories(dir, ec);
+    if (ec) return {};
+    std::time_t now = std::time(nullptr);
+    char stamp[32];
+    std::tm tm{};
+    localtime_r(&now, &tm);
+    std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &tm);
+    fs::path file = dir / ("error-" + std::string(stamp) + ".txt");
+    for (int n = 1; fs::exists(file, ec); ++n)
+        file = dir / ("error-" + std::string(stamp) + "-" + std::to_string(n) + ".txt");
+    std::ofstream out(file);
+    out << text;
+    return out ? file.string() : std::string();
+}
+
+}  // namespace
+
+void ReportError(Application& app, long number, const std::string& description,
+                 const std::string& source, bool showMessage, const std::string& location,
+                 const std::string& version, long style) {
+    Host& host = app.GetHost();
+    if (showMessage)
+        host.MsgBox(ErrorMessageText(number, description, source, location),
+                    static_cast<int>(style), app.Title);
+
+    ErrorReport report;
+    report.description = description;
+    report.source = source;
+    report.version = version;
+    report.number = number;
+    report.operatingSystem = "Windows " + app.WinVersion;
+    report.location = location;
+    report.appVersion = app.VersionText();
+    report.productName = app.ProductName;
+    const std::string text = report.Text();
+    host.ShowErrorReport(text, SaveReport(text));
+
+    // The common unload: the main window takes every other window with it.
+    try {
+        app.Main().Unload(vbFormCode);
+    } catch (const ProgramEnd&) {
+    } catch (const std::exception&) {
+        // Already reporting; a second failure must not hide the first.
+    }
+    EndProgram(1);
+}
+
+}  // namespace velloran
