@@ -1,0 +1,34 @@
+#pragma once
+// The console as a host: message boxes are printed as "[style] text" and answered
+// Yes (or No with --no); modal windows run without being drawn.
+#include <iosfwd>
+#include <string>
+
+#include "common/Host.hpp"
+
+namespace velloran {
+
+class ConsoleHost : public Host {
+public:
+    ConsoleHost(std::ostream& out, std::ostream& err, bool answerNo)
+        : out_(out), err_(err), answerNo_(answerNo) {}
+
+    int MsgBox(const std::string& prompt, int style, const std::string& title) override;
+    void DoEvents() override {}
+    void ShowModal(Form& form, Form* owner) override;
+    void FormUnloaded(Form& form) override;
+    void ShowErrorReport(const std::string& reportText, const std::string& savedPath) override;
+
+    // Called for every log line the progress window gains, so the console can print it.
+    std::ostream& Out() { return out_; }
+
+private:
+    std::ostream& out_;
+    std::ostream& err_;
+    bool answerNo_;
+};
+
+// Line breaks of a message as the console prints them: CR LF and lone CR become LF.
+std::string ConsoleText(const std::string& text);
+
+}  // namespace velloran

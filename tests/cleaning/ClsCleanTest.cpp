@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include "cleaning/ClsClean.hpp"
+#include "cleaning/FrmCleaner.hpp"
+#include "cleaning/ModListView.hpp"
+#include "cleaning/ReportError.hpp"
+#include "common/controls/ListView.hpp"
+#include "support/AppFixture.hpp"
+
+namespace velloran::test {
+
+class ClsCleanTest : public AppFixture {
+protected:
+    void SetUp() override { LoadMain(); }
+};
+
+TEST_F(ClsCleanTest, IsJobCountsTaskBoxesOnly) {
+    ClsClean cs(app);
+    EXPECT_FALSE(cs.isJob());
+    main().stChk(3).UserClick();
+    EXPECT_FALSE(cs.isJob()) << "option boxes are no tasks";
+    // Select All boxes are separate controls: a ticked one with its members cleared counts nothing.
+    main().ns_Chks.SetValue(1);
+    for (int i = 1; i <= 4; ++i) main().ns_Chk(i).SetValue(0);
+    EXPECT_FALSE(cs.isJob());
+    for (auto* array : {&main().win_chk, &main().ie_Chk, &main().op_Chk, &main().oprg_chk}) {
+        (*array)(array->UBound()).SetValue(1);
+        EXPECT_TRUE(cs.isJob()) << array->Name();
+        (*array)(array->UBound()).SetValue(0);
+    }
+}
+
+TEST_F(ClsCleanTest, AddLogAppendsWithOneSeparatorAndMovesBarOnlyForPositions) {
+    FrmCleaner& cleaner = app.Cleaner();
+    ClsClean cs(app);
+    std::vector<std::tuple<std::string, int, int>> events;
+    cs.Progress = [&](const std::string& t, int total, int current) {
+        events.emplace_back(t, total, current);
+    };
+    cs.AddLog("ignored while the window is not loaded", 1, 1);
+    EXPECT_TRUE(events.empty());
+
+    cleaner.Load();
+    cleaner.txtprogress.SetText("H1\r\nH2\r\nH3");
+    cs.AddLog("Verifying Windows jobs...", 0, 0);
+    cs.AddLog("Cleaning Run history ...", 2, 5);
+    cs.AddLog("", 2, 13);
+    EXPECT_EQ(cleaner.txtprogress.Text(),
+              "H1\r\nH2\r\nH3\r\nVerifying Windows jobs...\r\nCleaning Run history ...\r\n");
+    EXPECT_EQ(cs.LogSnapshot(), "H1\r\nH2\r\nH3\r\nVerifying Windows jobs...\r\nCleaning Run history ...");
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0], std::make_tuple(std::string("Cleaning Run history ..."), 2, 5));
+    EXPECT_EQ(std::get<2>(events[1]), 13);
+}
+
+TEST_F(ClsCleanTest, RunWithAllGroupsTickedEndsWithTenOfTen) {
+    for (auto* box : {&main().win_chks, &main().ie_Chks, &main().oprg_chks}) box->SetValue(1);
+    app.Cleaner().Load();
+    ClsClean cs(app);
+    std::vector<std::tuple<std::string, int, int>> events;
+    cs.Progress = [&](const std::string& t, int total, int current) {
+        events.emplace_back(t, total, current);
+    };
+    cs.Clean();
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.back(), std::make_tuple(std::string("Completed All Jobs"), 10, 10));
+    EXPECT_EQ(app.TaskIndex, 14) << "the last group walked oprg_chk past its upper bound";
+    EXPECT_EQ(cs.GroupTotal(), 13);
+}
+
+TEST_F(ClsCleanTest, DoNotNotifySuppressesTheMessageAndExitEndsTheProgram) {
+    main().win_chk(1).SetValue(1);
+    main().stChk(3).SetValue(1);
+    ClsClean(app).Clean();
+    EXPECT_TRUE(host.boxes.empty());
+    EXPECT_TRUE(main().IsLoaded());
+
+    main().stChk(3).SetValue(0);
+    main().stChk(4).SetValue(1);
+    EXPECT_EQ(ExpectProgramEnd([&] { ClsClean(app).Clean(); }), 0);
+    ASSERT_EQ(host.boxes.size(), 1u) << "the message comes before the exit";
+    EXPECT_FALSE(main().IsLoaded());
+}
+
+TEST_F(ClsCleanTest, ProgressWindowRules) {
+    FrmCleaner& cleaner = app.Cleaner();
+    cleaner.Load();
+    EXPECT_EQ(cleaner.pbar.Caption(), "Loading libraries...");
+    EXPECT_EQ(cleaner.pbar.Max(), 100);
+    EXPECT_FALSE(IsTrue(app.StopRequested));
+
+    cleaner.SetTag("0");
+    cleaner.Activate();
+    EXPECT_EQ(host.doEvents, 0) << "a window not tagged \"1\" does not run";
+    EXPECT_EQ(cleaner.txtprogress.Text(), "");
+
+    const std::string longText(60, 'x');
+    cleaner.cs_Progress(longText, 2, 13);
+    EXPECT_EQ(cleaner.pbar.Caption(), std::string(50, 'x'));
+    EXPECT_EQ(cleaner.pbar.Fraction(), 1.0) << "a value above the maximum shows full";
+
+    // The title-bar close behaves like Cancel and unloads once.
+    EXPECT_TRUE(cleaner.Unload(vbFormControlMenu));
+    EXPECT_TRUE(IsTrue(app.StopRequested));
+    EXPECT_FALSE(cleaner.Unload());
+    EXPECT_EQ(std::count(host.unloaded.begin(), host.unloaded.end(), "FrmCleaner"), 1);
+}
+
+TEST_F(ClsCleanTest, CancelDuringActivationUnloadsTheWindow) {
+    main().win_chk(5).SetValue(1);
+    host.atDoEvents[1] = [&] { app.Cleaner().cmdCancel.UserClick(); };
+    main().cmdClean.UserClick();
+    EXPECT_FALSE(app.CleanerLoaded());
+    EXPECT_TRUE(IsTrue(app.StopRequested));
+}
+
+TEST_F(ClsCleanTest, ReportErrorRecordsUnloadsAndEnds) {
+    app.Cleaner().Load();
+    int code = ExpectProgramEnd([&] {
+        ReportError(app, 70, "Permission denied", "ClsWindows:CleanRunHistory", true,
+                    "ClsWindows:CleanRunHistory", app.VersionText(), 16);
+    });
+    EXPECT_EQ(code, 1);
+    ASSERT_EQ(host.boxes.size(), 1u);
+    EXPECT_EQ(host.boxes[0].text,
+              "Error Number: 70\r\nError Description: Permission denied\r\n"
+              "Error Location: ClsWindows:CleanRunHistory ClsWindows:CleanRunHistory");
+    EXPECT_EQ(host.boxes[0].style, 16);
+    ASSERT_EQ(host.reports.size(), 1u);
+    EXPECT_NE(host.reports[0].find("Location: ClsWindows:CleanRunHistory"), std::string::npos);
+    EXPECT_NE(host.reports[0].find("Operating system: Windows --"), std::string::npos);
+    EXPECT_FALSE(main().IsLoaded());
+    EXPECT_FALSE(app.CleanerLoaded());
+}
+
+TEST(ModListView, FitsEveryColumnOrTheLast) {
+    ListView lv("lvFiles");
+    std::vector<std::pair<int, int>> sent;
+    lv.ColumnWidthRequested.Connect([&](int c, int w) { sent.emplace_back(c, w); });
+    FitLastColumn(lv);  // no columns: nothing happens
+    lv.AddColumn("Name", 100);
+    lv.AddColumn("Size", 50);
+    lv.AddColumn("Path", 50);
+    FitColumns(lv);
+    FitLastColumn(lv);
+    EXPECT_EQ(sent, (std::vector<std::pair<int, int>>{{0, -2}, {1, -2}, {2, -2}, {2, -2}}));
+}
+
+}  // namespace velloran::test

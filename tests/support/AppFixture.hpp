@@ -1,0 +1,36 @@
+#pragma once
+// An application on a scripted host and a fake platform, main window loaded.
+#include <gtest/gtest.h>
+
+#include "app/Application.hpp"
+#include "app/FrmMain.hpp"
+#include "support/FakePlatform.hpp"
+#include "support/ScriptedHost.hpp"
+
+namespace velloran::test {
+
+class AppFixture : public ::testing::Test {
+protected:
+    void LoadMain() {
+        main().Form_Initialize();
+        main().Load();
+    }
+    FrmMain& main() { return app.Main(); }
+    // Runs `body`, expecting it to end the program.
+    template <class F>
+    int ExpectProgramEnd(F&& body) {
+        try {
+            body();
+        } catch (const ProgramEnd& e) {
+            return e.code;
+        }
+        ADD_FAILURE() << "the program did not end";
+        return -1;
+    }
+
+    ScriptedHost host;
+    FakePlatform platform;
+    Application app{host, platform};
+};
+
+}  // namespace velloran::test

@@ -1,0 +1,41 @@
+#pragma once
+// A platform with every answer set by the test.
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "common/platform/Platform.hpp"
+
+namespace velloran::test {
+
+class FakePlatform : public Platform {
+public:
+    std::optional<OsVersionInfo> version;
+    std::string windowsDir = "/prefix/drive_c/windows";
+    std::string userName = "alice";
+    std::string home = "/home/alice";
+    std::map<int, std::string> specialFolders{{CSIDL_WINDOWS, "/prefix/drive_c/windows"}};
+    std::set<std::string> dirs;
+    std::set<std::string> files;
+    std::optional<DiskSpace> disk;
+    std::vector<std::string> opened;
+
+    std::optional<OsVersionInfo> GetVersionEx() override { return version; }
+    std::string WindowsDirectory() override { return windowsDir; }
+    std::string SystemDirectory() override { return windowsDir + "/system32"; }
+    std::string TempPath() override { return "/tmp"; }
+    std::string UserName() override { return userName; }
+    std::optional<std::string> SpecialFolderPath(int csidl) override {
+        auto it = specialFolders.find(csidl & 0xFF);
+        if (it == specialFolders.end()) return std::nullopt;
+        return it->second;
+    }
+    std::optional<DiskSpace> DiskFreeSpace(const std::string&) override { return disk; }
+    bool FileExists(const std::string& p) override { return files.count(p) != 0; }
+    bool DirectoryExists(const std::string& p) override { return dirs.count(p) != 0; }
+    std::string HomeDirectory() override { return home; }
+    void ShellOpen(const std::string& p) override { opened.push_back(p); }
+};
+
+}  // namespace velloran::test
