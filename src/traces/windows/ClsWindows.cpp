@@ -87,6 +87,17 @@ const ListTask& FindTask(std::string_view method) {
     throw VbError::Standard(vbErrInvalidCall);
 }
 
+// PagingFiles is a multi-string on every Windows; its entries are shown one after
+// the other. Other types convert as any value would.
+std::string PagingFilesText(const RegData& data) {
+    if (const auto* items = std::get_if<RegData::Strings>(&data.Get())) {
+        std::string text;
+        for (const auto& item : *items) text += (text.empty() ? "" : " ") + item;
+        return text;
+    }
+    return data.ToString();
+}
+
 }  // namespace
 
 bool ClsWindows::RunListTask(const char* method, Int16& Found) {
@@ -157,7 +168,7 @@ bool ClsWindows::ClearPageFile() {
                           reg.KeyPath("SYSTEM\\CurrentControlSet\\Control\\Session Manager");
                           reg.SubKey("Memory Management");
                           if (reg.KeyExists()) {
-                              const std::string paging = reg.ReadValue("PagingFiles").ToString();
+                              const std::string paging = PagingFilesText(reg.ReadValue("PagingFiles"));
                               reg.WriteValue("clearpagefileatshutdown", RegData("1"), kRegSz);
                               message = "Page/SWAP File will be cleared on restart. (" + paging + ") ";
                           } else {
