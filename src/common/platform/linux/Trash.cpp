@@ -1,0 +1,541 @@
+#include "common/platform/linux/Trash.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "common/Target.hpp"
+#include "common/VbError.hpp"
+#include "common/platform/linux/DirWalker.hpp"
+
+namespace velloran::linuxfs {
+
+namespace {
+
+constexpr int kPathFileAccess = 75;
+constexpr int kFileExists = 58;
+
+class UniqueFd {
+public:
+    explicit UniqueFd(int fd = -1) : fd_(fd) {}
+    ~UniqueFd() {
+        if (fd_ >= 0) close(fd_);
+    }
+    UniqueFd(UniqueFd&& o) noexcept : fd_(o.fd_) { o.fd_ = -1; }
+    UniqueFd& operator=(UniqueFd&& o) noexcept {
+        if (this != &o) {
+            if (fd_ >= 0) close(fd_);
+            fd_ = o.fd_;
+            o.fd_ = -1;
+        }
+        return *this;
+    }
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+
+private:
+    int fd_;
+};
+
+VbError Errno(int err, const std::string& what) {
+    switch (err) {
+        case ENOENT:
+            return VbError(vbErrFileNotFound, "File not found: " + what);
+        case EACCES:
+        case EPERM:
+        case EROFS:
+            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
+        default:
+            return VbError(kPathFileAccess, "Path/File access error: " + what + ": " + std::strerror(err));
+    }
+}
+
+std::pair<std::string, std::string> SplitPath(std::string path) {
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return {".", path};
+    if (slash == 0) return {"/", path.substr(1)};
+    return {path.substr(0, slash), path.substr(slash + 1)};
+}
+
+std::string RealDir(const std::string& dir) {
+    char* r = realpath(dir.c_str(), nullptr);
+    if (!r) return {};
+    std::string s = r;
+    free(r);
+    return s;
+}
+
+std::string Join(const std::string& a, const std::string& b) {
+    if (a.empty()) return b;
+    return a.back() == '/' ? a + b : a + "/" + b;
+}
+
+// The highest folder above `dir` (a real path) that is still on device `dev`.
+std::string MountTop(const std::string& dir, dev_t dev) {
+    std::string cur = dir;
+    while (cur != "/") {
+        std::string parent = SplitPath(cur).first;
+        struct stat st {};
+        if (stat(parent.c_str(), &st) != 0 || st.st_dev != dev) return cur;
+        cur = parent;
+    }
+    return cur;
+}
+
+// A folder of ours inside a trash: created when missing, never a link, owned by
+// the user.
+bool EnsureOwnDir(const std::string& path, uid_t uid, bool create) {
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0) {
+        if (!create || errno != ENOENT) return false;
+        if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return false;
+        if (lstat(path.c_str(), &st) != 0) return false;
+    }
+    return S_ISDIR(st.st_mode) && st.st_uid == uid;
+}
+
+bool EnsureTrashLayout(const std::string& trash, uid_t uid, bool create) {
+    return EnsureOwnDir(trash, uid, create) && EnsureOwnDir(Join(trash, "files"), uid, create) &&
+           EnsureOwnDir(Join(trash, "info"), uid, create);
+}
+
+bool IsPseudoFsType(const std::string& t) {
+    static const std::set<std::string> kPseudo = {
+        "proc",    "sysfs",     "cgroup",    "cgroup2",     "devpts",   "debugfs", "tracefs",
+        "securityfs", "pstore", "bpf",       "configfs",    "fusectl",  "mqueue",  "hugetlbfs",
+        "autofs",  "binfmt_misc", "efivarfs", "selinuxfs",  "nsfs",     "rpc_pipefs", "devtmpfs",
+        "squashfs", "ramfs"};
+    return kPseudo.count(t) != 0;
+}
+
+std::vector<std::string> UserVolumes() {
+    std::vector<std::string> out;
+    std::ifstream in("/proc/self/mountinfo");
+    std::string line;
+    std::vector<std::string> points = MountPoints();
+    std::size_t index = 0;
+    while (std::getline(in, line)) {
+        std::size_t dash = line.find(" - ");
+        std::string type;
+        if (dash != std::string::npos) {
+            std::istringstream rest(line.substr(dash + 3));
+            rest >> type;
+        }
+        if (index < points.size() && !IsPseudoFsType(type)) out.push_back(points[index]);
+        ++index;
+    }
+    return out;
+}
+
+std::string LocalTimeStamp() {
+    std::time_t now = std::time(nullptr);
+    std::tm tm {};
+    localtime_r(&now, &tm);
+    char buf[32];
+    std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%S", &tm);
+    return buf;
+}
+
+// Candidate names for a trashed item: the name itself, then "stem.N.ext".
+std::string Candidate(const std::string& name, int attempt) {
+    if (attempt == 0) return name;
+    std::size_t dot = name.rfind('.');
+    if (dot == std::string::npos || dot == 0) return name + "." + std::to_string(attempt + 1);
+    return name.substr(0, dot) + "." + std::to_string(attempt + 1) + name.substr(dot);
+}
+
+// Disk usage as du -B1 counts it; links are not followed.
+std::uint64_t DiskUsage(int dirfd, const char* name, dev_t dev) {
+    struct stat st {};
+    if (fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+    std::uint64_t total = static_cast<std::uint64_t>(st.st_blocks) * 512;
+    if (!S_ISDIR(st.st_mode) || st.st_dev != dev) return total;
+    int fd = openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) return total;
+    DIR* d = fdopendir(fd);
+    if (!d) {
+        close(fd);
+        return total;
+    }
+    while (dirent* e = readdir(d)) {
+        if (!std::strcmp(e->d_name, ".") || !std::strcmp(e->d_name, "..")) continue;
+        total += DiskUsage(fd, e->d_name, dev);
+    }
+    closedir(d);
+    return total;
+}
+
+// Removes an entry and everything below it without following links and without
+// leaving device `dev`. Appends what it could not remove to `failed`.
+bool RemoveTree(int dirfd, const std::string& name, const std::string& shown, dev_t dev,
+                std::vector<std::string>& failed) {
+    struct stat st {};
+    if (fstatat(dirfd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
+    if (!S_ISDIR(st.st_mode)) {
+        if (unlinkat(dirfd, name.c_str(), 0) == 0 || errno == ENOENT) return true;
+        failed.push_back(shown);
+        return false;
+    }
+    if (st.st_dev != dev) {  // a mount inside the trash: leave it alone
+        failed.push_back(shown);
+        return false;
+    }
+    int fd = openat(dirfd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0 && errno == EACCES && fchmodat(dirfd, name.c_str(), 0700, 0) == 0)
+        fd = openat(dirfd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) {
+        failed.push_back(shown);
+        return false;
+    }
+    struct stat self {};
+    if (fstat(fd, &self) != 0 || self.st_ino != st.st_ino || self.st_dev != st.st_dev) {
+        close(fd);
+        failed.push_back(shown);
+        return false;
+    }
+    if ((self.st_mode & 0700) != 0700) fchmod(fd, self.st_mode | 0700);
+    bool ok = true;
+    if (DIR* d = fdopendir(dup(fd))) {
+        std::vector<std::string> names;
+        while (dirent* e = readdir(d))
+            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, "..")) names.emplace_back(e->d_name);
+        closedir(d);
+        for (const auto& n : names) ok = RemoveTree(fd, n, shown + "/" + n, dev, failed) && ok;
+    } else {
+        ok = false;
+    }
+    close(fd);
+    if (ok && unlinkat(dirfd, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) {
+        failed.push_back(shown);
+        ok = false;
+    }
+    return ok;
+}
+
+std::vector<std::string> ListNames(const std::string& dir) {
+    std::vector<std::string> out;
+    int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) return out;
+    if (DIR* d = fdopendir(fd)) {
+        while (dirent* e = readdir(d))
+            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, "..")) out.emplace_back(e->d_name);
+        closedir(d);
+    } else {
+        close(fd);
+    }
+    return out;
+}
+
+const std::string kInfoSuffix = ".trashinfo";
+
+}  // namespace
+
+Trash::Trash() : Trash((XdgDataHome() / "Trash").string(), getuid(), UserVolumes()) {}
+
+Trash::Trash(std::string homeTrash, uid_t uid, std::vector<std::string> volumes)
+    : home_(std::move(homeTrash)), uid_(uid), volumes_(std::move(volumes)) {}
+
+std::string Trash::PercentEncode(std::string_view bytes) {
+    static const char* kHex = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : bytes) {
+        bool keep = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                    std::strchr("-_.!~*()/", c) != nullptr;
+        if (keep && c != 0) {
+            out += static_cast<char>(c);
+        } else {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        }
+    }
+    return out;
+}
+
+std::string Trash::PercentDecode(std::string_view text) {
+    auto hex = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size() &&
+            hex(text[i + 1]) >= 0 && hex(text[i + 2]) >= 0) {
+            out += static_cast<char>(hex(text[i + 1]) * 16 + hex(text[i + 2]));
+            i += 2;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
+}
+
+std::optional<TrashInfo> Trash::ParseInfo(const std::string& text) {
+    std::istringstream in(text);
+    std::string line;
+    bool header = false, inGroup = false, havePath = false, haveDate = false;
+    TrashInfo info;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line[0] == '#') continue;
+        if (line[0] == '[') {
+            inGroup = line == "[Trash Info]";
+            header = header || inGroup;
+            continue;
+        }
+        if (!inGroup) continue;
+        // The first occurrence of a key wins.
+        if (!havePath && line.rfind("Path=", 0) == 0) {
+            info.path = PercentDecode(line.substr(5));
+            havePath = true;
+        } else if (!haveDate && line.rfind("DeletionDate=", 0) == 0) {
+            info.deletionDate = line.substr(13);
+            haveDate = true;
+        }
+    }
+    if (!header || !havePath) return std::nullopt;
+    return info;
+}
+
+std::optional<TrashInfo> Trash::ReadInfo(const TrashDir& dir, const std::string& name) {
+    std::ifstream in(Join(Join(dir.path, "info"), name + kInfoSuffix), std::ios::binary);
+    if (!in) return std::nullopt;
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ParseInfo(ss.str());
+}
+
+std::optional<TrashDir> Trash::VolumeTrash(const std::string& topdir, bool create) const {
+    const std::string uid = std::to_string(uid_);
+    std::string shared = Join(topdir, ".Trash");
+    struct stat st {};
+    // $topdir/.Trash is used only when it is a real folder with the sticky bit.
+    if (lstat(shared.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX)) {
+        std::string mine = Join(shared, uid);
+        if (EnsureTrashLayout(mine, uid_, create)) return TrashDir{mine, topdir, false};
+    }
+    std::string own = Join(topdir, ".Trash-" + uid);
+    if (EnsureTrashLayout(own, uid_, create)) return TrashDir{own, topdir, false};
+    return std::nullopt;
+}
+
+TrashedItem Trash::MoveToTrash(const std::string& path) {
+    auto [dir, name] = SplitPath(path);
+    if (name.empty() || name == "." || name == ".." || name == "/")
+        throw VbError(vbErrInvalidCall, "Invalid procedure call or argument: " + path);
+    UniqueFd dirfd(OpenDirectoryPath(dir));
+    if (!dirfd) throw Errno(errno, path);
+    struct stat st {};
+    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw Errno(errno, path);
+    std::string realDir = RealDir(dir);
+    if (realDir.empty()) throw Errno(errno, path);
+    const std::string absolute = Join(realDir, name);
+
+    // Which trash: the home trash when on its file system, else the volume's.
+    TrashDir target;
+    std::string homeParent = home_;
+    struct stat hs {};
+    while (stat(homeParent.c_str(), &hs) != 0 && homeParent != "/") homeParent = SplitPath(homeParent).first;
+    if (hs.st_dev == st.st_dev) {
+        std::string parent = SplitPath(home_).first;
+        std::error_code ec;
+        std::filesystem::create_directories(parent, ec);
+        if (!EnsureTrashLayout(home_, uid_, true))
+            throw VbError(kPathFileAccess, "Path/File access error: cannot use the trash " + home_);
+        target = TrashDir{home_, "", true};
+    } else {
+        std::string top = MountTop(realDir, st.st_dev);
+        auto vt = VolumeTrash(top, true);
+        if (!vt)
+            throw VbError(kPathFileAccess,
+                          "Path/File access error: the volume of " + path + " has no usable trash");
+        target = *vt;
+    }
+    std::string recorded = absolute;
+    if (!target.home) {
+        recorded = absolute.substr(target.topdir.size());
+        while (!recorded.empty() && recorded[0] == '/') recorded.erase(0, 1);
+    }
+
+    UniqueFd infoDir(open(Join(target.path, "info").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd filesDir(open(Join(target.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!infoDir || !filesDir) throw Errno(errno, target.path);
+
+    const std::string content = "[Trash Info]\nPath=" + PercentEncode(recorded) +
+                                "\nDeletionDate=" + LocalTimeStamp() + "\n";
+    for (int attempt = 0; attempt < 10000; ++attempt) {
+        std::string candidate = Candidate(name, attempt);
+        std::string infoName = candidate + kInfoSuffix;
+        int fd = openat(infoDir.get(), infoName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd < 0) {
+            if (errno == EEXIST) continue;
+            if (errno == ENAMETOOLONG) {
+                // Long names: keep a short unique prefix of the name instead.
+                name = name.substr(0, name.size() / 2);
+                attempt = -1;
+                continue;
+            }
+            throw Errno(errno, Join(Join(target.path, "info"), infoName));
+        }
+        UniqueFd info(fd);
+        struct stat existing {};
+        if (fstatat(filesDir.get(), candidate.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
+            unlinkat(infoDir.get(), infoName.c_str(), 0);  // a stray entry without info
+            continue;
+        }
+        if (write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) || fsync(fd) != 0) {
+            int err = errno;
+            unlinkat(infoDir.get(), infoName.c_str(), 0);
+            throw Errno(err, Join(Join(target.path, "info"), infoName));
+        }
+        const std::string source = SplitPath(path).second;
+        if (renameat(dirfd.get(), source.c_str(), filesDir.get(), candidate.c_str()) != 0) {
+            int err = errno;
+            unlinkat(infoDir.get(), infoName.c_str(), 0);
+            throw Errno(err, path);
+        }
+        fsync(filesDir.get());
+        if (S_ISDIR(st.st_mode)) {
+            // directorysizes: size, the info file's mtime, the encoded name.
+            struct stat is {};
+            fstat(fd, &is);
+            std::uint64_t size = DiskUsage(filesDir.get(), candidate.c_str(), st.st_dev);
+            std::string sizes = Join(target.path, "directorysizes");
+            std::string old;
+            if (std::ifstream in{sizes, std::ios::binary}) {
+                std::stringstream ss;
+                ss << in.rdbuf();
+                old = ss.str();
+            }
+            if (!old.empty() && old.back() != '\n') old += '\n';
+            old += std::to_string(size) + " " + std::to_string(static_cast<long long>(is.st_mtime)) + " " +
+                   PercentEncode(candidate) + "\n";
+            std::string tmp = sizes + ".tmp" + std::to_string(getpid());
+            if (std::ofstream out{tmp, std::ios::binary | std::ios::trunc}; out << old) {
+                out.close();
+                std::rename(tmp.c_str(), sizes.c_str());
+            }
+        }
+        return TrashedItem{target, candidate, absolute};
+    }
+    throw VbError(kPathFileAccess, "Path/File access error: no free name in the trash for " + path);
+}
+
+void Trash::Restore(const TrashDir& dir, const std::string& name) {
+    auto info = ReadInfo(dir, name);
+    if (!info) throw VbError(vbErrFileNotFound, "File not found: " + name + kInfoSuffix);
+    std::string original = dir.home ? info->path : Join(dir.topdir, info->path);
+    auto [parent, base] = SplitPath(original);
+    UniqueFd to(OpenDirectoryPath(parent));
+    if (!to) throw Errno(errno, parent);
+    UniqueFd from(open(Join(dir.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!from) throw Errno(errno, dir.path);
+    struct stat st {};
+    if (fstatat(to.get(), base.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0)
+        throw VbError(kFileExists, "File already exists: " + original);
+    if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0) throw Errno(errno, original);
+    unlink(Join(Join(dir.path, "info"), name + kInfoSuffix).c_str());
+}
+
+std::vector<TrashDir> Trash::TrashDirs() const {
+    std::vector<TrashDir> out;
+    if (EnsureTrashLayout(home_, uid_, false)) out.push_back(TrashDir{home_, "", true});
+    std::set<std::string> seen{home_};
+    for (const std::string& v : volumes_) {
+        // Both forms may exist on one volume; list both.
+        const std::string uid = std::to_string(uid_);
+        std::string shared = Join(v, ".Trash");
+        struct stat st {};
+        if (lstat(shared.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX)) {
+            std::string mine = Join(shared, uid);
+            if (!seen.count(mine) && EnsureTrashLayout(mine, uid_, false)) {
+                out.push_back(TrashDir{mine, v, false});
+                seen.insert(mine);
+            }
+        }
+        std::string own = Join(v, ".Trash-" + uid);
+        if (!seen.count(own) && EnsureTrashLayout(own, uid_, false)) {
+            out.push_back(TrashDir{own, v, false});
+            seen.insert(own);
+        }
+    }
+    return out;
+}
+
+std::uint64_t Trash::CountItems() const {
+    std::uint64_t n = 0;
+    for (const TrashDir& d : TrashDirs()) n += ListNames(Join(d.path, "files")).size();
+    return n;
+}
+
+std::uint64_t Trash::Size() const {
+    std::uint64_t total = 0;
+    for (const TrashDir& d : TrashDirs()) {
+        UniqueFd files(open(Join(d.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat st {};
+        if (!files || fstat(files.get(), &st) != 0) continue;
+        for (const std::string& n : ListNames(Join(d.path, "files")))
+            total += DiskUsage(files.get(), n.c_str(), st.st_dev);
+    }
+    return total;
+}
+
+Trash::EmptyResult Trash::Empty() {
+    EmptyResult result;
+    for (const TrashDir& d : TrashDirs()) {
+        const std::string filesPath = Join(d.path, "files");
+        const std::string infoPath = Join(d.path, "info");
+        UniqueFd files(open(filesPath.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        UniqueFd info(open(infoPath.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat st {};
+        if (!files || !info || fstat(files.get(), &st) != 0) continue;
+        std::set<std::string> kept;
+        for (const std::string& n : ListNames(filesPath)) {
+            if (RemoveTree(files.get(), n, Join(filesPath, n), st.st_dev, result.failed)) {
+                ++result.removed;
+                unlinkat(info.get(), (n + kInfoSuffix).c_str(), 0);
+            } else {
+                kept.insert(n);
+            }
+        }
+        // Info files whose item is gone (orphans included).
+        for (const std::string& n : ListNames(infoPath)) {
+            if (n.size() <= kInfoSuffix.size() ||
+                n.compare(n.size() - kInfoSuffix.size(), kInfoSuffix.size(), kInfoSuffix) != 0)
+                continue;
+            if (!kept.count(n.substr(0, n.size() - kInfoSuffix.size()))) unlinkat(info.get(), n.c_str(), 0);
+        }
+        // directorysizes keeps only lines of items that are still there.
+        const std::string sizes = Join(d.path, "directorysizes");
+        if (kept.empty()) {
+            unlink(sizes.c_str());
+        } else if (std::ifstream in{sizes, std::ios::binary}) {
+            std::string line, out;
+            while (std::getline(in, line)) {
+                std::size_t sp = line.rfind(' ');
+                if (sp != std::string::npos && kept.count(PercentDecode(line.substr(sp + 1)))) out += line + "\n";
+            }
+            in.close();
+            std::string tmp = sizes + ".tmp" + std::to_string(getpid());
+            if (std::ofstream o{tmp, std::ios::binary | std::ios::trunc}; o << out) {
+                o.close();
+                std::rename(tmp.c_str(), sizes.c_str());
+            }
+        }
+    }
+    return result;
+}
+
+}  // namespace velloran::linuxfs

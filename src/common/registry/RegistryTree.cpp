@@ -1,0 +1,331 @@
+#include "common/registry/RegistryTree.hpp"
+
+#include <algorithm>
+#include <chrono>
+
+#include "common/VbError.hpp"
+
+namespace velloran {
+
+namespace {
+
+constexpr std::string_view kSource = "Registry";
+constexpr std::u16string_view kLinkValueName = u"SymbolicLinkValue";
+constexpr std::u16string_view kRegistryPrefix = u"\\Registry\\";
+constexpr int kMaxLinkDepth = 16;
+
+std::string FullName(std::uint32_t root, std::string_view path) {
+    std::string s = RootKeyName(root);
+    if (!path.empty()) s += "\\" + std::string(path);
+    return s;
+}
+
+[[noreturn]] void ThrowKeyNotFound(std::uint32_t root, std::string_view path) {
+    throw VbError(vbErrInvalidCall, "Registry key not found: " + FullName(root, path),
+                  std::string(kSource));
+}
+
+void CheckKeyName(std::u16string_view n) {
+    if (n.size() > kMaxKeyNameUnits)
+        throw VbError(vbErrInvalidCall,
+                      "Registry key name longer than 256 characters: " + Utf16ToUtf8(n),
+                      std::string(kSource));
+}
+
+void MarkDeleted(RegKeyNode* key) {
+    key->deleted = true;
+    for (auto& sub : key->subkeys) MarkDeleted(sub.get());
+}
+
+}  // namespace
+
+std::uint64_t RegNowFiletime() {
+    using namespace std::chrono;
+    auto ns = duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
+    return static_cast<std::uint64_t>(ns / 100) + 116444736000000000ULL;
+}
+
+// ---- RegKeyNode ----
+
+RegKeyNode* RegKeyNode::FindSubkey(std::u16string_view n, size_t* index) const {
+    // Files are written sorted, so while loading the new name usually goes last.
+    if (subkeys.empty() || RegCompareNames(subkeys.back()->name, n) < 0) {
+        if (index) *index = subkeys.size();
+        return nullptr;
+    }
+    auto it = std::lower_bound(subkeys.begin(), subkeys.end(), n,
+                               [](const std::unique_ptr<RegKeyNode>& k, std::u16string_view x) {
+                                   return RegCompareNames(k->name, x) < 0;
+                               });
+    if (index) *index = static_cast<size_t>(it - subkeys.begin());
+    if (it != subkeys.end() && RegNamesEqual((*it)->name, n)) return it->get();
+    return nullptr;
+}
+
+RegKeyNode::Value* RegKeyNode::FindValue(std::u16string_view n, size_t* index) {
+    if (values.empty() || RegCompareNames(values.back().name, n) < 0) {
+        if (index) *index = values.size();
+        return nullptr;
+    }
+    auto it = std::lower_bound(values.begin(), values.end(), n,
+                               [](const Value& v, std::u16string_view x) {
+                                   return RegCompareNames(v.name, x) < 0;
+                               });
+    if (index) *index = static_cast<size_t>(it - values.begin());
+    if (it != values.end() && RegNamesEqual(it->name, n)) return &*it;
+    return nullptr;
+}
+
+const RegKeyNode::Value* RegKeyNode::FindValue(std::u16string_view n) const {
+    return const_cast<RegKeyNode*>(this)->FindValue(n);
+}
+
+RegKeyNode* RegKeyNode::AddSubkey(std::u16string_view n, std::uint64_t when) {
+    size_t index = 0;
+    if (RegKeyNode* k = FindSubkey(n, &index)) return k;
+    auto key = std::make_unique<RegKeyNode>();
+    key->name = n;
+    key->parent = this;
+    key->modified = when;
+    RegKeyNode* raw = key.get();
+    subkeys.insert(subkeys.begin() + static_cast<std::ptrdiff_t>(index), std::move(key));
+    return raw;
+}
+
+RegKeyNode::Value& RegKeyNode::SetValue(std::u16string_view n) {
+    size_t index = 0;
+    if (Value* v = FindValue(n, &index)) return *v;
+    auto it = values.insert(values.begin() + static_cast<std::ptrdiff_t>(index), Value{});
+    it->name = n;
+    return *it;
+}
+
+// ---- RegHive ----
+
+RegHive::RegHive() : root(std::make_unique<RegKeyNode>()) {}
+
+void RegHive::Touch(RegKeyNode* key) {
+    if (!key->touched) touchedKeys.push_back(key);
+    key->touched = true;
+    key->modified = RegNowFiletime();
+    dirty = true;
+}
+
+void RegHive::Clear() {
+    root = std::make_unique<RegKeyNode>();
+    removed.clear();
+    touchedKeys.clear();
+    dirty = false;
+    text.clear();
+    headerEnd = 0;
+    chunks.clear();
+    fromFile = false;
+    arch.clear();
+    archLine = 0;
+}
+
+// ---- TreeStore ----
+
+TreeStore::Start TreeStore::Begin(std::uint32_t root, std::string_view path) const {
+    Start s{nullptr, SplitRegPath(path)};
+    for (const auto& t : s.tokens) CheckKeyName(t);
+    switch (root) {
+        case kHKeyCurrentUser: s.key = user_.root.get(); break;
+        case kHKeyLocalMachine: s.key = machine_.root.get(); break;
+        case kHKeyClassesRoot:
+            // The machine-wide classes; Wine merges the user's on top, which no
+            // caller here needs.
+            s.key = machine_.root.get();
+            s.tokens.insert(s.tokens.begin(), {u"Software", u"Classes"});
+            break;
+        default:
+            throw VbError(vbErrInvalidCall,
+                          "Registry root not supported here: " + RootKeyName(root),
+                          std::string(kSource));
+    }
+    return s;
+}
+
+// A link key stands for the key its SymbolicLinkValue names, a path such as
+// \Registry\Machine\System\ControlSet001. Links inside the target are followed in
+// turn, at most 16 deep, as Wine does.
+RegKeyNode* TreeStore::FollowLink(RegKeyNode* key, int depth) const {
+    if (!key || !key->link) return key;
+    if (depth > kMaxLinkDepth) return nullptr;
+    const RegKeyNode::Value* v = key->FindValue(kLinkValueName);
+    if (!v) return nullptr;
+    std::u16string target;
+    for (size_t i = 0; i + 1 < v->value.data.size(); i += 2)
+        target.push_back(static_cast<char16_t>(v->value.data[i] | (v->value.data[i + 1] << 8)));
+    if (target.size() <= kRegistryPrefix.size() ||
+        RegCompareNames(std::u16string_view(target).substr(0, kRegistryPrefix.size()),
+                        kRegistryPrefix) != 0)
+        return nullptr;
+    std::u16string_view rest = std::u16string_view(target).substr(kRegistryPrefix.size());
+    if (rest.empty() || rest.front() == u'\\') return nullptr;
+
+    std::vector<std::u16string_view> tokens;
+    for (size_t i = 0; i < rest.size();) {
+        size_t j = rest.find(u'\\', i);
+        if (j == std::u16string_view::npos) j = rest.size();
+        if (j > i) tokens.push_back(rest.substr(i, j - i));
+        i = j + 1;
+    }
+    // Above the two hives there is only Machine and User\S-1-5-21-0-0-0-1000.
+    size_t t = 0;
+    RegKeyNode* cur = nullptr;
+    if (t < tokens.size() && RegNamesEqual(tokens[t], u"Machine")) {
+        cur = machine_.root.get();
+        t = 1;
+    } else if (tokens.size() >= 2 && RegNamesEqual(tokens[0], u"User") &&
+               RegNamesEqual(tokens[1], u"S-1-5-21-0-0-0-1000")) {
+        cur = user_.root.get();
+        t = 2;
+    } else {
+        return nullptr;
+    }
+    for (; t < tokens.size(); ++t) {
+        cur = cur->FindSubkey(tokens[t]);
+        if (!cur) return nullptr;
+        cur = FollowLink(cur, depth + 1);
+        if (!cur) return nullptr;
+    }
+    return cur;
+}
+
+RegKeyNode* TreeStore::Open(std::uint32_t root, std::string_view path, bool followLastLink) const {
+    Start s = Begin(root, path);
+    RegKeyNode* key = s.key;
+    for (size_t i = 0; i < s.tokens.size(); ++i) {
+        key = key->FindSubkey(s.tokens[i]);
+        if (!key) return nullptr;
+        if (i + 1 < s.tokens.size() || followLastLink) {
+            key = FollowLink(key, 0);
+            if (!key) return nullptr;
+        }
+    }
+    return key;
+}
+
+RegKeyNode* TreeStore::OpenOrThrow(std::uint32_t root, std::string_view path) const {
+    RegKeyNode* key = Open(root, path, true);
+    if (!key) ThrowKeyNotFound(root, path);
+    return key;
+}
+
+RegHive& TreeStore::HiveOf(RegKeyNode* key) {
+    while (key->parent) key = key->parent;
+    return key == user_.root.get() ? user_ : machine_;
+}
+
+bool TreeStore::KeyExists(std::uint32_t root, std::string_view path) const {
+    return Open(root, path, true) != nullptr;
+}
+
+void TreeStore::CreateKey(std::uint32_t root, std::string_view path) {
+    Start s = Begin(root, path);
+    RegKeyNode* key = s.key;
+    size_t i = 0;
+    for (; i < s.tokens.size(); ++i) {
+        RegKeyNode* sub = key->FindSubkey(s.tokens[i]);
+        if (!sub) break;
+        key = FollowLink(sub, 0);
+        if (!key) ThrowKeyNotFound(root, path);
+    }
+    if (i == s.tokens.size()) return;
+    RegHive& hive = HiveOf(key);
+    // Each new level changes its parent, as creating them one by one in Wine does.
+    for (; i < s.tokens.size(); ++i) {
+        hive.Touch(key);
+        key = key->AddSubkey(s.tokens[i], RegNowFiletime());
+        hive.Touch(key);
+    }
+}
+
+bool TreeStore::DeleteKey(std::uint32_t root, std::string_view path, bool recursive) {
+    // A link is removed as a link: its target stays.
+    RegKeyNode* key = Open(root, path, false);
+    if (!key) return false;
+    RegKeyNode* parent = key->parent;
+    if (!parent)
+        throw VbError(vbErrPermissionDenied,
+                      "A registry root cannot be deleted: " + FullName(root, path),
+                      std::string(kSource));
+    if (!key->subkeys.empty() && !recursive)
+        throw VbError(vbErrPermissionDenied,
+                      "Registry key has subkeys: " + FullName(root, path), std::string(kSource));
+    RegHive& hive = HiveOf(parent);
+    size_t index = 0;
+    parent->FindSubkey(key->name, &index);
+    MarkDeleted(key);
+    hive.removed.push_back(std::move(parent->subkeys[index]));
+    parent->subkeys.erase(parent->subkeys.begin() + static_cast<std::ptrdiff_t>(index));
+    hive.removed.back()->parent = nullptr;
+    hive.Touch(parent);
+    return true;
+}
+
+std::vector<std::string> TreeStore::EnumerateKeys(std::uint32_t root,
+                                                  std::string_view path) const {
+    const RegKeyNode* key = OpenOrThrow(root, path);
+    std::vector<std::string> out;
+    out.reserve(key->subkeys.size());
+    for (const auto& sub : key->subkeys) out.push_back(Utf16ToUtf8(sub->name));
+    return out;
+}
+
+std::vector<RegValueEntry> TreeStore::EnumerateValues(std::uint32_t root,
+                                                      std::string_view path) const {
+    const RegKeyNode* key = OpenOrThrow(root, path);
+    std::vector<RegValueEntry> out;
+    out.reserve(key->values.size());
+    for (const auto& v : key->values) out.push_back({Utf16ToUtf8(v.name), v.value});
+    return out;
+}
+
+std::optional<RegValue> TreeStore::ReadValue(std::uint32_t root, std::string_view path,
+                                             std::string_view name) const {
+    const RegKeyNode* key = OpenOrThrow(root, path);
+    if (const RegKeyNode::Value* v = key->FindValue(Utf8ToUtf16(name))) return v->value;
+    return std::nullopt;
+}
+
+void TreeStore::WriteValue(std::uint32_t root, std::string_view path, std::string_view name,
+                           const RegValue& value) {
+    std::u16string n = Utf8ToUtf16(name);
+    if (n.size() > kMaxValueNameUnits)
+        throw VbError(vbErrInvalidCall, "Registry value name too long", std::string(kSource));
+    RegKeyNode* key = Open(root, path, true);
+    if (!key) {
+        CreateKey(root, path);
+        key = OpenOrThrow(root, path);
+    }
+    RegKeyNode::Value* existing = key->FindValue(n);
+    if (existing && existing->value == value) return;  // no change, no new timestamp
+    if (key->link && !(value.type == kRegLink && RegNamesEqual(n, kLinkValueName)))
+        throw VbError(vbErrPermissionDenied,
+                      "A registry link holds only its target: " + FullName(root, path),
+                      std::string(kSource));
+    key->SetValue(n).value = value;
+    HiveOf(key).Touch(key);
+}
+
+bool TreeStore::DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) {
+    RegKeyNode* key = OpenOrThrow(root, path);
+    size_t index = 0;
+    if (!key->FindValue(Utf8ToUtf16(name), &index)) return false;
+    key->values.erase(key->values.begin() + static_cast<std::ptrdiff_t>(index));
+    HiveOf(key).Touch(key);
+    return true;
+}
+
+void MemoryStore::Save() {
+    for (RegHive* hive : {&user_, &machine_}) {
+        for (RegKeyNode* k : hive->touchedKeys) k->touched = false;
+        hive->touchedKeys.clear();
+        hive->removed.clear();
+        hive->dirty = false;
+    }
+}
+
+}  // namespace velloran

@@ -1,0 +1,131 @@
+#pragma once
+// The in-memory key tree shared by the memory store and the Wine prefix store.
+// Subkeys and values are kept sorted the way Wine sorts them (RegCompareNames), so
+// enumerations come out in Wine's order and the Wine writer can walk the tree as is.
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/registry/RegistryStore.hpp"
+
+namespace velloran {
+
+struct RegKeyNode {
+    struct Value {
+        std::u16string name;  // empty = default value
+        RegValue value;
+    };
+
+    std::u16string name;
+    RegKeyNode* parent = nullptr;
+    std::vector<std::unique_ptr<RegKeyNode>> subkeys;  // sorted
+    std::vector<Value> values;                         // sorted, default first
+    std::optional<std::u16string> keyClass;
+    bool link = false;
+    bool deleted = false;
+    // Changed since the file was read or last written: its section is rewritten.
+    bool touched = false;
+    std::uint64_t modified = 0;  // FILETIME: 100 ns ticks since 1601
+    // Scratch for the writer.
+    std::int64_t order = -1;
+    bool emitted = false;
+
+    // `index` receives the insertion point when the name is missing.
+    RegKeyNode* FindSubkey(std::u16string_view n, size_t* index = nullptr) const;
+    Value* FindValue(std::u16string_view n, size_t* index = nullptr);
+    const Value* FindValue(std::u16string_view n) const;
+    // Finds or inserts; a new key keeps the spelling given here.
+    RegKeyNode* AddSubkey(std::u16string_view n, std::uint64_t modified);
+    Value& SetValue(std::u16string_view n);
+};
+
+// Longest names Wine accepts, in UTF-16 units.
+inline constexpr size_t kMaxKeyNameUnits = 256;
+inline constexpr size_t kMaxValueNameUnits = 16383;
+
+// The current time as a FILETIME.
+std::uint64_t RegNowFiletime();
+
+// One branch: user.reg or system.reg, or the same in memory. The file fields are
+// filled by the Wine reader and used by its writer.
+struct RegHive {
+    RegHive();
+    RegHive(const RegHive&) = delete;
+    RegHive& operator=(const RegHive&) = delete;
+
+    std::unique_ptr<RegKeyNode> root;
+    std::vector<std::unique_ptr<RegKeyNode>> removed;  // kept until the next save
+    std::vector<RegKeyNode*> touchedKeys;
+    bool dirty = false;
+
+    // The file text as read (or last written), cut into the header and one chunk
+    // per key section so that untouched sections can be written back verbatim.
+    struct Chunk {
+        size_t begin = 0;       // the "[" line
+        size_t contentEnd = 0;  // after the section's last line of content
+        size_t end = 0;         // before the next section (blank and ";" lines included)
+        RegKeyNode* key = nullptr;
+    };
+    std::string text;
+    size_t headerEnd = 0;
+    std::vector<Chunk> chunks;
+    bool fromFile = false;   // false: a new file, written with a fresh header
+    std::string arch;        // "win32", "win64" or empty
+    int archLine = 0;
+    // The layout of the text last rendered, adopted once it is on disk.
+    std::vector<Chunk> renderedChunks;
+    size_t renderedHeaderEnd = 0;
+
+    void Touch(RegKeyNode* key);
+    void Clear();
+};
+
+// The store operations over two hives (HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE),
+// opening paths through link keys the way Wine does.
+class TreeStore : public RegistryStore {
+public:
+    bool KeyExists(std::uint32_t root, std::string_view path) const override;
+    void CreateKey(std::uint32_t root, std::string_view path) override;
+    bool DeleteKey(std::uint32_t root, std::string_view path, bool recursive) override;
+    std::vector<std::string> EnumerateKeys(std::uint32_t root,
+                                           std::string_view path) const override;
+    std::vector<RegValueEntry> EnumerateValues(std::uint32_t root,
+                                               std::string_view path) const override;
+    std::optional<RegValue> ReadValue(std::uint32_t root, std::string_view path,
+                                      std::string_view name) const override;
+    void WriteValue(std::uint32_t root, std::string_view path, std::string_view name,
+                    const RegValue& value) override;
+    bool DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) override;
+    bool IsDirty() const override { return user_.dirty || machine_.dirty; }
+
+    RegHive& UserHive() { return user_; }
+    RegHive& MachineHive() { return machine_; }
+
+protected:
+    RegHive user_;
+    RegHive machine_;
+
+private:
+    struct Start {
+        RegKeyNode* key;
+        std::vector<std::u16string> tokens;
+    };
+    Start Begin(std::uint32_t root, std::string_view path) const;
+    RegKeyNode* FollowLink(RegKeyNode* key, int depth) const;
+    // nullptr when some element is missing or a link does not resolve.
+    RegKeyNode* Open(std::uint32_t root, std::string_view path, bool followLastLink) const;
+    RegKeyNode* OpenOrThrow(std::uint32_t root, std::string_view path) const;
+    RegHive& HiveOf(RegKeyNode* key);
+};
+
+// The tree alone, for tests and for previews that must not touch real data.
+class MemoryStore : public TreeStore {
+public:
+    void Save() override;
+    std::string Describe() const override { return "memory"; }
+};
+
+}  // namespace velloran

@@ -1,0 +1,708 @@
+#include "common/registry/WineRegFile.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+
+#include "common/VbError.hpp"
+
+namespace velloran {
+
+namespace {
+
+constexpr std::uint64_t kTicks1601To1970 = 116444736000000000ULL;
+constexpr std::uint64_t kTicksPerSecond = 10000000ULL;
+constexpr std::string_view kFirstLine = "WINE REGISTRY Version 2";
+
+bool IsSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+std::string_view SkipSpace(std::string_view s) {
+    size_t i = 0;
+    while (i < s.size() && IsSpace(s[i])) ++i;
+    return s.substr(i);
+}
+bool AllSpace(std::string_view s) { return SkipSpace(s).empty(); }
+
+// Lines as wineserver reads them: "\n" ends a line and one "\r" before it is dropped.
+class LineReader {
+public:
+    explicit LineReader(std::string_view text) : text_(text) {}
+    bool Next(std::string_view& line, size_t& start) {
+        if (pos_ >= text_.size()) return false;
+        start = pos_;
+        size_t nl = text_.find('\n', pos_);
+        size_t end = nl == std::string_view::npos ? text_.size() : nl;
+        pos_ = nl == std::string_view::npos ? text_.size() : nl + 1;
+        ++line_;
+        line = text_.substr(start, end - start);
+        if (nl != std::string_view::npos && !line.empty() && line.back() == '\r')
+            line.remove_suffix(1);
+        return true;
+    }
+    size_t Pos() const { return pos_; }
+    int Line() const { return line_; }
+
+private:
+    std::string_view text_;
+    size_t pos_ = 0;
+    int line_ = 0;
+};
+
+class ParseError {
+public:
+    explicit ParseError(std::string why) : why_(std::move(why)) {}
+    const std::string& Why() const { return why_; }
+
+private:
+    std::string why_;
+};
+
+void PushCodePoint(std::u16string& out, char32_t cp) {
+    if (cp >= 0x10000) {
+        cp -= 0x10000;
+        out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+        out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+    } else {
+        out.push_back(static_cast<char16_t>(cp));
+    }
+}
+
+// One UTF-8 sequence starting at src[i]; returns its length, or 0 when invalid.
+size_t DecodeUtf8(std::string_view src, size_t i, char32_t& cp) {
+    unsigned char c = static_cast<unsigned char>(src[i]);
+    size_t len = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? (c < 0xF0 ? 3 : 0) : c >= 0xC2 ? 2 : 0;
+    if (!len || i + len > src.size()) return 0;
+    cp = len == 4 ? (c & 0x07) : len == 3 ? (c & 0x0F) : (c & 0x1F);
+    for (size_t k = 1; k < len; ++k) {
+        unsigned char cc = static_cast<unsigned char>(src[i + k]);
+        if ((cc & 0xC0) != 0x80) return 0;
+        cp = (cp << 6) | (cc & 0x3F);
+    }
+    if ((len == 3 && (cp < 0x800 || (cp >= 0xD800 && cp < 0xE000))) ||
+        (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)))
+        return 0;
+    return len;
+}
+
+std::string FormatSeconds(std::uint64_t filetime) {
+    unsigned secs = static_cast<unsigned>((filetime - kTicks1601To1970) / kTicksPerSecond);
+    return std::to_string(secs);
+}
+
+std::string FormatFiletime(std::uint64_t filetime) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%x%08x", static_cast<unsigned>(filetime >> 32),
+                  static_cast<unsigned>(filetime & 0xFFFFFFFFu));
+    return buf;
+}
+
+// ---- reading ----
+
+struct TypeTag {
+    std::string_view tag;
+    std::uint32_t type;
+    enum Parse { String, Dword, Hex } parse;
+};
+constexpr TypeTag kTags[] = {
+    {"\"", kRegSz, TypeTag::String},           {"str:\"", kRegSz, TypeTag::String},
+    {"str(2):\"", kRegExpandSz, TypeTag::String}, {"str(7):\"", kRegMultiSz, TypeTag::String},
+    {"hex:", kRegBinary, TypeTag::Hex},        {"dword:", kRegDword, TypeTag::Dword},
+};
+
+std::uint32_t ParseDword(std::string_view s) {
+    // strtoul(..., 16) as wineserver calls it, but with nothing after the number.
+    s = SkipSpace(s);
+    bool negative = false;
+    if (!s.empty() && (s[0] == '+' || s[0] == '-')) {
+        negative = s[0] == '-';
+        s.remove_prefix(1);
+    }
+    if (s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X') && HexDigit(s[2]) >= 0)
+        s.remove_prefix(2);
+    std::uint64_t v = 0;
+    size_t i = 0;
+    bool overflow = false;
+    for (; i < s.size() && HexDigit(s[i]) >= 0; ++i) {
+        if (v > (~0ULL >> 4)) overflow = true;
+        v = (v << 4) | static_cast<unsigned>(HexDigit(s[i]));
+    }
+    if (i == 0) throw ParseError("malformed DWORD value");
+    if (!AllSpace(s.substr(i))) throw ParseError("unexpected text after the DWORD value");
+    if (overflow) v = ~0ULL;
+    if (negative) v = ~v + 1;
+    return static_cast<std::uint32_t>(v);
+}
+
+// Appends the bytes of one line of hex data; returns the rest of the line (empty, or
+// starting with the continuation backslash).
+std::string_view ParseHexLine(std::string_view s, RegBytes& out) {
+    size_t i = 0;
+    while (i < s.size() && HexDigit(s[i]) >= 0) {
+        unsigned v = 0;
+        size_t j = i;
+        while (j < s.size() && HexDigit(s[j]) >= 0) {
+            v = v * 16 + static_cast<unsigned>(HexDigit(s[j++]));
+            if (v > 0xFF) throw ParseError("malformed hex data");
+        }
+        out.push_back(static_cast<std::uint8_t>(v));
+        i = j;
+        while (i < s.size() && IsSpace(s[i])) ++i;
+        if (i < s.size() && s[i] == ',') ++i;
+        while (i < s.size() && IsSpace(s[i])) ++i;
+    }
+    return SkipSpace(s.substr(i));
+}
+
+void AppendUnits(RegBytes& out, std::u16string_view units) {
+    for (char16_t c : units) {
+        out.push_back(static_cast<std::uint8_t>(c & 0xFF));
+        out.push_back(static_cast<std::uint8_t>(c >> 8));
+    }
+}
+
+class Parser {
+public:
+    Parser(RegHive& hive, const std::string& fileName) : hive_(hive), file_(fileName) {}
+
+    void Run() {
+        LineReader rd(hive_.text);
+        std::string_view line;
+        size_t start = 0;
+        try {
+            if (!rd.Next(line, start) || line != kFirstLine)
+                throw ParseError("the first line is not \"WINE REGISTRY Version 2\"");
+            RegKeyNode* key = nullptr;
+            hive_.headerEnd = hive_.text.size();
+            while (rd.Next(line, start)) {
+                std::string_view p = SkipSpace(line);
+                char c = p.empty() ? '\0' : p[0];
+                switch (c) {
+                    case '[':
+                        if (!hive_.chunks.empty()) hive_.chunks.back().end = start;
+                        else hive_.headerEnd = start;
+                        key = ParseKey(p);
+                        hive_.chunks.push_back({start, rd.Pos(), hive_.text.size(), key});
+                        break;
+                    case '@':
+                    case '"':
+                        if (!key) throw ParseError("value outside of any key");
+                        ParseValue(key, p, rd);
+                        hive_.chunks.back().contentEnd = rd.Pos();
+                        break;
+                    case '#':
+                        if (key) {
+                            ParseKeyOption(key, p);
+                            hive_.chunks.back().contentEnd = rd.Pos();
+                        } else {
+                            ParseGlobalOption(p, rd.Line());
+                        }
+                        break;
+                    case ';':
+                    case '\0':
+                        break;
+                    default:
+                        throw ParseError("unrecognized line");
+                }
+            }
+        } catch (const ParseError& e) {
+            std::string msg = file_ + ", line " + std::to_string(std::max(rd.Line(), 1)) +
+                              ": " + e.Why() +
+                              ". This is not a valid Wine registry file; it is left as it is.";
+            hive_.Clear();
+            throw VbError(kVbErrBadFileFormat, msg, "Registry");
+        }
+    }
+
+private:
+    RegKeyNode* ParseKey(std::string_view p) {
+        std::u16string name;
+        size_t r = UnescapeWineString(p.substr(1), ']', name);
+        if (r == std::string_view::npos) throw ParseError("malformed key name (no closing \"]\")");
+        std::string_view rest = SkipSpace(p.substr(1 + r));
+        std::uint64_t modified = 0;
+        if (!rest.empty() && rest[0] >= '0' && rest[0] <= '9') {
+            std::uint64_t secs = 0;
+            for (size_t i = 0; i < rest.size() && rest[i] >= '0' && rest[i] <= '9'; ++i)
+                secs = std::min<std::uint64_t>(secs * 10 + static_cast<unsigned>(rest[i] - '0'),
+                                               0xFFFFFFFFu);
+            modified = secs * kTicksPerSecond + kTicks1601To1970;
+        }
+        if (!name.empty() && name[0] == u'\\') throw ParseError("malformed key name");
+        RegKeyNode* key = hive_.root.get();
+        for (size_t i = 0; i < name.size();) {
+            size_t j = name.find(u'\\', i);
+            if (j == std::u16string::npos) j = name.size();
+            if (j > i) {
+                if (j - i > kMaxKeyNameUnits) throw ParseError("key name too long");
+                key = key->AddSubkey(std::u16string_view(name).substr(i, j - i), modified);
+            }
+            i = j + 1;
+        }
+        if (modified) key->modified = modified;
+        return key;
+    }
+
+    void ParseValue(RegKeyNode* key, std::string_view p, LineReader& rd) {
+        std::u16string name;
+        size_t len = 1;
+        if (p[0] == '"') {
+            size_t r = UnescapeWineString(p.substr(1), '"', name);
+            if (r == std::string_view::npos) throw ParseError("malformed value name");
+            len = r + 1;
+            if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
+        }
+        std::string_view rest = SkipSpace(p.substr(len));
+        if (rest.empty() || rest[0] != '=') throw ParseError("malformed value (no \"=\")");
+        rest = SkipSpace(rest.substr(1));
+
+        RegValue value;
+        const TypeTag* tag = nullptr;
+        for (const auto& t : kTags)
+            if (rest.substr(0, t.tag.size()) == t.tag) {
+                tag = &t;
+                break;
+            }
+        TypeTag::Parse parse;
+        if (tag) {
+            value.type = tag->type;
+            parse = tag->parse;
+            rest.remove_prefix(tag->tag.size());
+        } else if (rest.substr(0, 4) == "hex(") {
+            size_t i = 4;
+            std::uint64_t t = 0;
+            while (i < rest.size() && HexDigit(rest[i]) >= 0) t = t * 16 + static_cast<unsigned>(HexDigit(rest[i++]));
+            if (i == 4 || rest.substr(i, 2) != "):") throw ParseError("malformed value type");
+            value.type = static_cast<std::uint32_t>(t);
+            parse = TypeTag::Hex;
+            rest.remove_prefix(i + 2);
+        } else {
+            throw ParseError("unknown value type");
+        }
+
+        switch (parse) {
+            case TypeTag::String: {
+                std::u16string units;
+                size_t r = UnescapeWineString(rest, '"', units);
+                if (r == std::string_view::npos) throw ParseError("unterminated string");
+                if (!AllSpace(rest.substr(r))) throw ParseError("unexpected text after the string");
+                units.push_back(u'\0');
+                AppendUnits(value.data, units);
+                break;
+            }
+            case TypeTag::Dword: {
+                std::uint32_t dw = ParseDword(rest);
+                for (int i = 0; i < 4; ++i) value.data.push_back(static_cast<std::uint8_t>(dw >> (8 * i)));
+                break;
+            }
+            case TypeTag::Hex: {
+                for (;;) {
+                    rest = ParseHexLine(rest, value.data);
+                    if (rest.empty()) break;
+                    if (rest[0] != '\\' || !AllSpace(rest.substr(1)))
+                        throw ParseError("malformed hex data");
+                    size_t start = 0;
+                    if (!rd.Next(rest, start))
+                        throw ParseError("hex data continues past the end of the file");
+                    rest = SkipSpace(rest);
+                }
+                break;
+            }
+        }
+        // A repeated name replaces the data and keeps the first spelling.
+        key->SetValue(name).value = std::move(value);
+    }
+
+    void ParseKeyOption(RegKeyNode* key, std::string_view p) {
+        if (p.substr(0, 6) == "#time=") {
+            std::uint64_t t = 0;
+            for (size_t i = 6; i < p.size() && HexDigit(p[i]) >= 0; ++i)
+                t = (t << 4) | static_cast<unsigned>(HexDigit(p[i]));
+            key->modified = t;
+        } else if (p.substr(0, 7) == "#class=") {
+            std::u16string cls;
+            if (p.size() < 8 || p[7] != '"' ||
+                UnescapeWineString(p.substr(8), '"', cls) == std::string_view::npos)
+                throw ParseError("malformed key class");
+            key->keyClass = std::move(cls);
+        } else if (p.substr(0, 5) == "#link") {
+            key->link = true;
+        }
+        // Other options are ignored, as wineserver does.
+    }
+
+    void ParseGlobalOption(std::string_view p, int line) {
+        if (p.substr(0, 6) != "#arch=") return;
+        std::string_view a = p.substr(6);
+        if (a != "win32" && a != "win64") throw ParseError("unknown architecture");
+        hive_.arch = std::string(a);
+        hive_.archLine = line;
+    }
+
+    RegHive& hive_;
+    const std::string& file_;
+};
+
+// ---- writing ----
+
+void DumpValue(std::string& out, const RegKeyNode::Value& v) {
+    size_t count;
+    if (!v.name.empty()) {
+        out += '"';
+        std::string n = EscapeWineString(v.name, "\"\"");
+        out += n;
+        out += "\"=";
+        count = 1 + n.size() + 2;
+    } else {
+        out += "@=";
+        count = 2;
+    }
+    const RegBytes& d = v.value.data;
+    const std::uint32_t type = v.value.type;
+    if (type == kRegSz || type == kRegExpandSz || type == kRegMultiSz) {
+        // Only properly terminated strings are written as strings.
+        if (d.size() >= 2 && d.size() % 2 == 0 && d[d.size() - 1] == 0 && d[d.size() - 2] == 0) {
+            std::u16string units;
+            units.reserve(d.size() / 2);
+            for (size_t i = 0; i < d.size(); i += 2)
+                units.push_back(static_cast<char16_t>(d[i] | (d[i + 1] << 8)));
+            if (type != kRegSz) out += "str(" + std::to_string(type) + "):";
+            out += '"';
+            out += EscapeWineString(units, "\"\"");
+            out += "\"\n";
+            return;
+        }
+    } else if (type == kRegDword && d.size() == 4) {
+        char buf[24];
+        std::snprintf(buf, sizeof buf, "dword:%08x\n",
+                      static_cast<unsigned>(d[0] | (d[1] << 8) | (d[2] << 16) |
+                                            (static_cast<unsigned>(d[3]) << 24)));
+        out += buf;
+        return;
+    }
+    char buf[24];
+    if (type == kRegBinary) {
+        out += "hex:";
+        count += 4;
+    } else {
+        int n = std::snprintf(buf, sizeof buf, "hex(%x):", type);
+        out.append(buf, static_cast<size_t>(n));
+        count += static_cast<size_t>(n);
+    }
+    static constexpr char kHex[] = "0123456789abcdef";
+    for (size_t i = 0; i < d.size(); ++i) {
+        out += kHex[d[i] >> 4];
+        out += kHex[d[i] & 15];
+        count += 2;
+        if (i + 1 < d.size()) {
+            out += ',';
+            if (++count > 76) {
+                out += "\\\n  ";
+                count = 2;
+            }
+        }
+    }
+    out += '\n';
+}
+
+void DumpPath(std::string& out, const RegKeyNode* key) {
+    if (key->parent && key->parent->parent) {
+        DumpPath(out, key->parent);
+        out += "\\\\";
+    }
+    out += EscapeWineString(key->name, "[]");
+}
+
+std::string RenderSection(const RegKeyNode* key) {
+    std::string out = "[";
+    if (key->parent) DumpPath(out, key);
+    out += "] " + FormatSeconds(key->modified) + "\n";
+    out += "#time=" + FormatFiletime(key->modified) + "\n";
+    if (key->keyClass) out += "#class=\"" + EscapeWineString(*key->keyClass, "\"\"") + "\"\n";
+    if (key->link) out += "#link\n";
+    for (const auto& v : key->values) DumpValue(out, v);
+    return out;
+}
+
+// Keys that only hold subkeys are implied by their subkeys' sections.
+bool NeedsSection(const RegKeyNode* key) {
+    return !key->values.empty() || key->subkeys.empty() || key->keyClass || key->link;
+}
+
+bool EndsWith(const std::string& s, std::string_view tail) {
+    return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+void EnsureBlankLine(std::string& out) {
+    if (out.empty()) return;
+    if (!EndsWith(out, "\n")) out += '\n';
+    if (!EndsWith(out, "\n\n") && !EndsWith(out, "\n\r\n")) out += '\n';
+}
+
+bool HasComment(std::string_view trivia) {
+    size_t i = 0;
+    while (i < trivia.size()) {
+        size_t nl = trivia.find('\n', i);
+        if (nl == std::string_view::npos) nl = trivia.size();
+        std::string_view l = SkipSpace(trivia.substr(i, nl - i));
+        if (!l.empty() && l[0] == ';') return true;
+        i = nl + 1;
+    }
+    return false;
+}
+
+}  // namespace
+
+// ---- escaping ----
+
+std::string EscapeWineString(std::u16string_view s, std::string_view delims) {
+    static constexpr char kEscapes[] = ".......abtnvfr.............e....";
+    std::string out;
+    out.reserve(s.size());
+    char buf[16];
+    for (size_t i = 0; i < s.size(); ++i) {
+        char16_t c = s[i];
+        bool more = i + 1 < s.size();
+        if (c > 127) {
+            char16_t next = more ? s[i + 1] : 0;
+            bool hexNext = more && next < 128 && HexDigit(static_cast<char>(next)) >= 0;
+            int n = std::snprintf(buf, sizeof buf, hexNext ? "\\x%04x" : "\\x%x", unsigned{c});
+            out.append(buf, static_cast<size_t>(n));
+            continue;
+        }
+        if (c < 32) {
+            if (c == 0 && !more) continue;  // the terminating NUL is implied
+            if (kEscapes[c] != '.') {
+                out += '\\';
+                out += kEscapes[c];
+            } else {
+                bool octalNext = more && s[i + 1] >= u'0' && s[i + 1] <= u'7';
+                int n = std::snprintf(buf, sizeof buf, octalNext ? "\\%03o" : "\\%o", unsigned{c});
+                out.append(buf, static_cast<size_t>(n));
+            }
+            continue;
+        }
+        if (c == u'\\' || c == static_cast<char16_t>(delims[0]) ||
+            c == static_cast<char16_t>(delims[1]))
+            out += '\\';
+        out += static_cast<char>(c);
+    }
+    return out;
+}
+
+size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
+    size_t p = 0;
+    while (p < src.size() && src[p] != end) {
+        unsigned char c = static_cast<unsigned char>(src[p]);
+        if (c != '\\') {
+            if (c < 0x80) {
+                out.push_back(c);
+                ++p;
+            } else {
+                char32_t cp = 0;
+                size_t n = DecodeUtf8(src, p, cp);
+                if (n) {
+                    PushCodePoint(out, cp);
+                    p += n;
+                } else {
+                    ++p;  // invalid UTF-8 is dropped
+                }
+            }
+            continue;
+        }
+        if (++p >= src.size()) return std::string_view::npos;
+        char e = src[p];
+        switch (e) {
+            case 'a': out.push_back(u'\a'); ++p; break;
+            case 'b': out.push_back(u'\b'); ++p; break;
+            case 'e': out.push_back(27); ++p; break;
+            case 'f': out.push_back(u'\f'); ++p; break;
+            case 'n': out.push_back(u'\n'); ++p; break;
+            case 'r': out.push_back(u'\r'); ++p; break;
+            case 't': out.push_back(u'\t'); ++p; break;
+            case 'v': out.push_back(u'\v'); ++p; break;
+            case 'x': {
+                ++p;
+                if (p >= src.size() || HexDigit(src[p]) < 0) {
+                    out.push_back(u'x');
+                    break;
+                }
+                unsigned v = 0;
+                for (int k = 0; k < 4 && p < src.size() && HexDigit(src[p]) >= 0; ++k)
+                    v = v * 16 + static_cast<unsigned>(HexDigit(src[p++]));
+                out.push_back(static_cast<char16_t>(v));
+                break;
+            }
+            case '0': case '1': case '2': case '3':
+            case '4': case '5': case '6': case '7': {
+                unsigned v = 0;
+                for (int k = 0; k < 3 && p < src.size() && src[p] >= '0' && src[p] <= '7'; ++k)
+                    v = v * 8 + static_cast<unsigned>(src[p++] - '0');
+                out.push_back(static_cast<char16_t>(v));
+                break;
+            }
+            default: {
+                // Any other escaped character stands for itself.
+                char32_t cp = static_cast<unsigned char>(e);
+                size_t n = 1;
+                if (cp >= 0x80) {
+                    n = DecodeUtf8(src, p, cp);
+                    if (!n) {
+                        ++p;
+                        break;
+                    }
+                }
+                PushCodePoint(out, cp);
+                p += n;
+                break;
+            }
+        }
+    }
+    if (p >= src.size()) return std::string_view::npos;
+    return p + 1;
+}
+
+// ---- public entry points ----
+
+void ReadWineRegistry(RegHive& hive, std::string text, const std::string& fileName) {
+    hive.Clear();
+    hive.text = std::move(text);
+    hive.fromFile = true;
+    Parser(hive, fileName).Run();
+}
+
+std::string WineBranchPath(WineBranch branch) {
+    return branch == WineBranch::User ? "REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000"
+                                      : "REGISTRY\\\\Machine";
+}
+
+std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch) {
+    struct Item {
+        enum Kind { Verbatim, Canonical, Trivia } kind;
+        long chunk;  // index into hive.chunks, -1 for a new section
+        RegKeyNode* key;
+    };
+
+    // Wine writes depth first in sorted order; number the keys that way.
+    std::vector<RegKeyNode*> order;
+    std::function<void(RegKeyNode*)> walk = [&](RegKeyNode* k) {
+        k->order = static_cast<std::int64_t>(order.size());
+        k->emitted = false;
+        order.push_back(k);
+        for (auto& s : k->subkeys) walk(s.get());
+    };
+    walk(hive.root.get());
+
+    const std::string_view text = hive.text;
+    std::vector<Item> items;
+    items.reserve(hive.chunks.size() + 8);
+    for (size_t i = 0; i < hive.chunks.size(); ++i) {
+        const auto& c = hive.chunks[i];
+        RegKeyNode* k = c.key;
+        std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
+        if (!k->deleted && !k->touched) {
+            items.push_back({Item::Verbatim, static_cast<long>(i), k});
+            k->emitted = true;
+        } else if (!k->deleted && !k->emitted && NeedsSection(k)) {
+            items.push_back({Item::Canonical, static_cast<long>(i), k});
+            k->emitted = true;
+        } else if (HasComment(trivia)) {
+            items.push_back({Item::Trivia, static_cast<long>(i), nullptr});
+        }
+    }
+
+    // Changed keys that need a section and have none go after the nearest key
+    // before them in Wine's order.
+    std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
+    for (size_t i = 0; i < items.size(); ++i)
+        if (items[i].key) placed.emplace_back(items[i].key->order, i);
+    std::sort(placed.begin(), placed.end());
+    std::vector<std::vector<RegKeyNode*>> after(items.size() + 1);  // [0] = before all
+    for (RegKeyNode* k : order) {
+        if (k->emitted || !k->touched || !NeedsSection(k)) continue;
+        auto it = std::lower_bound(placed.begin(), placed.end(),
+                                   std::make_pair(k->order, size_t{0}));
+        after[it == placed.begin() ? 0 : std::prev(it)->second + 1].push_back(k);
+    }
+
+    std::string out;
+    out.reserve(text.size() + 4096);
+    if (hive.fromFile) {
+        out.append(text.substr(0, hive.headerEnd));
+    } else {
+        out += std::string(kFirstLine) + "\n;; All keys relative to " + WineBranchPath(branch) + "\n";
+        if (!arch.empty()) out += "\n#arch=" + std::string(arch) + "\n";
+    }
+    hive.renderedHeaderEnd = out.size();
+    hive.renderedChunks.clear();
+
+    long lastVerbatim = -1;  // the header counts as chunk -1
+    bool prevVerbatim = hive.fromFile;
+    auto emitCanonical = [&](RegKeyNode* k) {
+        EnsureBlankLine(out);
+        size_t begin = out.size();
+        out += RenderSection(k);
+        hive.renderedChunks.push_back({begin, out.size(), 0, k});
+        prevVerbatim = false;
+    };
+    for (RegKeyNode* k : after[0]) emitCanonical(k);
+    for (size_t i = 0; i < items.size(); ++i) {
+        const Item& it = items[i];
+        const auto& c = hive.chunks[static_cast<size_t>(it.chunk)];
+        switch (it.kind) {
+            case Item::Verbatim:
+                if (!(prevVerbatim && lastVerbatim + 1 == it.chunk)) EnsureBlankLine(out);
+                hive.renderedChunks.push_back(
+                    {out.size(), out.size() + (c.contentEnd - c.begin), 0, it.key});
+                out.append(text.substr(c.begin, c.end - c.begin));
+                lastVerbatim = it.chunk;
+                prevVerbatim = true;
+                break;
+            case Item::Canonical:
+                emitCanonical(it.key);
+                out.append(text.substr(c.contentEnd, c.end - c.contentEnd));
+                break;
+            case Item::Trivia:
+                if (!out.empty() && !EndsWith(out, "\n")) out += '\n';
+                out.append(text.substr(c.contentEnd, c.end - c.contentEnd));
+                prevVerbatim = false;
+                break;
+        }
+        for (RegKeyNode* k : after[i + 1]) emitCanonical(k);
+    }
+
+    // Wine's files end with the last value line, not with a blank line.
+    bool endsAsRead = !items.empty() && items.back().kind == Item::Verbatim &&
+                      static_cast<size_t>(items.back().chunk) + 1 == hive.chunks.size() &&
+                      after.back().empty();
+    if (!endsAsRead && !(hive.fromFile && hive.chunks.empty() && after[0].empty())) {
+        while (EndsWith(out, "\n\n")) out.pop_back();
+        while (EndsWith(out, "\r\n\r\n")) out.resize(out.size() - 2);
+    }
+    for (size_t i = 0; i < hive.renderedChunks.size(); ++i) {
+        auto& c = hive.renderedChunks[i];
+        c.end = i + 1 < hive.renderedChunks.size() ? hive.renderedChunks[i + 1].begin : out.size();
+        c.contentEnd = std::min(c.contentEnd, c.end);
+    }
+    return out;
+}
+
+void AdoptWineRegistry(RegHive& hive, std::string text) {
+    hive.text = std::move(text);
+    hive.headerEnd = hive.renderedHeaderEnd;
+    hive.chunks = std::move(hive.renderedChunks);
+    hive.renderedChunks.clear();
+    hive.fromFile = true;
+    for (RegKeyNode* k : hive.touchedKeys) k->touched = false;
+    hive.touchedKeys.clear();
+    hive.removed.clear();
+    hive.dirty = false;
+}
+
+}  // namespace velloran

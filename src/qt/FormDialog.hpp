@@ -1,0 +1,32 @@
+#pragma once
+// A modal window over a form. The form decides when it closes: the title-bar
+// button asks the form to unload, and the host closes the dialog once it has.
+#include <QDialog>
+
+#include "common/controls/Form.hpp"
+#include "qt/Mirror.hpp"
+
+namespace velloran::gui {
+
+class FormDialog : public QDialog {
+    Q_OBJECT
+public:
+    FormDialog(Form& form, QWidget* parent);
+
+    Form& GetForm() const { return form_; }
+    // The form has been unloaded: leave the modal loop.
+    void CloseByProgram();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    // Escape goes the same way as the title-bar button.
+    void reject() override;
+    Bindings bindings_;
+
+private:
+    void AskFormToClose();
+    Form& form_;
+    bool closing_ = false;
+};
+
+}  // namespace velloran::gui

@@ -1,0 +1,6 @@
+#pragma once
+
+namespace velloran::gui {
+// The bundled icons live in a static library; this keeps them linked in.
+void InitResources();
+}

@@ -1,0 +1,97 @@
+#include "qt/Screenshots.hpp"
+
+#include <QApplication>
+#include <QDir>
+#include <QProgressBar>
+#include <QTimer>
+#include <QWidget>
+#include <functional>
+#include <iostream>
+#include <memory>
+
+#include "app/Application.hpp"
+#include "app/FrmMain.hpp"
+#include "common/Vb.hpp"
+#include "qt/CleanerDialog.hpp"
+#include "qt/Dispatch.hpp"
+#include "qt/MainView.hpp"
+#include "qt/QtHost.hpp"
+
+namespace velloran::gui {
+
+namespace {
+
+void Save(QWidget* widget, const QString& dir, const QString& name) {
+    QCoreApplication::processEvents();
+    const QString path = QDir(dir).filePath(name);
+    if (!widget->grab().save(path)) std::cerr << "could not write " << path.toStdString() << '\n';
+}
+
+// Polls until `ready` answers a widget, then hands it to `then`; modal loops keep
+// the timer running.
+void WhenReady(std::function<QWidget*()> ready, std::function<void(QWidget*)> then, int triesLeft = 200) {
+    QTimer::singleShot(50, [ready = std::move(ready), then = std::move(then), triesLeft]() mutable {
+        if (QWidget* w = ready()) {
+            then(w);
+        } else if (triesLeft > 0) {
+            WhenReady(std::move(ready), std::move(then), triesLeft - 1);
+        } else {
+            std::cerr << "screenshot: window did not appear\n";
+            BeginEnd(1);
+        }
+    });
+}
+
+}  // namespace
+
+void ScheduleScreenshots(Application& app, MainView& view, QtHost& host, const QString& dir) {
+    QDir().mkpath(dir);
+    // Message boxes are answered as a user would, so the run goes to its end.
+    host.AnswerMessages = [](const MessageRequest&) { return vbOK; };
+    FrmMain& main = app.Main();
+
+    QTimer::singleShot(300, [&app, &view, &main, dir] {
+        const std::pair<PictureBox*, const char*> pages[] = {
+            {&main.Picture1, "screenshot-main-windows.png"},
+            {&main.Picture2, "screenshot-main-otherbrowsers.png"},
+            {&main.Picture3, "screenshot-main-ie.png"},
+            {&main.Picture8, "screenshot-main-programs.png"},
+            {&main.Picture4, "screenshot-main-settings.png"},
+        };
+        // A realistic selection: a few tasks ticked, secure delete chosen.
+        Dispatch([&main] {
+            for (int i : {11, 13, 1, 5, 6, 9}) main.win_chk(i).UserClick();
+            main.ie_Chks.UserClick();
+            for (int i : {7, 8}) main.oprg_chk(i).UserClick();
+            main.stChk(1).UserClick();
+        });
+        for (auto [picture, file] : pages) {
+            Dispatch([picture] { picture->UserClick(); });
+            Save(&view, dir, file);
+        }
+        Dispatch([&main] { main.Picture1.UserClick(); });
+
+        // The About box, then a run in the progress window.
+        WhenReady([] { return QApplication::activeModalWidget(); },
+                  [dir](QWidget* about) {
+                      Save(about, dir, "screenshot-about.png");
+                      about->close();
+                  });
+        Dispatch([&main] { main.Picture7.UserClick(); });
+
+        WhenReady(
+            [] {
+                auto* dialog = qobject_cast<CleanerDialog*>(QApplication::activeModalWidget());
+                return dialog && dialog->Bar()->format() == "Completed All Jobs" ? dialog : nullptr;
+            },
+            [&view, dir](QWidget* progress) {
+                Save(progress, dir, "screenshot-progress.png");
+                progress->close();
+                QTimer::singleShot(0, [&view] { view.close(); });
+            });
+        Dispatch([&main] { main.cmdClean.UserClick(); });
+        (void)app;
+    });
+}
+
+}  // namespace velloran::gui

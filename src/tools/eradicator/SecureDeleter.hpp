@@ -1,0 +1,73 @@
+#pragma once
+// Deletes files, plainly (optionally to the trash) or by overwriting them first.
+// Overwriting works on regular files only (links and special files are refused),
+// covers the file up to the end of its last block, makes each pass reach the disk
+// before the next, then truncates the file, renames it through shrinking names and
+// unlinks it. The work runs on a worker thread; DeleteProgress is raised on the
+// calling thread, and the pump (the front end's DoEvents) runs while it waits, so a
+// Stop click can set AbortDelete re-entrantly.
+//
+// Methods return true when everything asked for was done, false when the deletion
+// was aborted or part of the data could not be overwritten (Report() says what).
+// An aborted overwrite still removes the file: its contents are already damaged.
+// Errors raise VbError: 53 file not found, 70 permission denied, 75 not a regular
+// file or another access error, 61 disk full, 57 I/O error.
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "common/controls/Signal.hpp"
+
+namespace velloran {
+
+class SecureDeleter {
+public:
+    SecureDeleter();
+    ~SecureDeleter();
+    SecureDeleter(const SecureDeleter&) = delete;
+    SecureDeleter& operator=(const SecureDeleter&) = delete;
+
+    // True asks a running deletion to stop before its next block.
+    void SetAbortDelete(bool abort);
+    bool AbortDelete() const;
+
+    // Without overwriting: unlinks the entry (a link itself, never its target), or
+    // moves it to the freedesktop trash when `toRecycleBin` is true.
+    bool DeletePlain(const std::string& path, bool toRecycleBin);
+    // 35 passes: 4 random, the 27 fixed patterns of Gutmann's table in random
+    // order, 4 random.
+    bool DeleteGutmann(const std::string& path);
+    // Zeros, ones (0xFF), random, then reads the last pass back from the disk.
+    bool DeleteZapper(const std::string& path);
+    // One pass of zeros.
+    bool DeleteZero(const std::string& path);
+
+    // path, total bytes of all passes, bytes done so far.
+    Signal<const std::string&, double, double> DeleteProgress;
+
+    void SetPump(std::function<void()> pump);
+    // What the last call could not overwrite or remove, one line each, for the log.
+    const std::vector<std::string>& Report() const;
+
+    // Test hook, called on the worker thread after each pass has reached the disk:
+    // pass number (1-based), the open descriptor and the overwritten length.
+    using PassHook = std::function<void(int pass, int fd, std::uint64_t length)>;
+    void SetPassHook(PassHook hook);
+
+    // One overwrite pass: random bytes, or a repeating pattern of 1 to 3 bytes.
+    struct Pass {
+        bool random = false;
+        unsigned char pattern[3] = {0, 0, 0};
+        int patternLength = 1;
+    };
+    // The 27 fixed patterns of Gutmann's table, in table order.
+    static std::vector<Pass> GutmannPatterns();
+
+private:
+    struct Impl;
+    bool Overwrite(const std::string& path, std::vector<Pass> passes, bool verifyLast);
+    Impl* impl_;
+};
+
+}  // namespace velloran
