@@ -45,6 +45,8 @@ public:
     Int16 TaskIndex;
     VbBool StopRequested = vbFalse;
     std::string WinVersion;
+    // Set while an error is being reported; the program ends after it.
+    bool Reporting = false;
 
     // The registry every task works on, chosen once at start; error 91 without one.
     RegistryStore& Registry() const;
@@ -53,10 +55,6 @@ public:
     // the trace workers and released by their terminate step and ReleaseShared.
     std::shared_ptr<KelRegistry> SharedRegistry;
     std::vector<std::pair<std::string, RegData>> SharedList;
-
-    // The settings store, installed by the front end once the registry is open.
-    std::function<void(FrmMain&)> LoadSettings;
-    std::function<void(FrmMain&)> SaveSettings;
 
     // The windows, created on first use and kept for the program's life; unloading
     // resets a window, as reloading would.

@@ -1,4 +1,5 @@
 #include "app/FrmMain.hpp"
+#include "app/SettingsStore.hpp"
 
 #include "about/FrmAbout.hpp"
 #include "app/Application.hpp"
@@ -162,7 +163,7 @@ void FrmMain::Form_Resize() {
 void FrmMain::Form_QueryUnload(int& /*cancel*/, int /*mode*/) {
     Guard("FrmMain:Form_QueryUnload", [this] {
         if (mutexHandle_ != 0) mutexHandle_ = 0;
-        if (app_.SaveSettings) app_.SaveSettings(*this);
+        SaveSettings(*this);
         app_.ReleaseShared();
     });
 }

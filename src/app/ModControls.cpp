@@ -4,6 +4,7 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "app/SettingsStore.hpp"
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ReportError.hpp"
 #include "cleaning/browsers/BrowserProfiles.hpp"
@@ -46,7 +47,7 @@ void SetControls(FrmMain& frm, bool skip) {
         for (auto method : DeleteMethods()) frm.cmbsDelType.AddItem(std::string(method));
         frm.cmbsDelType.SetListIndex(0);
 
-        if (app.LoadSettings) app.LoadSettings(frm);
+        LoadSettings(frm);
 
         if (!NetscapeCleaner(app.GetPlatform()).IsInstalled())
             DisableArray(frm.ns_Chk, frm.ns_Chks);

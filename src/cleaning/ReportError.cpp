@@ -69,6 +69,10 @@ std::string SaveReport(const std::string& text) {
 void ReportError(Application& app, long number, const std::string& description,
                  const std::string& source, bool showMessage, const std::string& location,
                  const std::string& version, long style) {
+    // Unloading below saves the settings, which may fail for the same reason: one
+    // report is enough, the program is ending anyway.
+    if (app.Reporting) EndProgram(1);
+    app.Reporting = true;
     Host& host = app.GetHost();
     if (showMessage)
         host.MsgBox(ErrorMessageText(number, description, source, location),

@@ -14,7 +14,8 @@
 #include "cli/ConsoleHost.hpp"
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
-#include "common/registry/WinePrefixStore.hpp"
+#include "app/SettingsStore.hpp"
+#include "common/registry/OpenStore.hpp"
 
 using namespace velloran;
 
@@ -34,6 +35,8 @@ constexpr const char* kUsage =
     "                             report what a real run would remove\n"
     "      --prefix DIR           work on the Wine prefix DIR\n"
     "      --yes | --no           answer questions Yes (default) or No\n"
+    "  settings [setN=V ...]      show the stored options (set1 set2 set3 set5\n"
+    "                             set6 set7), or store the given ones\n"
     "  help                       show this help\n"
     "\n"
     "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
@@ -161,6 +164,67 @@ private:
     int id_ = 0;
 };
 
+// The registry of the target; a file that cannot be read is reported, not guessed at.
+std::unique_ptr<RegistryStore> OpenStore(const Target& target) {
+    try {
+        return OpenRegistryStore(target);
+    } catch (const VbError& e) {
+        std::cerr << "velloran-cli: " << e.Description() << '\n';
+        return nullptr;
+    }
+}
+
+constexpr std::pair<const char*, int> kSettingNames[] = {
+    {"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}};
+
+int CmdSettings(const std::vector<std::string>& args) {
+    std::vector<std::pair<int, int>> changes;  // box (-1: delete method), value
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        const auto eq = a.find('=');
+        const std::string name = Lower(a.substr(0, eq));
+        int box = -2;
+        for (const auto& [n, b] : kSettingNames)
+            if (name == n) box = b;
+        if (eq == std::string::npos || box == -2)
+            return UsageError("settings takes set1, set2, set3, set5, set6 or set7 as NAME=VALUE, not '" + a + "'");
+        const std::string value = a.substr(eq + 1);
+        const int max = box < 0 ? 2 : 1;
+        if (value.size() != 1 || value[0] < '0' || value[0] > '0' + max)
+            return UsageError(name + " takes 0" + (max == 2 ? ", 1 or 2" : " or 1") + ", not '" + value + "'");
+        changes.emplace_back(box, value[0] - '0');
+    }
+
+    Target target = SelectTarget();
+    LinuxPlatform platform(target);
+    ConsoleHost host(std::cout, std::cerr, false);
+    std::unique_ptr<RegistryStore> store = OpenStore(target);
+    if (!store) return 1;
+    Application app(host, platform);
+    app.TargetDescription = target.Describe();
+    app.SetRegistry(store.get());
+    try {
+        FrmMain& frm = app.Main();
+        frm.Form_Initialize();
+        frm.Load();
+        if (!changes.empty()) {
+            // Through the boxes, so that the Settings page's rules hold for the console too.
+            for (auto [box, value] : changes) {
+                if (box < 0)
+                    frm.cmbsDelType.SetListIndex(value);
+                else
+                    frm.stChk(box).SetValue(value);
+            }
+            SaveSettings(frm);
+        }
+        for (const auto& [n, b] : kSettingNames)
+            std::cout << n << '=' << (b < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(b).Value()) << '\n';
+        return 0;
+    } catch (const ProgramEnd& end) {
+        return end.code;
+    }
+}
+
 int CmdClean(const std::vector<std::string>& args) {
     CleanOptions o;
     if (std::string err = ParseClean(args, o); !err.empty()) return UsageError(err);
@@ -173,13 +237,8 @@ int CmdClean(const std::vector<std::string>& args) {
     }
     LinuxPlatform linuxPlatform(target);
     ConsoleHost host(std::cout, std::cerr, o.answerNo);
-    std::unique_ptr<WinePrefixStore> store;
-    try {
-        store = std::make_unique<WinePrefixStore>(target.RegistryFolder());
-    } catch (const VbError& e) {
-        std::cerr << "velloran-cli: " << e.Description() << '\n';
-        return 1;
-    }
+    std::unique_ptr<RegistryStore> store = OpenStore(target);
+    if (!store) return 1;
     PreviewSummary summary;
     PreviewStore previewStore(*store, summary);
     PreviewPlatform previewPlatform(linuxPlatform, summary);
@@ -217,13 +276,17 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (command == "clean") return CmdClean(args);
+    if (command == "settings") return CmdSettings(args);
     if (command != "tasks") return UsageError("unknown command '" + command + "'");
 
     Target target = SelectTarget();
     LinuxPlatform platform(target);
     ConsoleHost host(std::cout, std::cerr, false);
+    std::unique_ptr<RegistryStore> store = OpenStore(target);
+    if (!store) return 1;
     Application app(host, platform);
     app.TargetDescription = target.Describe();
+    app.SetRegistry(store.get());
     try {
         FrmMain& frm = app.Main();
         frm.Form_Initialize();

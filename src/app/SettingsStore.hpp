@@ -1,0 +1,14 @@
+#pragma once
+// The options of the Settings page, kept under HKEY_CURRENT_USER
+// "Software\Velloran\settings". Task boxes are never stored, nor the restart option.
+namespace velloran {
+
+class FrmMain;
+
+// Reads the stored options into the boxes; each change runs the boxes' rules as a
+// click would. Without the key nothing changes and no status text appears.
+void LoadSettings(FrmMain& frm);
+// Writes the options, creating the key when it is missing, and saves the registry.
+void SaveSettings(FrmMain& frm);
+
+}  // namespace velloran
