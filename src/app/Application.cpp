@@ -3,6 +3,7 @@
 #include "about/FrmAbout.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
+#include "common/registry/KelRegistry.hpp"
 
 namespace velloran {
 
@@ -37,6 +38,15 @@ std::vector<Form*> Application::SecondaryForms() {
     return out;
 }
 
-void Application::ReleaseShared() { StopRequested = vbTrue; }
+RegistryStore& Application::Registry() const {
+    if (!registry_) throw VbError::Standard(vbErrObjectNotSet);
+    return *registry_;
+}
+
+void Application::ReleaseShared() {
+    StopRequested = vbTrue;
+    SharedRegistry.reset();
+    SharedList.clear();
+}
 
 }  // namespace velloran

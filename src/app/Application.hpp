@@ -8,6 +8,7 @@
 #include "common/Host.hpp"
 #include "common/Vb.hpp"
 #include "common/platform/Platform.hpp"
+#include "common/registry/KelRegistry.hpp"
 
 namespace velloran {
 
@@ -45,6 +46,14 @@ public:
     VbBool StopRequested = vbFalse;
     std::string WinVersion;
 
+    // The registry every task works on, chosen once at start; error 91 without one.
+    RegistryStore& Registry() const;
+    void SetRegistry(RegistryStore* store) { registry_ = store; }
+    // The registry object and the list of the trace task in progress, shared by
+    // the trace workers and released by their terminate step and ReleaseShared.
+    std::shared_ptr<KelRegistry> SharedRegistry;
+    std::vector<std::pair<std::string, RegData>> SharedList;
+
     // The settings store, installed by the front end once the registry is open.
     std::function<void(FrmMain&)> LoadSettings;
     std::function<void(FrmMain&)> SaveSettings;
@@ -68,6 +77,7 @@ public:
 private:
     Host& host_;
     Platform& platform_;
+    RegistryStore* registry_ = nullptr;
     std::unique_ptr<FrmMain> main_;
     std::unique_ptr<FrmCleaner> cleaner_;
     std::unique_ptr<frmAbout> about_;

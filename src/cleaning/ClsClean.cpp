@@ -6,6 +6,8 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/ModFunctions.hpp"
+#include "traces/programs/ClsPrograms.hpp"
+#include "traces/windows/ClsWindows.hpp"
 
 namespace velloran {
 
@@ -92,14 +94,139 @@ void ClsClean::Clean() {
     });
 }
 
-void ClsClean::SetCancel(bool /*value*/) {
-    // Workers arrive with their groups; none is alive between groups.
+void ClsClean::SetCancel(bool value) {
+    // Only the group in progress has a worker; it notices the release at its next call.
+    if (cPrg_) {
+        cPrg_->Cancel = ToVb(value);
+        cPrg_.reset();
+    }
+    if (cwin_) {
+        cwin_->Cancel = ToVb(value);
+        cwin_.reset();
+    }
+}
+
+void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& text) {
+    if (!app_.CleanerLoaded()) return;
+    TextBox& log = app_.Cleaner().txtprogress;
+    logSnapshot_ = log.Text();
+    log.SetText(logSnapshot_ + "\r\n" + text);
+}
+
+void ClsClean::WorkerError(std::int16_t number, const std::string& description,
+                           const std::string& location, const std::string& version) {
+    ReportError(app_, number, description, location, false, location, version, 16);
+}
+
+template <class Worker>
+void ClsClean::Attach(Worker& worker) {
+    worker.OnProgress = [this](const std::string& area, const std::string& text) {
+        WorkerProgress(area, text);
+    };
+    worker.OnError = [this](std::int16_t n, const std::string& d, const std::string& l,
+                            const std::string& v) { WorkerError(n, d, l, v); };
+}
+
+namespace {
+
+template <class Worker>
+struct Job {
+    int index;
+    const char* line;  // nullptr: the box has no action of its own
+    void (*run)(Worker&, Application&);
+};
+
+// A by-reference flag set to False just before each call, as the run always passed it.
+template <bool (ClsWindows::*Task)(Int16&)>
+void ListTask(ClsWindows& w, Application&) {
+    Int16 flag = 0;
+    (w.*Task)(flag);
+}
+
+using WinJob = Job<ClsWindows>;
+constexpr std::array<WinJob, 13> kWindowsJobs{{
+    {1, "Cleaning Desktop Stream history ...", ListTask<&ClsWindows::CleanDesktopStreamHistory>},
+    {2, nullptr, nullptr},
+    {3, "Cleaning Find Files history ...",
+     [](ClsWindows& w, Application& a) {
+         ListTask<&ClsWindows::CleanExFindFilesHistory>(w, a);
+         ListTask<&ClsWindows::CleanFindFilesHistory>(w, a);
+     }},
+    {4, "Cleaning Find Computer history ...", ListTask<&ClsWindows::CleanFindComputerHistory>},
+    {5, "Cleaning Run history ...", ListTask<&ClsWindows::CleanRunHistory>},
+    {6, "Cleaning Recent Document list ...", [](ClsWindows& w, Application&) { w.CleanRecentDocList(); }},
+    {7, "Cleaning Printer history ...", ListTask<&ClsWindows::CleanPrinterHistory>},
+    {8, "Cleaning Recycle Bin ...",
+     [](ClsWindows& w, Application& a) { w.EmptyRecycleBin(a.Main(), true); }},
+    {9, "Cleaning Clipboard ...", [](ClsWindows& w, Application&) { w.CleanClipBoard(); }},
+    // No blank before the dots in this one line; it has always read so.
+    {10, "Cleaning Common Dialog history...",
+     [](ClsWindows& w, Application& a) {
+         ListTask<&ClsWindows::CleanCmdlogOpenSaveList>(w, a);
+         ListTask<&ClsWindows::CleanCmdlgHistoryList>(w, a);
+     }},
+    {11, nullptr, nullptr},
+    {12, "Cleaning Windows Encrypted Tracks ...", ListTask<&ClsWindows::CleanEncryptedTracks>},
+    {13, "Setting Windows Page File for startup deletion ...",
+     [](ClsWindows& w, Application&) { w.ClearPageFile(); }},
+}};
+
+using PrgJob = Job<ClsPrograms>;
+constexpr std::array<PrgJob, 13> kProgramJobs{{
+    {1, "Cleaning Winzip Tracks ...", [](ClsPrograms& p, Application&) { p.CleanWinzipTracks(); }},
+    {2, "Cleaning Frontpage file history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(1); }},
+    {3, "Cleaning Frontpage page history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(2); }},
+    {4, "Cleaning Frontpage web history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(3); }},
+    {5, "Cleaning Frontpage server history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(4); }},
+    {6, "Cleaning Frontpage visited url history ...",
+     [](ClsPrograms& p, Application&) { p.CleanFrontpage(5); }},
+    {7, "Cleaning Management console history ...", [](ClsPrograms& p, Application&) { p.CleanMMConsole(); }},
+    {8, "Cleaning Media Player history ...", [](ClsPrograms& p, Application&) { p.CleanMediaPlayer(); }},
+    {9, "Cleaning Microsoft Access history ...",
+     [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(1); }},
+    {10, "Cleaning Microsoft Excel history ...",
+     [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(2); }},
+    {11, "Cleaning Microsoft PowerPoint history ...",
+     [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(3); }},
+    {12, "Cleaning Microsoft Word history ...",
+     [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(4); }},
+    {13, "Cleaning Netmeeting call history ...", [](ClsPrograms& p, Application&) { p.CleanNetMeeting(); }},
+}};
+
+}  // namespace
+
+template <class Worker, class JobT, std::size_t N>
+void ClsClean::RunJobs(const ControlArray<CheckBox>& array, std::shared_ptr<Worker>& member,
+                       const std::array<JobT, N>& jobs, bool pumpEvents) {
+    Int16& index = app_.TaskIndex;
+    for (index = 0; index <= array.UBound(); index += 1) {
+        if (index == 0) index = 1;
+        if (array(index).Value() == 1) {
+            for (const auto& job : jobs) {
+                if (job.index != index || job.line == nullptr) continue;
+                groupDone_ += 1;
+                AddLog(job.line, groupTotal_, index);
+                // Cancel may have released the worker during the last DoEvents:
+                // the call then fails like a call on a released object.
+                std::shared_ptr<Worker> worker = member;
+                job.run(Require(worker), app_);
+            }
+        }
+        if (pumpEvents) app_.GetHost().DoEvents();
+    }
 }
 
 void ClsClean::DoWindows() {
     WithErrorHandler(app_, "ClsClean:DoWindows", [this] {
-        CountTicked(app_.Main().win_chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().win_chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
+        AddLog("Verifying Windows jobs...", groupTotal_, 0);
+        cwin_ = std::make_shared<ClsWindows>(app_);
+        Attach(*cwin_);
+        RunJobs(boxes, cwin_, kWindowsJobs, true);
+        cwin_.reset();
+        RaiseProgress("Completed Windows jobs...", groupTotal_, groupDone_);
     });
 }
 
@@ -126,8 +253,15 @@ void ClsClean::DoOpera() {
 
 void ClsClean::DoPrograms() {
     WithErrorHandler(app_, "ClsClean:DoPrograms", [this] {
-        CountTicked(app_.Main().oprg_chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().oprg_chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
+        AddLog("Verifying program jobs...", groupTotal_, 0);
+        cPrg_ = std::make_shared<ClsPrograms>(app_);
+        Attach(*cPrg_);
+        RunJobs(boxes, cPrg_, kProgramJobs, false);
+        cPrg_.reset();
+        RaiseProgress("Completed program jobs...", groupTotal_, groupDone_);
     });
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 // One cleaning run: the header, the five job groups in their fixed order, the
 // closing message and the final progress event.
+#include <array>
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "common/Vb.hpp"
@@ -11,6 +14,8 @@
 namespace velloran {
 
 class Application;
+class ClsWindows;
+class ClsPrograms;
 
 class ClsClean {
 public:
@@ -39,13 +44,29 @@ public:
     const std::string& LogSnapshot() const { return logSnapshot_; }
     VbBool Aborted() const { return aborted_; }
     VbBool BrowserOpen() const { return browserOpen_; }
+    std::shared_ptr<ClsWindows> cwin() const { return cwin_; }
+    std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
+
+    // Worker event handlers.
+    void WorkerProgress(const std::string& area, const std::string& text);
+    void WorkerError(std::int16_t number, const std::string& description,
+                     const std::string& location, const std::string& version);
 
 private:
     // Steps 1-2 of every group: count the ticked boxes, index 0 never examined.
     void CountTicked(const ControlArray<CheckBox>& array);
     void RaiseProgress(const std::string& text, int total, int current);
 
+    template <class Worker>
+    void Attach(Worker& worker);
+    // Step 7 of a group: the log line and the worker calls of each ticked box.
+    template <class Worker, class Job, std::size_t N>
+    void RunJobs(const ControlArray<CheckBox>& array, std::shared_ptr<Worker>& member,
+                 const std::array<Job, N>& jobs, bool pumpEvents);
+
     Application& app_;
+    std::shared_ptr<ClsPrograms> cPrg_;
+    std::shared_ptr<ClsWindows> cwin_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

@@ -1,14 +1,20 @@
 // velloran-cli: the console front end over the same windows as the GUI.
+#include <algorithm>
+#include <cctype>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "app/TaskCatalogue.hpp"
+#include "cleaning/FrmCleaner.hpp"
+#include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/registry/WinePrefixStore.hpp"
 
 using namespace velloran;
 
@@ -16,17 +22,37 @@ namespace {
 
 constexpr int kExitUsage = 2;
 
-void Usage(std::ostream& os) {
-    os << "usage: velloran-cli <command> [options]\n"
-          "\n"
-          "commands:\n"
-          "  tasks        list every task box and delete method: <array>:<index> TAB caption\n"
-          "  help         show this help\n";
+constexpr const char* kUsage =
+    "usage: velloran-cli <command> [options]\n"
+    "\n"
+    "commands:\n"
+    "  tasks                      list every task box and delete method:\n"
+    "                             <array>:<index> TAB caption\n"
+    "  clean [options] TASK...    clean the ticked tasks, printing the run log;\n"
+    "                             TASK is <array>:<index> or <array>:all\n"
+    "      --preview              run against a recording layer: change nothing and\n"
+    "                             report what a real run would remove\n"
+    "      --prefix DIR           work on the Wine prefix DIR\n"
+    "      --yes | --no           answer questions Yes (default) or No\n"
+    "  help                       show this help\n"
+    "\n"
+    "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
+    "user.reg, else its own store in $XDG_CONFIG_HOME/velloran.\n";
+
+int UsageError(const std::string& message) {
+    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
+    return kExitUsage;
 }
 
 // Caption without the blank every check box shows in front of it.
 std::string Bare(const std::string& caption) {
     return caption.starts_with(' ') ? caption.substr(1) : caption;
+}
+
+std::string Lower(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return s;
 }
 
 int CmdTasks(FrmMain& frm) {
@@ -42,20 +68,156 @@ int CmdTasks(FrmMain& frm) {
     return 0;
 }
 
+struct CleanOptions {
+    bool preview = false;
+    bool answerNo = false;
+    std::optional<std::string> prefix;
+    std::vector<std::pair<std::string, std::string>> tasks;  // array (lower case), index or "all"
+};
+
+// Parses the options of 'clean'; returns an error message, empty when fine.
+std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "--preview") {
+            o.preview = true;
+        } else if (a == "--yes") {
+            o.answerNo = false;
+        } else if (a == "--no") {
+            o.answerNo = true;
+        } else if (a == "--prefix") {
+            if (++i == args.size()) return "--prefix needs a folder";
+            o.prefix = args[i];
+        } else if (a.starts_with("--prefix=")) {
+            o.prefix = a.substr(9);
+        } else if (a.starts_with("-")) {
+            return "unknown option '" + a + "'";
+        } else {
+            auto colon = a.find(':');
+            if (colon == std::string::npos) return "a task is <array>:<index> or <array>:all, not '" + a + "'";
+            o.tasks.emplace_back(Lower(a.substr(0, colon)), Lower(a.substr(colon + 1)));
+        }
+    }
+    if (o.tasks.empty()) return "clean needs at least one task";
+    return {};
+}
+
+// Ticks the boxes the way a user would; returns an error message, empty when fine.
+std::string TickTasks(FrmMain& frm, const CleanOptions& o) {
+    for (const auto& [arrayName, which] : o.tasks) {
+        ControlArray<CheckBox>* array = nullptr;
+        for (const auto& info : TaskArrays())
+            if (Lower(std::string(info.array)) == arrayName) array = frm.TaskArray(info.array);
+        if (!array) return "no task array '" + arrayName + "'";
+        std::vector<int> indexes;
+        if (which == "all") {
+            indexes = array->Indexes();
+        } else {
+            int index = 0;
+            try {
+                std::size_t used = 0;
+                index = std::stoi(which, &used);
+                if (used != which.size()) throw std::invalid_argument(which);
+            } catch (const std::exception&) {
+                return "'" + which + "' is not an index";
+            }
+            if (!array->Exists(index)) return array->Name() + " has no index " + which;
+            indexes.push_back(index);
+        }
+        for (int i : indexes) {
+            CheckBox& box = (*array)(i);
+            if (!box.Enabled())
+                return array->Name() + ":" + std::to_string(i) +
+                       " is unavailable: that browser has no profile here";
+            box.SetValue(1);
+        }
+    }
+    return {};
+}
+
+// Prints what the progress window's log gains, line by line, as it happens.
+class LogPrinter {
+public:
+    explicit LogPrinter(TextBox& log) : log_(log) {
+        id_ = log_.Changed.Connect([this] { Print(); });
+    }
+    ~LogPrinter() { log_.Changed.Disconnect(id_); }
+
+private:
+    void Print() {
+        const std::string& text = log_.Text();
+        // Appends add "\r\n" and a line; anything else replaced the whole text.
+        std::string fresh = text;
+        if (!printed_.empty() && text.starts_with(printed_)) {
+            fresh = text.substr(printed_.size());
+            if (fresh.starts_with("\r\n")) fresh.erase(0, 2);
+        }
+        printed_ = text;
+        if (text.empty()) return;
+        std::cout << ConsoleText(fresh) << '\n' << std::flush;
+    }
+    TextBox& log_;
+    std::string printed_;
+    int id_ = 0;
+};
+
+int CmdClean(const std::vector<std::string>& args) {
+    CleanOptions o;
+    if (std::string err = ParseClean(args, o); !err.empty()) return UsageError(err);
+
+    Target target = SelectTarget(o.prefix ? std::optional<std::filesystem::path>(*o.prefix)
+                                          : std::nullopt);
+    if (o.prefix && !std::filesystem::is_directory(*o.prefix)) {
+        std::cerr << "velloran-cli: " << *o.prefix << " is not a folder\n";
+        return kExitUsage;
+    }
+    LinuxPlatform linuxPlatform(target);
+    ConsoleHost host(std::cout, std::cerr, o.answerNo);
+    std::unique_ptr<WinePrefixStore> store;
+    try {
+        store = std::make_unique<WinePrefixStore>(target.RegistryFolder());
+    } catch (const VbError& e) {
+        std::cerr << "velloran-cli: " << e.Description() << '\n';
+        return 1;
+    }
+    PreviewSummary summary;
+    PreviewStore previewStore(*store, summary);
+    PreviewPlatform previewPlatform(linuxPlatform, summary);
+    Platform& platform = o.preview ? static_cast<Platform&>(previewPlatform) : linuxPlatform;
+
+    Application app(host, platform);
+    app.TargetDescription = target.Describe();
+    app.SetRegistry(o.preview ? static_cast<RegistryStore*>(&previewStore) : store.get());
+    try {
+        FrmMain& frm = app.Main();
+        frm.Form_Initialize();
+        frm.Load();
+        if (std::string err = TickTasks(frm, o); !err.empty()) return UsageError(err);
+        LogPrinter printer(app.Cleaner().txtprogress);
+        frm.cmdClean.UserClick();
+        if (o.preview) std::cout << summary.Text() << '\n';
+        return 0;
+    } catch (const ProgramEnd& end) {
+        if (o.preview && end.code == 0) std::cout << summary.Text() << '\n';
+        return end.code;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
-    if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-h") {
-        Usage(args.empty() ? std::cerr : std::cout);
-        return args.empty() ? kExitUsage : 0;
-    }
-    const std::string command = args[0];
-    if (command != "tasks") {
-        std::cerr << "velloran-cli: unknown command '" << command
-                  << "' (try 'velloran-cli help')\n";
+    if (args.empty()) {
+        std::cerr << kUsage;
         return kExitUsage;
     }
+    const std::string& command = args[0];
+    if (command == "help" || command == "--help" || command == "-h") {
+        std::cout << kUsage;
+        return 0;
+    }
+    if (command == "clean") return CmdClean(args);
+    if (command != "tasks") return UsageError("unknown command '" + command + "'");
 
     Target target = SelectTarget();
     LinuxPlatform platform(target);

@@ -127,7 +127,10 @@ TEST_F(FrmMainTest, CleanRunsTheProgressWindow) {
     EXPECT_EQ(cleaner.Tag(), "1");
     EXPECT_EQ(cleaner.txtprogress.Text(),
               "Current User: bob\r\nWindows Type: Microsoft Windows --\r\n"
-              "Windows Directory: /prefix/drive_c/windows");
+              "Windows Directory: /prefix/drive_c/windows\r\n"
+              "Verifying program jobs...\r\n"
+              "Cleaning Microsoft Access history ...\r\n"
+              "Erased Microsoft Access history (0)");
     EXPECT_EQ(cleaner.pbar.Caption(), "Completed All Jobs");
     EXPECT_EQ(cleaner.pbar.Max(), 10);
     EXPECT_EQ(cleaner.pbar.Value(), 10);

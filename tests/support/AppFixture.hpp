@@ -4,6 +4,7 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "common/registry/RegistryTree.hpp"
 #include "support/FakePlatform.hpp"
 #include "support/ScriptedHost.hpp"
 
@@ -28,8 +29,11 @@ protected:
         return -1;
     }
 
+    AppFixture() { app.SetRegistry(&registry); }
+
     ScriptedHost host;
     FakePlatform platform;
+    MemoryStore registry;
     Application app{host, platform};
 };
 

@@ -20,6 +20,9 @@ public:
     std::set<std::string> files;
     std::optional<DiskSpace> disk;
     std::vector<std::string> opened;
+    std::vector<std::string> calls;  // destructive operations, in order
+    RemovalCount trash{3, 300};
+    RemovalCount recent{2, 20};
 
     std::optional<OsVersionInfo> GetVersionEx() override { return version; }
     std::string WindowsDirectory() override { return windowsDir; }
@@ -36,6 +39,14 @@ public:
     bool DirectoryExists(const std::string& p) override { return dirs.count(p) != 0; }
     std::string HomeDirectory() override { return home; }
     void ShellOpen(const std::string& p) override { opened.push_back(p); }
+    void EmptyClipboard() override { calls.push_back("EmptyClipboard"); }
+    void EmptyRecycleBin(int flags) override {
+        calls.push_back("EmptyRecycleBin:" + std::to_string(flags));
+    }
+    void UpdateRecycleBinIcon() override { calls.push_back("UpdateRecycleBinIcon"); }
+    void ClearRecentDocs() override { calls.push_back("ClearRecentDocs"); }
+    RemovalCount RecycleBinContents() override { return trash; }
+    RemovalCount RecentDocsContents() override { return recent; }
 };
 
 }  // namespace velloran::test

@@ -30,6 +30,12 @@ struct DiskSpace {
     double totalBytes = 0;
 };
 
+// What an operation would remove, for the preview's summary.
+struct RemovalCount {
+    std::int64_t items = 0;
+    std::int64_t bytes = 0;
+};
+
 // Shell folder ids used by the program.
 enum Csidl : int {
     CSIDL_RECENT = 8,
@@ -62,6 +68,19 @@ public:
     virtual bool FileExists(const std::string& path) = 0;
     virtual bool DirectoryExists(const std::string& path) = 0;
     virtual std::string HomeDirectory() = 0;
+
+    // --- Shell traces. Destructive: a preview records them instead of doing them.
+    // Empties the clipboard; does nothing where there is no clipboard to reach.
+    virtual void EmptyClipboard() = 0;
+    // Empties every recycle bin of the user (SHEmptyRecycleBin flags; the desktop's
+    // trash never asks for confirmation).
+    virtual void EmptyRecycleBin(int flags) = 0;
+    virtual void UpdateRecycleBinIcon() {}
+    // Empties the list of recent documents (SHAddToRecentDocs with no item).
+    virtual void ClearRecentDocs() = 0;
+    // What the two above would remove.
+    virtual RemovalCount RecycleBinContents() = 0;
+    virtual RemovalCount RecentDocsContents() = 0;
 
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.

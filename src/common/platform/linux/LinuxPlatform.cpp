@@ -1,5 +1,8 @@
 #include "common/platform/linux/LinuxPlatform.hpp"
 
+#include "common/platform/linux/DesktopTraces.hpp"
+#include "common/platform/linux/Trash.hpp"
+
 #include <pwd.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -55,6 +58,7 @@ std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
         case CSIDL_WINDOWS: path = WindowsDirectory(); break;
         case CSIDL_SYSTEM: path = SystemDirectory(); break;
         case CSIDL_APPDATA: path = AppDataDirectory(); break;
+        case CSIDL_RECENT: path = RecentFolder(); break;
         default: break;
     }
     if (path.empty()) return std::nullopt;
@@ -97,6 +101,51 @@ void LinuxPlatform::ShellOpen(const std::string& path) {
         _exit(0);
     }
     if (pid > 0) waitpid(pid, nullptr, 0);
+}
+
+}  // namespace velloran
+
+namespace velloran {
+
+std::string LinuxPlatform::RecentFolder() {
+    if (!target_.HasPrefix()) return {};
+    const fs::path user = target_.prefix / "drive_c" / "users" / UserName();
+    for (const fs::path& p :
+         {user / "AppData" / "Roaming" / "Microsoft" / "Windows" / "Recent", user / "Recent"})
+        if (DirectoryExists(p.string())) return p.string();
+    return {};
+}
+
+std::vector<fs::path> LinuxPlatform::RecentLists() {
+    return {XdgDataHome() / "recently-used.xbel", velloran::HomeDirectory() / ".recently-used.xbel"};
+}
+
+void LinuxPlatform::EmptyClipboard() {
+    if (clipboardClearer) {
+        clipboardClearer();
+        return;
+    }
+    linuxfs::ClearX11Clipboard();
+}
+
+// The desktop's trash never asks, whatever the flags say.
+void LinuxPlatform::EmptyRecycleBin(int /*flags*/) { linuxfs::Trash().Empty(); }
+
+RemovalCount LinuxPlatform::RecycleBinContents() {
+    linuxfs::Trash trash;
+    return {static_cast<std::int64_t>(trash.CountItems()), static_cast<std::int64_t>(trash.Size())};
+}
+
+void LinuxPlatform::ClearRecentDocs() {
+    for (const auto& list : RecentLists()) linuxfs::ClearRecentlyUsed(list);
+    if (std::string recent = RecentFolder(); !recent.empty()) linuxfs::RemoveFolderFiles(recent);
+}
+
+RemovalCount LinuxPlatform::RecentDocsContents() {
+    linuxfs::TraceCount n;
+    for (const auto& list : RecentLists()) n += linuxfs::CountRecentlyUsed(list);
+    if (std::string recent = RecentFolder(); !recent.empty()) n += linuxfs::CountFolderFiles(recent);
+    return {n.items, n.bytes};
 }
 
 }  // namespace velloran

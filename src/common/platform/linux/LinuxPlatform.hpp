@@ -1,4 +1,7 @@
 #pragma once
+#include <functional>
+#include <vector>
+
 #include "common/Target.hpp"
 #include "common/platform/Platform.hpp"
 
@@ -19,11 +22,23 @@ public:
     bool DirectoryExists(const std::string& path) override;
     std::string HomeDirectory() override;
     void ShellOpen(const std::string& path) override;
+    void EmptyClipboard() override;
+    void EmptyRecycleBin(int flags) override;
+    void ClearRecentDocs() override;
+    RemovalCount RecycleBinContents() override;
+    RemovalCount RecentDocsContents() override;
+
+    // The GUI toolkit's clipboard, used instead of X11 while the GUI runs (it also
+    // reaches Wayland).
+    std::function<void()> clipboardClearer;
 
     const Target& GetTarget() const { return target_; }
 
 private:
     std::string AppDataDirectory();
+    // recently-used.xbel files of the desktop, and the prefix's Recent folder.
+    std::vector<std::filesystem::path> RecentLists();
+    std::string RecentFolder();
     Target target_;
 };
 

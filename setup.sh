@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Sets up a Debian 12 machine for Velloran, builds it, and then runs it or its tests.
+#   ./setup.sh run [ARGS...]   install what is missing, build, start Velloran
+#   ./setup.sh test            install what is missing, build, run the whole test suite
+set -euo pipefail
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build="${VELLORAN_BUILD_DIR:-$here/build}"
+mode="${1:-run}"
+shift || true
+
+packages=(
+  build-essential cmake pkg-config git
+  qt6-base-dev qt6-base-dev-tools libgl-dev
+  libgtest-dev libgmock-dev libbenchmark-dev
+  libsqlite3-dev libsystemd-dev libxcb1-dev
+  adwaita-icon-theme xdg-utils
+  python3 e2fsprogs
+)
+
+install_missing() {
+  local missing=()
+  for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  echo "Installing: ${missing[*]}"
+  local sudo=()
+  [ "$(id -u)" -eq 0 ] || sudo=(sudo)
+  "${sudo[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+configure_and_build() {
+  local werror=OFF
+  [ "${CI:-}" = "true" ] && werror=ON
+  cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELLORAN_WERROR="$werror" >/dev/null
+  cmake --build "$build" -j "$(nproc)"
+}
+
+case "$mode" in
+  run)
+    install_missing
+    configure_and_build
+    if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+      exec "$build/src/qt/velloran" "$@"
+    fi
+    echo "No display found: starting the console front end."
+    if [ $# -eq 0 ]; then set -- tasks; fi
+    exec "$build/src/velloran-cli" "$@"
+    ;;
+  test)
+    install_missing
+    configure_and_build
+    cd "$build"
+    QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j "$(nproc)"
+    ;;
+  *)
+    echo "usage: $0 run [ARGS...] | test" >&2
+    exit 2
+    ;;
+esac

@@ -1,0 +1,46 @@
+#include "cleaning/Preview.hpp"
+
+namespace velloran {
+
+std::string PreviewSummary::Text() const {
+    std::string t = "Preview: nothing was changed. A real run would remove " +
+                    std::to_string(registryValues) + " registry value(s) and " +
+                    std::to_string(registryKeys) + " registry key(s), " + std::to_string(files) +
+                    " file(s) (" + std::to_string(bytes) + " bytes)";
+    for (const auto& op : operations) t += ", and " + op;
+    return t + ".";
+}
+
+bool PreviewStore::DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) {
+    const bool existed = inner_.DeleteValue(root, path, name);
+    if (existed) ++summary_.registryValues;
+    return existed;
+}
+
+void PreviewStore::CountTree(std::uint32_t root, const std::string& path) {
+    ++summary_.registryKeys;
+    for (const auto& v : inner_.EnumerateValues(root, path))
+        if (!v.IsDefault()) ++summary_.registryValues;
+    for (const auto& sub : inner_.EnumerateKeys(root, path)) CountTree(root, path + "\\" + sub);
+}
+
+bool PreviewStore::DeleteKey(std::uint32_t root, std::string_view path, bool recursive) {
+    if (inner_.KeyExists(root, path)) CountTree(root, std::string(path));
+    return inner_.DeleteKey(root, path, recursive);
+}
+
+void PreviewPlatform::Count(const char* what, RemovalCount c) {
+    summary_.files += c.items;
+    summary_.bytes += c.bytes;
+    (void)what;
+}
+
+void PreviewPlatform::EmptyClipboard() { summary_.operations.emplace_back("empty the clipboard"); }
+
+void PreviewPlatform::EmptyRecycleBin(int /*flags*/) {
+    Count("recycle bin", inner_.RecycleBinContents());
+}
+
+void PreviewPlatform::ClearRecentDocs() { Count("recent documents", inner_.RecentDocsContents()); }
+
+}  // namespace velloran

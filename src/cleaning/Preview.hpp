@@ -1,0 +1,96 @@
+#pragma once
+// A preview runs the real code against layers that record what would be removed
+// instead of removing it: the registry changes stay in memory and are never saved,
+// and the platform's destructive operations are only counted.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/platform/Platform.hpp"
+#include "common/registry/RegistryStore.hpp"
+
+namespace velloran {
+
+struct PreviewSummary {
+    std::int64_t registryValues = 0;
+    std::int64_t registryKeys = 0;
+    std::int64_t files = 0;
+    std::int64_t bytes = 0;
+    std::vector<std::string> operations;  // desktop operations a real run would do
+
+    std::string Text() const;
+};
+
+// Forwards to a store whose changes live in memory until saved, and never saves.
+class PreviewStore : public RegistryStore {
+public:
+    PreviewStore(RegistryStore& inner, PreviewSummary& summary) : inner_(inner), summary_(summary) {}
+
+    bool KeyExists(std::uint32_t root, std::string_view path) const override {
+        return inner_.KeyExists(root, path);
+    }
+    void CreateKey(std::uint32_t root, std::string_view path) override {
+        inner_.CreateKey(root, path);
+    }
+    bool DeleteKey(std::uint32_t root, std::string_view path, bool recursive) override;
+    std::vector<std::string> EnumerateKeys(std::uint32_t root, std::string_view path) const override {
+        return inner_.EnumerateKeys(root, path);
+    }
+    std::vector<RegValueEntry> EnumerateValues(std::uint32_t root,
+                                               std::string_view path) const override {
+        return inner_.EnumerateValues(root, path);
+    }
+    std::optional<RegValue> ReadValue(std::uint32_t root, std::string_view path,
+                                      std::string_view name) const override {
+        return inner_.ReadValue(root, path, name);
+    }
+    void WriteValue(std::uint32_t root, std::string_view path, std::string_view name,
+                    const RegValue& value) override {
+        inner_.WriteValue(root, path, name, value);
+    }
+    bool DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) override;
+    bool IsDirty() const override { return inner_.IsDirty(); }
+    void Save() override {}
+    std::string Describe() const override { return inner_.Describe() + " (preview)"; }
+
+private:
+    // Values and keys below `path`, the key itself included.
+    void CountTree(std::uint32_t root, const std::string& path);
+    RegistryStore& inner_;
+    PreviewSummary& summary_;
+};
+
+// Forwards queries; destructive operations are counted, not done.
+class PreviewPlatform : public Platform {
+public:
+    PreviewPlatform(Platform& inner, PreviewSummary& summary) : inner_(inner), summary_(summary) {}
+
+    std::optional<OsVersionInfo> GetVersionEx() override { return inner_.GetVersionEx(); }
+    std::string WindowsDirectory() override { return inner_.WindowsDirectory(); }
+    std::string SystemDirectory() override { return inner_.SystemDirectory(); }
+    std::string TempPath() override { return inner_.TempPath(); }
+    std::string UserName() override { return inner_.UserName(); }
+    std::optional<std::string> SpecialFolderPath(int csidl) override {
+        return inner_.SpecialFolderPath(csidl);
+    }
+    std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
+        return inner_.DiskFreeSpace(root);
+    }
+    bool FileExists(const std::string& p) override { return inner_.FileExists(p); }
+    bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
+    std::string HomeDirectory() override { return inner_.HomeDirectory(); }
+    void ShellOpen(const std::string& p) override { inner_.ShellOpen(p); }
+    RemovalCount RecycleBinContents() override { return inner_.RecycleBinContents(); }
+    RemovalCount RecentDocsContents() override { return inner_.RecentDocsContents(); }
+
+    void EmptyClipboard() override;
+    void EmptyRecycleBin(int flags) override;
+    void ClearRecentDocs() override;
+
+private:
+    void Count(const char* what, RemovalCount c);
+    Platform& inner_;
+    PreviewSummary& summary_;
+};
+
+}  // namespace velloran

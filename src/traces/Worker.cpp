@@ -1,0 +1,97 @@
+#include "traces/Worker.hpp"
+
+#include "app/Application.hpp"
+#include "common/registry/KelRegistry.hpp"
+
+namespace velloran {
+
+TraceWorker::~TraceWorker() {
+    // Terminate step: the shared registry object and list go with the worker.
+    app_.SharedRegistry.reset();
+    app_.SharedList.clear();
+}
+
+KelRegistry& TraceWorker::NewRegistry() {
+    app_.SharedRegistry = std::make_shared<KelRegistry>(app_.Registry());
+    return *app_.SharedRegistry;
+}
+
+KelRegistry& TraceWorker::Registry() { return Require(app_.SharedRegistry); }
+
+void TraceWorker::ClearList(const std::string& keyPath, const std::string& list, Int16& count,
+                            const std::function<bool(const std::string&)>& select) {
+    KelRegistry& reg = Registry();
+    reg.RootKey(kHKeyCurrentUser);
+    reg.KeyPath(keyPath);
+    reg.SubKey(list);
+    if (!reg.KeyExists()) return;
+    app_.SharedList = reg.EnumerateValues(reg.RootKey(), reg.KeyPath() + "\\" + reg.SubKey());
+    for (const auto& entry : app_.SharedList) {
+        if (entry.first == kDefaultValueName) continue;
+        if (select && !select(entry.first)) continue;
+        count += 1;
+        if (IsTrue(Cancel)) throw TaskCancelled{};
+        reg.DeleteValue(entry.first);
+    }
+}
+
+void TraceWorker::ClearSubkeys(const std::string& keyPath, Int16& count) {
+    KelRegistry& reg = Registry();
+    reg.RootKey(kHKeyCurrentUser);
+    reg.KeyPath(keyPath);
+    reg.SubKey("");
+    // A list that was never created has nothing to remove.
+    if (!reg.KeyExists()) return;
+    for (const auto& name : reg.EnumerateKeys(reg.RootKey(), reg.KeyPath())) {
+        count += 1;
+        if (IsTrue(Cancel)) throw TaskCancelled{};
+        reg.DeleteKey(name);
+    }
+}
+
+void TraceWorker::RaiseProgress(const std::string& text) {
+    if (OnProgress) OnProgress(area_, text);
+}
+
+void TraceWorker::Fail(const std::string& method, const std::string& failureText, int number,
+                       const std::string& description) {
+    if (!failureText.empty()) RaiseProgress(failureText);
+    if (OnError)
+        OnError(static_cast<std::int16_t>(number), description, className_ + ":" + method,
+                app_.VersionText());
+}
+
+void TraceWorker::Commit() { app_.Registry().Save(); }
+
+TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failureText,
+                          const std::function<void()>& body) {
+    try {
+        body();
+        Commit();
+        return TaskEnd::Done;
+    } catch (const TaskCancelled&) {
+        // What was deleted before the cancel stays deleted and is saved.
+        try {
+            Commit();
+        } catch (const VbError& e) {
+            Fail(method, failureText, e.Number(), e.Description());
+            return TaskEnd::Failed;
+        }
+        return TaskEnd::Cancelled;
+    } catch (const ProgramEnd&) {
+        throw;
+    } catch (const VbError& e) {
+        try {
+            Commit();
+        } catch (const VbError&) {
+            // The first failure is the one to report.
+        }
+        Fail(method, failureText, e.Number(), e.Description());
+        return TaskEnd::Failed;
+    } catch (const std::exception& e) {
+        Fail(method, failureText, 51, e.what());
+        return TaskEnd::Failed;
+    }
+}
+
+}  // namespace velloran
