@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/Vb.hpp"
 #include "common/VbError.hpp"
 #include "common/registry/RegTestUtil.hpp"
 #include "common/registry/RegistryTree.hpp"
@@ -112,10 +113,12 @@ TEST(KelRegistry, SettingsRoundTripThroughTheCurrentKey) {
 
     reg.WriteValue("set1", std::int16_t{1}, kRegSz);
     reg.WriteValue("set3", 2, kRegDword);
+    reg.WriteValue("set5", Int16(0), kRegSz);  // the settings' own 16-bit type
     EXPECT_EQ(reg.ReadValue("set1", RegData("0")).ToInt16(), 1);
     EXPECT_EQ(reg.ReadValue("SET3", RegData("0")).ToInt16(), 2);
-    EXPECT_EQ(reg.ReadValue("set5", RegData("0")).ToInt16(), 0);
-    EXPECT_EQ(ErrorNumber([&] { reg.ReadValue("set5"); }), vbErrInvalidCall);
+    EXPECT_EQ(reg.ReadValue("set5").ToInt16(), 0);
+    EXPECT_EQ(reg.ReadValue("set6", RegData("0")).ToInt16(), 0);
+    EXPECT_EQ(ErrorNumber([&] { reg.ReadValue("set6"); }), vbErrInvalidCall);
     // Type 1 with a number stores the number's text as a string value.
     EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1"),
               RegValue::String("1"));
