@@ -159,6 +159,25 @@ TEST(WineRegFile, ChangedKeysAreWrittenExactlyAsWineWritesThem) {
     EXPECT_EQ(restored, original);
 }
 
+TEST(WineRegFile, RewritingEveryKeyReproducesWinesFile) {
+    // With each key's own timestamps, our writer must give Wine's file back whole:
+    // order, implied keys, links, every value.
+    for (const char* name : {"wine8-user.reg", "wine8-userdef.reg", "wine8-system-fragment.reg"}) {
+        const std::string original = ReadBytes(DataFile(name));
+        RegHive hive;
+        ReadWineRegistry(hive, original, name);
+        std::vector<RegKeyNode*> stack{hive.root.get()};
+        while (!stack.empty()) {
+            RegKeyNode* k = stack.back();
+            stack.pop_back();
+            k->touched = true;
+            for (auto& sub : k->subkeys) stack.push_back(sub.get());
+        }
+        hive.chunks.clear();
+        EXPECT_EQ(RenderWineRegistry(hive, WineBranch::User, "win64"), original) << name;
+    }
+}
+
 TEST(WineRegFile, NewAndDeletedKeysGoWhereWineWouldPutThem) {
     ScratchDir dir;
     const std::string original = ReadBytes(DataFile("wine8-user.reg"));
