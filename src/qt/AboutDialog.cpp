@@ -5,6 +5,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QVBoxLayout>
 
 #include "about/FrmAbout.hpp"
 
@@ -18,30 +19,35 @@ AboutDialog::AboutDialog(frmAbout& form, QWidget* parent) : FormDialog(form, par
     auto* logo = new QLabel(this);
     logo->setPixmap(QIcon(":/icons/velloran.svg").pixmap(64, 64));
     logo->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
-    grid->addWidget(logo, 0, 0, 6, 1);
+    grid->addWidget(logo, 0, 0);
 
-    auto label = [this](Label& control, int row, QGridLayout* g) {
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(4);
+    grid->addLayout(texts, 0, 1);
+    auto label = [this, texts](Label& control) {
         auto* w = new QLabel(this);
         w->setObjectName(ToQt(control.Name()));
         w->setTextInteractionFlags(Qt::TextSelectableByMouse);
         w->setWordWrap(true);
         BindLabel(bindings_, control, w);
-        g->addWidget(w, row, 1);
+        texts->addWidget(w);
         return w;
     };
-    QLabel* title = label(form.lblTitle, 0, grid);
+    QLabel* title = label(form.lblTitle);
     QFont big = title->font();
     big.setPointSizeF(big.pointSizeF() * 1.6);
     big.setBold(true);
     title->setFont(big);
-    label(form.lblVersion, 1, grid);
-    label(form.lblSystem, 2, grid);
-    label(form.lblTarget, 3, grid);
+    label(form.lblVersion);
+    label(form.lblSystem);
+    label(form.lblTarget);
+    texts->addSpacing(4);
     auto* line = new QFrame(this);
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Sunken);
-    grid->addWidget(line, 4, 1);
-    label(form.lblDescription, 5, grid);
+    texts->addWidget(line);
+    texts->addSpacing(4);
+    label(form.lblDescription);
 
     auto* ok = new QPushButton(this);
     ok->setObjectName("cmdOK");
@@ -51,7 +57,7 @@ AboutDialog::AboutDialog(frmAbout& form, QWidget* parent) : FormDialog(form, par
     auto* row = new QHBoxLayout;
     row->addStretch(1);
     row->addWidget(ok);
-    grid->addLayout(row, 6, 0, 1, 2);
+    grid->addLayout(row, 1, 0, 1, 2);
     grid->setColumnStretch(1, 1);
     setMinimumWidth(420);
 }

@@ -23,7 +23,7 @@ CleanerDialog::CleanerDialog(FrmCleaner& form, QWidget* parent) : FormDialog(for
     log_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     layout->addWidget(log_, 1);
 
-    bar_ = new QProgressBar(this);
+    bar_ = new CaptionProgressBar(this);
     bar_->setObjectName("pbar");
     bar_->setTextVisible(true);
     bar_->setAlignment(Qt::AlignCenter);

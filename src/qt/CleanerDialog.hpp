@@ -3,7 +3,6 @@
 #include "qt/FormDialog.hpp"
 
 class QPlainTextEdit;
-class QProgressBar;
 class QPushButton;
 
 namespace velloran {
@@ -18,12 +17,12 @@ public:
     CleanerDialog(FrmCleaner& form, QWidget* parent);
 
     QPlainTextEdit* Log() const { return log_; }
-    QProgressBar* Bar() const { return bar_; }
+    CaptionProgressBar* Bar() const { return bar_; }
     QPushButton* CancelButton() const { return cancel_; }
 
 private:
     QPlainTextEdit* log_;
-    QProgressBar* bar_;
+    CaptionProgressBar* bar_;
     QPushButton* cancel_;
 };
 

@@ -180,7 +180,7 @@ void BindLog(Bindings& b, TextBox& text, QPlainTextEdit* widget) {
     });
 }
 
-void BindProgressBar(Bindings& b, ProgressBar& bar, QProgressBar* widget) {
+void BindProgressBar(Bindings& b, ProgressBar& bar, CaptionProgressBar* widget) {
     b.Mirror(bar, [&bar, widget] {
         MirrorCommon(bar, widget);
         // A value above the maximum shows full; a maximum of 0 would make Qt's bar busy.
@@ -188,9 +188,7 @@ void BindProgressBar(Bindings& b, ProgressBar& bar, QProgressBar* widget) {
         const long value = bar.Max() <= 0 ? (bar.Value() > 0 ? 1 : 0) : bar.Value();
         widget->setRange(0, max);
         widget->setValue(static_cast<int>(std::clamp<long>(value, 0, max)));
-        QString caption = ToQt(bar.Caption());
-        caption.replace(QLatin1Char('%'), QLatin1String("%%"));
-        widget->setFormat(caption);
+        widget->SetCaption(ToQt(bar.Caption()));
     });
 }
 

@@ -5,6 +5,7 @@
 #include <QColor>
 #include <QFont>
 #include <QPalette>
+#include <QProgressBar>
 #include <QString>
 #include <functional>
 #include <string>
@@ -18,7 +19,6 @@ class QGroupBox;
 class QLabel;
 class QAbstractButton;
 class QPlainTextEdit;
-class QProgressBar;
 
 namespace velloran::gui {
 
@@ -72,6 +72,21 @@ protected:
     void nextCheckState() override {}
 };
 
+// A bar whose text is its caption word for word; Qt's own bar would read "%p",
+// "%v" and "%m" in it as placeholders.
+class CaptionProgressBar : public QProgressBar {
+public:
+    using QProgressBar::QProgressBar;
+    void SetCaption(const QString& caption) {
+        caption_ = caption;
+        update();
+    }
+    QString text() const override { return caption_; }
+
+private:
+    QString caption_;
+};
+
 // Enabled, visible, tool tip and font of any control.
 void MirrorCommon(const Control& control, QWidget* widget);
 
@@ -82,6 +97,6 @@ void BindFrame(Bindings& b, Frame& frame, QGroupBox* widget);
 void BindLabel(Bindings& b, Label& label, QLabel* widget);
 // Keeps the view scrolled to the end as text is appended.
 void BindLog(Bindings& b, TextBox& text, QPlainTextEdit* widget);
-void BindProgressBar(Bindings& b, ProgressBar& bar, QProgressBar* widget);
+void BindProgressBar(Bindings& b, ProgressBar& bar, CaptionProgressBar* widget);
 
 }  // namespace velloran::gui

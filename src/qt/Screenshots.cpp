@@ -82,7 +82,7 @@ void ScheduleScreenshots(Application& app, MainView& view, QtHost& host, const Q
         WhenReady(
             [] {
                 auto* dialog = qobject_cast<CleanerDialog*>(QApplication::activeModalWidget());
-                return dialog && dialog->Bar()->format() == "Completed All Jobs" ? dialog : nullptr;
+                return dialog && dialog->Bar()->text() == "Completed All Jobs" ? dialog : nullptr;
             },
             [&view, dir](QWidget* progress) {
                 Save(progress, dir, "screenshot-progress.png");

@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "common/Vb.hpp"
 #include "common/registry/RegistryStore.hpp"
 
 namespace velloran {
@@ -28,6 +29,7 @@ public:
     RegData(const char* s) : v_(std::string(s)) {}               // NOLINT
     RegData(std::int32_t n) : v_(n) {}                           // NOLINT
     RegData(std::int64_t n) : v_(n) {}                           // NOLINT
+    RegData(Int16 n) : v_(std::int32_t{std::int16_t(n)}) {}      // NOLINT
     RegData(RegBytes b) : v_(std::move(b)) {}                    // NOLINT
     RegData(Strings s) : v_(std::move(s)) {}                     // NOLINT
 

@@ -642,39 +642,46 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
     hive.renderedHeaderEnd = out.size();
     hive.renderedChunks.clear();
 
-    long lastVerbatim = -1;  // the header counts as chunk -1
-    bool prevVerbatim = hive.fromFile;
-    auto emitCanonical = [&](RegKeyNode* k) {
-        EnsureBlankLine(out);
+    // The original chunk whose end was written last (-1: the header), so that
+    // neighbours from the file keep the separation they had there.
+    constexpr long kNone = -2;
+    long adjacent = hive.fromFile ? -1 : kNone;
+    auto separate = [&](long chunk) {
+        if (adjacent != kNone && adjacent + 1 == chunk) {
+            if (!out.empty() && !EndsWith(out, "\n")) out += '\n';
+        } else {
+            EnsureBlankLine(out);
+        }
+    };
+    auto emitCanonical = [&](RegKeyNode* k, long chunk) {
+        separate(chunk);
         size_t begin = out.size();
         out += RenderSection(k);
         hive.renderedChunks.push_back({begin, out.size(), 0, k});
-        prevVerbatim = false;
+        adjacent = kNone;
     };
-    for (RegKeyNode* k : after[0]) emitCanonical(k);
+    for (RegKeyNode* k : after[0]) emitCanonical(k, kNone);
     for (size_t i = 0; i < items.size(); ++i) {
         const Item& it = items[i];
         const auto& c = hive.chunks[static_cast<size_t>(it.chunk)];
         switch (it.kind) {
             case Item::Verbatim:
-                if (!(prevVerbatim && lastVerbatim + 1 == it.chunk)) EnsureBlankLine(out);
+                separate(it.chunk);
                 hive.renderedChunks.push_back(
                     {out.size(), out.size() + (c.contentEnd - c.begin), 0, it.key});
                 out.append(text.substr(c.begin, c.end - c.begin));
-                lastVerbatim = it.chunk;
-                prevVerbatim = true;
                 break;
             case Item::Canonical:
-                emitCanonical(it.key);
+                emitCanonical(it.key, it.chunk);
                 out.append(text.substr(c.contentEnd, c.end - c.contentEnd));
                 break;
             case Item::Trivia:
                 if (!out.empty() && !EndsWith(out, "\n")) out += '\n';
                 out.append(text.substr(c.contentEnd, c.end - c.contentEnd));
-                prevVerbatim = false;
                 break;
         }
-        for (RegKeyNode* k : after[i + 1]) emitCanonical(k);
+        adjacent = it.chunk;
+        for (RegKeyNode* k : after[i + 1]) emitCanonical(k, kNone);
     }
 
     // Wine's files end with the last value line, not with a blank line.

@@ -383,7 +383,8 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             }
         }
         const bool aborted = im.abort.load();
-        if (ftruncate(fd.fd, 0) != 0 || fdatasync(fd.fd) != 0) {
+        const bool shared = fs.st_nlink > 1;  // truncating would empty the other names too
+        if (!shared && (ftruncate(fd.fd, 0) != 0 || fdatasync(fd.fd) != 0)) {
             report.push_back(path + ": could not be truncated: " + std::strerror(errno));
             complete = false;
         }

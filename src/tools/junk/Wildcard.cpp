@@ -1,6 +1,7 @@
 #include "tools/junk/Wildcard.hpp"
 
 #include <algorithm>
+#include <span>
 
 namespace velloran {
 
@@ -42,8 +43,16 @@ Wildcard::Wildcard(std::string_view pattern) : pattern_(pattern) {
         // name must simply end in ".ext".
         kind_ = Kind::Suffix;
         literal_ = compiled_.substr(1);
+    } else if (compiled_.size() >= 2 && compiled_[0] == kStar &&
+               std::none_of(compiled_.begin() + 1, compiled_.end(), isWild)) {
+        kind_ = Kind::Suffix;  // "*~": a plain star before a literal tail
+        literal_ = compiled_.substr(1);
     } else {
         kind_ = Kind::General;
+        // Most names fail on the literal head ("~$*", "hs_err_pid*"): test it first.
+        prefix_ = compiled_.substr(0, static_cast<std::size_t>(
+                                          std::find_if(compiled_.begin(), compiled_.end(), isWild) -
+                                          compiled_.begin()));
     }
 }
 
@@ -65,12 +74,27 @@ bool Wildcard::Matches(std::string_view name) const {
 // Set-of-states matching over the compiled pattern: states[k] means the first k
 // tokens have consumed the name so far. Linear in name × pattern, no backtracking.
 bool Wildcard::MatchGeneral(std::string_view name) const {
+    if (name.size() < prefix_.size() || !EqualsFolded(name.substr(0, prefix_.size()), prefix_)) return false;
     const std::size_t m = compiled_.size();
     const std::size_t lastDot = name.rfind('.');
-    std::vector<char> cur(m + 1, 0), nxt(m + 1, 0);
+    // State sets live on the stack for patterns of ordinary length.
+    constexpr std::size_t kSmall = 64;
+    char smallCur[kSmall + 1], smallNxt[kSmall + 1];
+    std::vector<char> bigCur, bigNxt;
+    std::span<char> cur, nxt;
+    if (m < kSmall) {
+        cur = std::span<char>(smallCur, m + 1);
+        nxt = std::span<char>(smallNxt, m + 1);
+    } else {
+        bigCur.resize(m + 1);
+        bigNxt.resize(m + 1);
+        cur = bigCur;
+        nxt = bigNxt;
+    }
+    std::fill(cur.begin(), cur.end(), 0);
 
     // Tokens that can match nothing at position i spread the state forward.
-    auto closure = [&](std::vector<char>& st, std::size_t i) {
+    auto closure = [&](std::span<char> st, std::size_t i) {
         const bool atEnd = i == name.size();
         const bool atDot = !atEnd && name[i] == '.';
         for (std::size_t k = 0; k < m; ++k) {
@@ -113,7 +137,7 @@ bool Wildcard::MatchGeneral(std::string_view name) const {
         closure(nxt, i + 1);
         for (char s : nxt) any = any || s;
         if (!any) return false;
-        cur.swap(nxt);
+        std::swap(cur, nxt);
     }
     return cur[m] != 0;
 }

@@ -28,7 +28,8 @@ private:
 
     std::string pattern_;
     std::string compiled_;  // lower-cased literals and Token values
-    std::string literal_;   // Literal: the folded name; Suffix: ".ext" folded
+    std::string literal_;   // Literal: the folded name; Suffix: the folded tail
+    std::string prefix_;    // General: the literal head every match starts with
     Kind kind_ = Kind::General;
 };
 

@@ -1,0 +1,363 @@
+// The prefix store on disk: new files, saving only on change, atomic replacement,
+// full disks, unreadable files, and refusing prefixes whose wineserver runs.
+#include "common/registry/WinePrefixStore.hpp"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "common/VbError.hpp"
+#include "common/registry/OpenStore.hpp"
+#include "common/registry/RegTestUtil.hpp"
+#include "common/registry/WineServer.hpp"
+
+namespace velloran {
+namespace {
+
+namespace fs = std::filesystem;
+using regtest::DataFile;
+using regtest::ReadBytes;
+using regtest::ScratchDir;
+using regtest::WriteBytes;
+
+struct stat StatOf(const fs::path& p) {
+    struct stat st {};
+    EXPECT_EQ(lstat(p.c_str(), &st), 0) << p;
+    return st;
+}
+
+std::vector<std::string> FolderEntries(const fs::path& dir) {
+    std::vector<std::string> out;
+    for (const auto& e : fs::directory_iterator(dir)) out.push_back(e.path().filename().string());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+TEST(WinePrefixStore, NewFilesGetWinesHeaderAndOnlyChangesAreWritten) {
+    ScratchDir dir;
+    {
+        WinePrefixStore store(dir.Path());
+        EXPECT_FALSE(store.IsDirty());
+        store.Save();
+        EXPECT_TRUE(FolderEntries(dir.Path()).empty());
+        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1", RegValue::String("1"));
+        store.Save();
+    }
+    EXPECT_EQ(FolderEntries(dir.Path()), std::vector<std::string>{"user.reg"});
+    const std::string text = ReadBytes(dir / "user.reg");
+    const std::string head =
+        "WINE REGISTRY Version 2\n;; All keys relative to REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n"
+        "#arch=win64\n\n[Software\\\\Velloran\\\\settings] ";
+    EXPECT_EQ(text.substr(0, head.size()), head) << text;
+    EXPECT_EQ(text.substr(text.size() - 11), "\"set1\"=\"1\"\n");
+
+    {
+        WinePrefixStore store(dir.Path());
+        EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "software\\velloran\\SETTINGS", "SET1"),
+                  RegValue::String("1"));
+        // Writing what is already there changes nothing, and nothing is written.
+        struct stat before = StatOf(dir / "user.reg");
+        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1", RegValue::String("1"));
+        store.CreateKey(kHKeyCurrentUser, "Software\\Velloran");
+        EXPECT_FALSE(store.IsDirty());
+        store.Save();
+        struct stat after = StatOf(dir / "user.reg");
+        EXPECT_EQ(before.st_ino, after.st_ino);
+        EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
+        // Machine data goes to system.reg alone.
+        store.WriteValue(kHKeyLocalMachine, "Software\\X", "v", RegValue::Dword(3));
+        store.Save();
+        EXPECT_EQ(StatOf(dir / "user.reg").st_ino, before.st_ino);
+        EXPECT_NE(ReadBytes(dir / "system.reg").find(";; All keys relative to REGISTRY\\\\Machine\n"),
+                  std::string::npos);
+    }
+
+    // A new file takes the prefix's architecture from its sibling.
+    ScratchDir dir32;
+    WriteBytes(dir32 / "system.reg", "WINE REGISTRY Version 2\n;; All keys relative to \\\\Machine\n\n#arch=win32\n");
+    WinePrefixStore store32(dir32.Path());
+    store32.CreateKey(kHKeyCurrentUser, "Software\\Velloran");
+    store32.Save();
+    EXPECT_NE(ReadBytes(dir32 / "user.reg").find("\n#arch=win32\n"), std::string::npos);
+    EXPECT_EQ(ReadBytes(dir32 / "system.reg"),
+              "WINE REGISTRY Version 2\n;; All keys relative to \\\\Machine\n\n#arch=win32\n");
+}
+
+TEST(WinePrefixStore, SaveReplacesAtomicallyAndKeepsModeOwnerAndLinks) {
+    ScratchDir dir;
+    const std::string original = ReadBytes(DataFile("wine8-user.reg"));
+    WriteBytes(dir / "user.reg", original);
+    ASSERT_EQ(chmod((dir / "user.reg").c_str(), 0640), 0);
+    bool root = geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(chown((dir / "user.reg").c_str(), 1234, 2345), 0);
+    }
+    struct stat before = StatOf(dir / "user.reg");
+
+    WinePrefixStore store(dir.Path());
+    store.DeleteValue(kHKeyCurrentUser, "Environment", "TEMP");
+    store.Save();
+    struct stat after = StatOf(dir / "user.reg");
+    EXPECT_NE(after.st_ino, before.st_ino);  // replaced by rename, never rewritten in place
+    EXPECT_EQ(after.st_mode & 07777, 0640u);
+    if (root) {
+        EXPECT_EQ(after.st_uid, 1234u);
+        EXPECT_EQ(after.st_gid, 2345u);
+    }
+    EXPECT_EQ(FolderEntries(dir.Path()), std::vector<std::string>{"user.reg"});
+    EXPECT_EQ(WinePrefixStore(dir.Path()).ReadValue(kHKeyCurrentUser, "Environment", "TEMP"),
+              std::nullopt);
+
+    // Through a symbolic link the target is replaced and the link stays.
+    ScratchDir linked;
+    fs::create_directory(linked / "real");
+    fs::create_directory(linked / "prefix");
+    WriteBytes(linked / "real" / "user.reg", original);
+    fs::create_symlink("../real/user.reg", linked / "prefix" / "user.reg");
+    WinePrefixStore viaLink(linked / "prefix");
+    viaLink.WriteValue(kHKeyCurrentUser, "Environment", "NEW", RegValue::String("v"));
+    viaLink.Save();
+    EXPECT_TRUE(fs::is_symlink(linked / "prefix" / "user.reg"));
+    EXPECT_NE(ReadBytes(linked / "real" / "user.reg").find("\"NEW\"=\"v\""), std::string::npos);
+    EXPECT_EQ(FolderEntries(linked / "real"), std::vector<std::string>{"user.reg"});
+}
+
+TEST(WinePrefixStore, FoldersAsFilesAndMissingPrefixesAreErrors) {
+    ScratchDir dir;
+    fs::create_directory(dir / "user.reg");
+    try {
+        WinePrefixStore store(dir.Path());
+        ADD_FAILURE() << "a folder was read as user.reg";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.Number(), vbErrDeviceIO);
+        EXPECT_NE(e.Description().find((dir / "user.reg").string()), std::string::npos);
+    }
+
+    ScratchDir gone;
+    fs::path missing = gone / "no-such-prefix";
+    WinePrefixStore store(missing);
+    store.CreateKey(kHKeyCurrentUser, "Software\\X");
+    try {
+        store.Save();
+        ADD_FAILURE() << "saved into a missing prefix";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.Number(), vbErrPathNotFound);
+    }
+    EXPECT_FALSE(fs::exists(missing));
+}
+
+TEST(WinePrefixStore, UnreadableFileIsRefused) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "running as root: file permissions do not stop reading";
+    }
+    ScratchDir locked;
+    WriteBytes(locked / "user.reg", ReadBytes(DataFile("wine8-user.reg")));
+    chmod((locked / "user.reg").c_str(), 0);
+    try {
+        WinePrefixStore s(locked.Path());
+        ADD_FAILURE() << "read an unreadable file";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.Number(), vbErrPermissionDenied);
+    }
+}
+
+TEST(WinePrefixStore, FullDiskLeavesTheOldFileWhole) {
+    ScratchDir dir;
+    fs::path mnt = dir / "mnt";
+    fs::create_directory(mnt);
+    if (mount("tmpfs", mnt.c_str(), "tmpfs", 0, "size=256k") != 0)
+        GTEST_SKIP() << "cannot mount a small tmpfs here (" << strerror(errno) << ")";
+    struct Unmount {
+        fs::path p;
+        ~Unmount() { umount2(p.c_str(), MNT_DETACH); }
+    } unmount{mnt};
+
+    const std::string original = ReadBytes(DataFile("wine8-user.reg"));
+    WriteBytes(mnt / "user.reg", original);
+    WinePrefixStore store(mnt);
+    store.WriteValue(kHKeyCurrentUser, "Software\\Big", "blob", RegValue::Binary(RegBytes(10000, 0xAB)));
+    // Fill what is left of the disk.
+    {
+        int fd = open((mnt / "filler").c_str(), O_WRONLY | O_CREAT, 0600);
+        ASSERT_GE(fd, 0);
+        std::string block(4096, 'x');
+        while (write(fd, block.data(), block.size()) > 0) {
+        }
+        while (write(fd, block.data(), 1) > 0) {
+        }
+        close(fd);
+    }
+    try {
+        store.Save();
+        ADD_FAILURE() << "saved on a full disk";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.Number(), vbErrDiskFull);
+        EXPECT_NE(e.Description().find((mnt / "user.reg").string()), std::string::npos);
+        EXPECT_NE(e.Description().find("disk is full"), std::string::npos);
+    }
+    EXPECT_EQ(ReadBytes(mnt / "user.reg"), original);
+    EXPECT_EQ(FolderEntries(mnt), (std::vector<std::string>{"filler", "user.reg"}));
+    EXPECT_TRUE(store.IsDirty());
+    // With room again the same changes go through.
+    fs::remove(mnt / "filler");
+    store.Save();
+    EXPECT_EQ(WinePrefixStore(mnt).ReadValue(kHKeyCurrentUser, "Software\\Big", "blob")->data.size(),
+              10000u);
+}
+
+// A child process that holds what a running wineserver holds: the lock in
+// <root>/wine-test/server-<dev>-<ino>/, or (with `lock` false) only a working
+// directory of that name and a process name starting with "wineserver".
+class FakeServer {
+public:
+    FakeServer(const fs::path& root, const fs::path& prefix, bool lock) {
+        dir_ = root / "wine-test" / WineServerDirName(prefix);
+        fs::create_directories(dir_);
+        int ready[2];
+        if (pipe(ready) != 0) std::abort();
+        pid_ = fork();
+        if (pid_ == 0) {
+            close(ready[0]);
+            if (lock) {
+                int fd = open((dir_ / "lock").c_str(), O_RDWR | O_CREAT, 0600);
+                struct flock fl {};
+                fl.l_type = F_WRLCK;
+                fl.l_whence = SEEK_SET;
+                fl.l_len = 1;
+                if (fd < 0 || fcntl(fd, F_SETLK, &fl) != 0) _exit(3);
+            } else {
+                if (chdir(dir_.c_str()) != 0) _exit(3);
+                prctl(PR_SET_NAME, "wineserver-fake", 0, 0, 0);
+            }
+            char c = 1;
+            if (write(ready[1], &c, 1) != 1) _exit(3);
+            pause();
+            _exit(0);
+        }
+        close(ready[1]);
+        char c = 0;
+        if (read(ready[0], &c, 1) != 1) ADD_FAILURE() << "fake server did not start";
+        close(ready[0]);
+    }
+    ~FakeServer() { Stop(); }
+    void Stop() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+            pid_ = 0;
+        }
+    }
+    pid_t Pid() const { return pid_; }
+
+private:
+    fs::path dir_;
+    pid_t pid_ = 0;
+};
+
+TEST(WinePrefixStore, RefusesToWriteWhileTheWineserverRuns) {
+    for (bool lock : {true, false}) {
+        ScratchDir roots;
+        ScratchDir prefix;
+        WinePrefixStore::Options options;
+        options.serverSearchRoots = {roots.Path()};
+        WinePrefixStore store(prefix.Path(), options);
+        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran", "x", RegValue::Dword(1));
+
+        FakeServer server(roots.Path(), prefix.Path(), lock);
+        WineServerStatus status = FindWineServer(prefix.Path(), {roots.Path()});
+        EXPECT_TRUE(status.running) << "lock " << lock;
+        EXPECT_EQ(status.pid, server.Pid());
+        try {
+            store.Save();
+            ADD_FAILURE() << "wrote a prefix held by a wineserver (lock " << lock << ")";
+        } catch (const VbError& e) {
+            EXPECT_EQ(e.Number(), vbErrPermissionDenied);
+            EXPECT_NE(e.Description().find("Wine prefix " + prefix.Path().string()), std::string::npos);
+            EXPECT_NE(e.Description().find("WINEPREFIX=" + prefix.Path().string() + " wineserver -k"),
+                      std::string::npos)
+                << e.Description();
+            EXPECT_NE(e.Description().find(std::to_string(server.Pid())), std::string::npos);
+        }
+        EXPECT_FALSE(fs::exists(prefix / "user.reg"));
+
+        server.Stop();
+        EXPECT_FALSE(FindWineServer(prefix.Path(), {roots.Path()}).running);
+        store.Save();
+        EXPECT_TRUE(fs::exists(prefix / "user.reg"));
+    }
+    // The lock's name only counts for this prefix's folder.
+    ScratchDir roots, prefix, other;
+    FakeServer server(roots.Path(), other.Path(), true);
+    EXPECT_FALSE(FindWineServer(prefix.Path(), {roots.Path()}).running);
+}
+
+std::string FindWineserver() {
+    const char* path = std::getenv("PATH");
+    std::string p = path ? path : "/usr/bin:/bin";
+    for (size_t i = 0; i <= p.size();) {
+        size_t j = p.find(':', i);
+        if (j == std::string::npos) j = p.size();
+        fs::path candidate = fs::path(p.substr(i, j - i)) / "wineserver";
+        if (access(candidate.c_str(), X_OK) == 0) return candidate.string();
+        i = j + 1;
+    }
+    return {};
+}
+
+TEST(WinePrefixStore, RefusesAPrefixWithARealWineserver) {
+    std::string wineserver = FindWineserver();
+    if (wineserver.empty()) GTEST_SKIP() << "wineserver is not installed";
+    ScratchDir prefix;
+    std::string env = "WINEDEBUG=-all WINEPREFIX='" + prefix.Path().string() + "' ";
+    // Starts in the background and stays 30 s without clients.
+    ASSERT_EQ(std::system((env + wineserver + " -p30").c_str()), 0);
+    struct Stop {
+        std::string cmd;
+        ~Stop() { std::system(cmd.c_str()); }
+    } stop{env + wineserver + " -k >/dev/null 2>&1; " + env + wineserver + " -w"};
+
+    WinePrefixStore store(prefix.Path());
+    store.WriteValue(kHKeyCurrentUser, "Software\\Velloran", "x", RegValue::Dword(1));
+    EXPECT_TRUE(FindWineServer(prefix.Path()).running);
+    try {
+        store.Save();
+        ADD_FAILURE() << "wrote a prefix held by a running wineserver";
+    } catch (const VbError& e) {
+        EXPECT_NE(e.Description().find("wineserver -k"), std::string::npos);
+    }
+    std::system(stop.cmd.c_str());
+    EXPECT_FALSE(FindWineServer(prefix.Path()).running);
+    WinePrefixStore after(prefix.Path());  // the server saved its registry on the way out
+    after.WriteValue(kHKeyCurrentUser, "Software\\Velloran", "x", RegValue::Dword(1));
+    after.Save();
+    EXPECT_EQ(WinePrefixStore(prefix.Path()).ReadValue(kHKeyCurrentUser, "Software\\Velloran", "x"),
+              RegValue::Dword(1));
+}
+
+TEST(WinePrefixStore, TargetsOpenTheirStore) {
+    ScratchDir dir;
+    Target own;
+    own.ownStore = dir / "config" / "velloran";
+    auto store = OpenRegistryStore(own);
+    EXPECT_EQ(store->Describe(), "Velloran store " + own.ownStore.string());
+    store->CreateKey(kHKeyCurrentUser, "Software\\Velloran\\settings");
+    store->Save();  // the own store's folder is created on demand
+    EXPECT_TRUE(fs::exists(own.ownStore / "user.reg"));
+
+    Target wine;
+    wine.prefix = dir / "prefix";
+    fs::create_directory(wine.prefix);
+    WriteBytes(wine.prefix / "user.reg", ReadBytes(DataFile("wine8-user.reg")));
+    auto prefixStore = OpenRegistryStore(wine);
+    EXPECT_EQ(prefixStore->Describe(), "Wine prefix " + wine.prefix.string());
+    EXPECT_TRUE(prefixStore->KeyExists(kHKeyCurrentUser, "Software\\VelloranFixture"));
+}
+
+}  // namespace
+}  // namespace velloran

@@ -1,0 +1,360 @@
+// Wine's registry text format: byte-exact round trips on files Wine wrote, the
+// writer against Wine's own output, and refusal of malformed files.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "common/VbError.hpp"
+#include "common/registry/WinePrefixStore.hpp"
+#include "common/registry/WineRegFile.hpp"
+#include "common/registry/RegTestUtil.hpp"
+
+namespace velloran {
+namespace {
+
+using regtest::DataFile;
+using regtest::ReadBytes;
+using regtest::ScratchDir;
+using regtest::Section;
+using regtest::WriteBytes;
+
+constexpr const char* kHeader =
+    "WINE REGISTRY Version 2\n;; All keys relative to REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n"
+    "#arch=win64\n";
+
+std::string Render(const std::string& text, WineBranch branch = WineBranch::User) {
+    RegHive hive;
+    ReadWineRegistry(hive, text, "test.reg");
+    EXPECT_FALSE(hive.dirty);
+    return RenderWineRegistry(hive, branch, "win64");
+}
+
+// A prefix folder holding `user` as user.reg.
+std::unique_ptr<WinePrefixStore> StoreWith(const ScratchDir& dir, const std::string& user) {
+    WriteBytes(dir / "user.reg", user);
+    return std::make_unique<WinePrefixStore>(dir.Path());
+}
+
+// Seconds since 1970 in a "[key] <seconds>" line.
+long long SectionSeconds(const std::string& section) {
+    size_t p = section.find("] ");
+    return std::stoll(section.substr(p + 2));
+}
+
+long long NowSeconds() {
+    using namespace std::chrono;
+    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
+
+TEST(WineRegFile, UnchangedFilesComeBackByteForByte) {
+    for (const char* name : {"wine8-user.reg", "wine8-userdef.reg", "wine8-system-fragment.reg"}) {
+        std::string original = ReadBytes(DataFile(name));
+        ASSERT_GT(original.size(), 1000u) << name;
+        EXPECT_EQ(Render(original), original) << name;
+    }
+    // Hand-edited forms wineserver accepts: CRLF, comments, sections out of order
+    // and repeated, indentation, spaces around "=", no newline at the end.
+    const std::string irregular =
+        "WINE REGISTRY Version 2\r\n"
+        "; comment in the header\r\n"
+        "#some-option\r\n"
+        "[Zeta] 1700000000\r\n"
+        "  \"b\" = dword:00000001\r\n"
+        "; between\r\n"
+        "\r\n"
+        "\r\n"
+        "[alpha\\\\Beta]\r\n"
+        "#time=1da1747c66d0000\r\n"
+        "#class=\"cls\"\r\n"
+        "@=\"x\"\r\n"
+        "[Zeta] 1700000001\n"
+        "\"a\"=hex:01,02,\\\n"
+        "    03\n"
+        "\"c\"=str:\"plain\"";
+    EXPECT_EQ(Render(irregular), irregular);
+    const std::string headerOnly = "WINE REGISTRY Version 2\n;; All keys relative to \\\\Machine\n";
+    EXPECT_EQ(Render(headerOnly, WineBranch::Machine), headerOnly);
+}
+
+TEST(WineRegFile, ReadsEveryValueTypeWineWrote) {
+    ScratchDir dir;
+    auto store = StoreWith(dir, ReadBytes(DataFile("wine8-user.reg")));
+    const std::string key = "Software\\VelloranFixture";
+    auto read = [&](const std::string& name) {
+        auto v = store->ReadValue(kHKeyCurrentUser, key, name);
+        EXPECT_TRUE(v) << name;
+        return v.value_or(RegValue{});
+    };
+    EXPECT_EQ(read(""), RegValue::String("default"));
+    EXPECT_EQ(read("Name"), RegValue::String("caf\xC3\xA9 bar"));
+    EXPECT_EQ(read("\xC3\x9Cn\xC3\xAF" "c\xC3\xB6" "d\xC3\xA9 \xE5\x90\x8D\xE5\x89\x8D"),
+              RegValue::String("Gr\xC3\xBC\xC3\x9F" "e, \xE4\xB8\x96\xE7\x95\x8C \xF0\x9F\x98\x80 "
+                               "\"quoted\" back\\slash"));
+    EXPECT_EQ(read("Path"), RegValue::String("%USERPROFILE%\\AppData", kRegExpandSz));
+    EXPECT_EQ(read("List"), RegValue::MultiString({"one", "two"}));
+    EXPECT_EQ(read("Count"), RegValue::Dword(42));
+    EXPECT_EQ(read("Big"), RegValue::Qword(0x123456789abcdef0ULL));
+    EXPECT_EQ(read("Blob"), RegValue::Binary({0x00, 0x01, 0x02, 0xff, 0xfe, 0x0a, 0x0d, 0x5c, 0x22}));
+    EXPECT_EQ(read("Empty"), RegValue::Binary({}));
+    EXPECT_EQ(read("Nothing"), RegValue::Binary({0, 0}, kRegNone));
+    RegValue longBin = read("LongBin");
+    ASSERT_EQ(longBin.data.size(), 200u);
+    EXPECT_EQ(longBin.data[199], 199);
+    EXPECT_EQ(store->ReadValue(kHKeyCurrentUser, key + "\\Sub\\Deeper", "x"),
+              RegValue::String("tab\there"));
+    EXPECT_EQ(store->ReadValue(kHKeyCurrentUser, key + "\\[brackets]", "a\"b"),
+              RegValue::String("x"));
+
+    // Wine's order: "[" sorts before letters, case is ignored, shorter names first.
+    EXPECT_EQ(store->EnumerateKeys(kHKeyCurrentUser, key),
+              (std::vector<std::string>{"[brackets]", "A", "b", "Sub", "\xC3\x89mile"}));
+    auto values = store->EnumerateValues(kHKeyCurrentUser, key);
+    ASSERT_FALSE(values.empty());
+    EXPECT_TRUE(values.front().IsDefault());
+    // Surrogate pairs in key names, and case folding beyond ASCII.
+    EXPECT_TRUE(store->KeyExists(kHKeyCurrentUser,
+                                 "Control Panel\\International\\\xF0\x9F\x8C\x8E\xF0\x9F\x8C\x8F"
+                                 "\xF0\x9F\x8C\x8D"));
+    EXPECT_TRUE(store->KeyExists(kHKeyCurrentUser, "SOFTWARE\\vellORANfixture\\\xC3\xA9MILE"));
+}
+
+TEST(WineRegFile, ChangedKeysAreWrittenExactlyAsWineWritesThem) {
+    // Touching a key makes us write its whole section ourselves; apart from the
+    // timestamps it must equal what Wine wrote: every type, escape and 76-column wrap.
+    ScratchDir dir;
+    const std::string original = ReadBytes(DataFile("wine8-user.reg"));
+    auto store = StoreWith(dir, original);
+    const std::vector<std::pair<std::string, std::string>> keys = {
+        {"Software\\VelloranFixture", "[Software\\\\VelloranFixture]"},
+        {"Control Panel\\Desktop\\WindowMetrics", "[Control Panel\\\\Desktop\\\\WindowMetrics]"},
+        {"Software\\VelloranFixture\\[brackets]", "[Software\\\\VelloranFixture\\\\\\[brackets\\]]"},
+    };
+    for (const auto& [path, head] : keys) {
+        store->WriteValue(kHKeyCurrentUser, path, "velloran-probe", RegValue::Dword(1));
+        store->DeleteValue(kHKeyCurrentUser, path, "velloran-probe");
+    }
+    long long before = NowSeconds();
+    store->Save();
+    const std::string saved = ReadBytes(dir / "user.reg");
+
+    std::string restored = saved;
+    for (const auto& [path, head] : keys) {
+        std::string mine = Section(saved, head);
+        std::string wine = Section(original, head);
+        ASSERT_FALSE(mine.empty()) << head;
+        ASSERT_FALSE(wine.empty()) << head;
+        auto afterTime = [](const std::string& s) { return s.substr(s.find('\n', s.find("#time=")) + 1); };
+        EXPECT_EQ(afterTime(mine), afterTime(wine)) << head;
+        EXPECT_GE(SectionSeconds(mine), before - 1);
+        EXPECT_LE(SectionSeconds(mine), NowSeconds() + 1);
+        // #time= is the same moment as a FILETIME.
+        std::string timeHex = mine.substr(mine.find("#time=") + 6);
+        timeHex = timeHex.substr(0, timeHex.find('\n'));
+        unsigned long long ft = std::stoull(timeHex, nullptr, 16);
+        EXPECT_EQ(static_cast<long long>((ft - 116444736000000000ULL) / 10000000ULL),
+                  SectionSeconds(mine));
+        restored.replace(restored.find(mine), mine.size(), wine);
+    }
+    // Everything else kept its bytes.
+    EXPECT_EQ(restored, original);
+}
+
+TEST(WineRegFile, RewritingEveryKeyReproducesWinesFile) {
+    // With each key's own timestamps, our writer must give Wine's file back whole:
+    // order, implied keys, links, every value.
+    for (const char* name : {"wine8-user.reg", "wine8-userdef.reg", "wine8-system-fragment.reg"}) {
+        const std::string original = ReadBytes(DataFile(name));
+        RegHive hive;
+        ReadWineRegistry(hive, original, name);
+        std::vector<RegKeyNode*> stack{hive.root.get()};
+        while (!stack.empty()) {
+            RegKeyNode* k = stack.back();
+            stack.pop_back();
+            k->touched = true;
+            for (auto& sub : k->subkeys) stack.push_back(sub.get());
+        }
+        hive.chunks.clear();
+        EXPECT_EQ(RenderWineRegistry(hive, WineBranch::User, "win64"), original) << name;
+    }
+}
+
+TEST(WineRegFile, NewAndDeletedKeysGoWhereWineWouldPutThem) {
+    ScratchDir dir;
+    const std::string original = ReadBytes(DataFile("wine8-user.reg"));
+    const std::string fixture = "Software\\VelloranFixture";
+    {
+        auto store = StoreWith(dir, original);
+        store->WriteValue(kHKeyCurrentUser, fixture + "\\B2", "v", RegValue::String("new"));
+        store->Save();
+        std::string saved = ReadBytes(dir / "user.reg");
+        size_t b = saved.find("\n[Software\\\\VelloranFixture\\\\b] ");
+        size_t b2 = saved.find("\n[Software\\\\VelloranFixture\\\\B2] ");
+        size_t sub = saved.find("\n[Software\\\\VelloranFixture\\\\Sub\\\\Deeper] ");
+        ASSERT_NE(b2, std::string::npos);
+        EXPECT_LT(b, b2);
+        EXPECT_LT(b2, sub);
+        std::string section = Section(saved, "[Software\\\\VelloranFixture\\\\B2]");
+        EXPECT_NE(section.find("\n\"v\"=\"new\"\n"), std::string::npos) << section;
+        // Creating B2 changed its parent (new subkey) and nothing else.
+        std::string restored = saved;
+        restored.erase(restored.find(section) - 1, section.size() + 1);
+        std::string parent = Section(saved, "[Software\\\\VelloranFixture]");
+        restored.replace(restored.find(parent), parent.size(),
+                         Section(original, "[Software\\\\VelloranFixture]"));
+        EXPECT_EQ(restored, original);
+    }
+    {
+        // Deleting the whole subtree removes exactly its sections; "Software" keeps
+        // other subkeys, so it stays implied and gets no section.
+        auto store = StoreWith(dir, original);
+        ASSERT_TRUE(store->DeleteKey(kHKeyCurrentUser, fixture, true));
+        EXPECT_FALSE(store->DeleteKey(kHKeyCurrentUser, fixture, true));
+        store->Save();
+        std::string expected = original;
+        size_t from = expected.find("\n[Software\\\\VelloranFixture] ");
+        size_t to = expected.find("\n[Software\\\\Wine\\\\AppDefaults] ");
+        expected.erase(from, to - from);
+        EXPECT_EQ(ReadBytes(dir / "user.reg"), expected);
+    }
+    {
+        // A key left without values and subkeys gets its own section again, and a
+        // file whose last section went away still ends on its last value line.
+        const std::string text = std::string(kHeader) +
+                                 "\n[A] 1700000000\n#time=1da1747c66d0000\n\"x\"=\"1\"\n"
+                                 "\n[A\\\\Child] 1700000000\n#time=1da1747c66d0000\n\"y\"=\"2\"\n";
+        auto store = StoreWith(dir, text);
+        store->DeleteKey(kHKeyCurrentUser, "A\\Child", false);
+        store->DeleteValue(kHKeyCurrentUser, "A", "x");
+        store->Save();
+        std::string saved = ReadBytes(dir / "user.reg");
+        EXPECT_EQ(saved.substr(0, std::string(kHeader).size() + 5), std::string(kHeader) + "\n[A] ");
+        EXPECT_EQ(saved.find("Child"), std::string::npos);
+        EXPECT_EQ(saved.back(), '\n');
+        EXPECT_NE(saved.substr(saved.size() - 2), "\n\n");
+        std::string lastLine = saved.substr(saved.rfind('\n', saved.size() - 2) + 1);
+        EXPECT_EQ(lastLine.rfind("#time=", 0), 0u) << saved;
+    }
+}
+
+TEST(WineRegFile, CommentsAndLayoutOfUntouchedPartsSurviveEdits) {
+    ScratchDir dir;
+    const std::string text = std::string(kHeader) +
+                             "\n[A] 1700000000\n\"x\"=\"1\"\n"
+                             "\n; about B\n[B] 1700000000\n  \"y\" = \"2\"\n"
+                             "\n[C] 1700000000\n\"z\"=\"3\"\n";
+    auto store = StoreWith(dir, text);
+    store->WriteValue(kHKeyCurrentUser, "A", "x", RegValue::String("changed"));
+    store->DeleteKey(kHKeyCurrentUser, "C", false);
+    store->Save();
+    std::string saved = ReadBytes(dir / "user.reg");
+    EXPECT_NE(saved.find("\"x\"=\"changed\"\n\n; about B\n[B] 1700000000\n  \"y\" = \"2\"\n"),
+              std::string::npos)
+        << saved;
+    EXPECT_EQ(saved.find("[C]"), std::string::npos);
+    const std::string lastLine = "\n  \"y\" = \"2\"\n";
+    EXPECT_EQ(saved.substr(saved.size() - lastLine.size()), lastLine);
+
+    // A second round of edits starts from what the first one wrote.
+    store->WriteValue(kHKeyCurrentUser, "B", "w", RegValue::Dword(7));
+    store->Save();
+    std::string again = ReadBytes(dir / "user.reg");
+    EXPECT_EQ(Section(again, "[A]"), Section(saved, "[A]"));
+    EXPECT_NE(Section(again, "[B]").find("\"w\"=dword:00000007\n\"y\"=\"2\"\n"), std::string::npos)
+        << again;
+}
+
+TEST(WineRegFile, EscapesFollowWinesRules) {
+    struct Case {
+        std::u16string units;
+        std::string text;
+        const char* delims;
+    };
+    const std::vector<Case> cases = {
+        {u"caf\u00e9 bar", "caf\\xe9 bar", "\"\""},
+        // Four digits when an ASCII hex digit follows.
+        {u"\u00dcn\u00efc\u00f6d", "\\xdcn\\x00efc\\x00f6d", "\"\""},
+        {u"\xd83d\xde00!", "\\xd83d\\xde00!", "\"\""},
+        {u"a\a\b\t\n\v\f\r\x1b" u"z", "a\\a\\b\\t\\n\\v\\f\\r\\ez", "\"\""},
+        // Octal, with three digits when an octal digit follows.
+        {std::u16string(u"a\0b", 3), "a\\0b", "\"\""},
+        {std::u16string(u"a\0" u"1", 3), "a\\0001", "\"\""},
+        {u"\x1f" u"8", "\\378", "\"\""},
+        {u"q\"b\\s", "q\\\"b\\\\s", "\"\""},
+        {u"[k]\"", "\\[k\\]\"", "[]"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(EscapeWineString(c.units, c.delims), c.text);
+        std::u16string back;
+        std::string quoted = c.text + c.delims[1];
+        EXPECT_EQ(UnescapeWineString(quoted, c.delims[1], back), quoted.size()) << c.text;
+        EXPECT_EQ(back, c.units) << c.text;
+    }
+    // The NUL that ends a string is not written.
+    EXPECT_EQ(EscapeWineString(std::u16string(u"ab\0", 3), "\"\""), "ab");
+
+    auto parse = [](const std::string& s) {
+        std::u16string out;
+        size_t r = UnescapeWineString(s, '"', out);
+        return r == std::string::npos ? std::u16string(u"<none>") : out;
+    };
+    EXPECT_EQ(parse("\\x41424344\""), u"\x4142" u"4344");
+    EXPECT_EQ(parse("\\xg\""), u"xg");
+    EXPECT_EQ(parse("\\q\\101\""), u"qA");
+    EXPECT_EQ(parse("caf\xC3\xA9\""), u"caf\u00e9");
+    EXPECT_EQ(parse("\xF0\x9F\x98\x80\""), u"\xd83d\xde00");
+    EXPECT_EQ(parse("a\xFF" "b\""), u"ab");  // invalid UTF-8 is dropped
+    EXPECT_EQ(parse("no end"), u"<none>");
+    EXPECT_EQ(parse("ends in escape\\"), u"<none>");
+}
+
+TEST(WineRegFile, MalformedFilesAreRefusedWithFileAndLine) {
+    const std::string h = "WINE REGISTRY Version 2\n;; All keys relative to \\\\User\\\\S-1\n";
+    const std::vector<std::pair<std::string, int>> cases = {
+        {"", 1},
+        {"WINE REGISTRY Version 1\n[A]\n", 1},
+        {"\xEF\xBB\xBFWINE REGISTRY Version 2\n", 1},
+        {h + "\"x\"=\"value before any key\"\n", 3},
+        {h + "\n[A] 1\n\"x\"=\"1\"\nnot a registry line\n", 6},
+        {h + "[A\n", 3},
+        {h + "[A]\n\"x\"=\"no closing quote\n", 4},
+        {h + "[A]\n\"x\"=\"a\" trailing\n", 4},
+        {h + "[A]\n\"x\" \"y\"\n", 4},
+        {h + "[A]\n\"x\"=hex:01,02,\\\n  03,\\\n", 5},
+        {h + "[A]\n\"x\"=hex:01,zz\n", 4},
+        {h + "[A]\n\"x\"=hex:1ff\n", 4},
+        {h + "[A]\n\"x\"=dword:\n", 4},
+        {h + "[A]\n\"x\"=dword:12 34\n", 4},
+        {h + "[A]\n\"x\"=str(3):\"a\"\n", 4},
+        {h + "[A]\n\"x\"=hex(:00\n", 4},
+        {h + "\n#arch=win16\n", 4},
+        {h + "[\\\\A]\n", 3},
+    };
+    for (const auto& [text, line] : cases) {
+        ScratchDir dir;
+        WriteBytes(dir / "user.reg", text);
+        try {
+            WinePrefixStore store(dir.Path());
+            ADD_FAILURE() << "accepted: " << text;
+        } catch (const VbError& e) {
+            EXPECT_EQ(e.Number(), kVbErrBadFileFormat);
+            std::string expected = (dir / "user.reg").string() + ", line " + std::to_string(line) + ":";
+            EXPECT_NE(e.Description().find(expected), std::string::npos)
+                << e.Description() << "\nfor: " << text;
+        }
+        EXPECT_EQ(ReadBytes(dir / "user.reg"), text);
+    }
+
+    // system.reg decides the architecture; a user.reg that disagrees is refused.
+    ScratchDir dir;
+    WriteBytes(dir / "system.reg", "WINE REGISTRY Version 2\n\n#arch=win64\n");
+    WriteBytes(dir / "user.reg", "WINE REGISTRY Version 2\n;; x\n\n#arch=win32\n");
+    try {
+        WinePrefixStore store(dir.Path());
+        ADD_FAILURE() << "mismatched architectures accepted";
+    } catch (const VbError& e) {
+        EXPECT_NE(e.Description().find("user.reg, line 4:"), std::string::npos) << e.Description();
+    }
+}
+
+}  // namespace
+}  // namespace velloran

@@ -1,0 +1,279 @@
+#include "tools/eradicator/SecureDeleter.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "common/VbError.hpp"
+
+namespace velloran {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path MakeTempDir(const char* stem) {
+    std::string t = (fs::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
+    return mkdtemp(t.data());
+}
+
+void WriteFile(const fs::path& p, const std::string& data) { std::ofstream(p, std::ios::binary) << data; }
+
+std::vector<unsigned char> ReadFd(int fd, std::uint64_t length) {
+    std::vector<unsigned char> v(length);
+    EXPECT_EQ(pread(fd, v.data(), v.size(), 0), static_cast<ssize_t>(length));
+    return v;
+}
+
+// What a pass wrote: a repeating pattern of 1 or 3 bytes, or random-looking data.
+std::string Describe(const std::vector<unsigned char>& v) {
+    for (std::size_t len : {1u, 3u}) {
+        bool repeats = true;
+        for (std::size_t i = len; i < v.size() && repeats; ++i) repeats = v[i] == v[i - len];
+        if (repeats) {
+            std::ostringstream o;
+            o << std::hex;
+            for (std::size_t i = 0; i < len; ++i) o << int(v[i]) << ' ';
+            return o.str();
+        }
+    }
+    std::set<unsigned char> distinct(v.begin(), v.end());
+    return distinct.size() > 200 ? "random" : "other";
+}
+
+struct PassLog {
+    std::vector<std::string> passes;
+    std::vector<std::uint64_t> lengths;
+    void Attach(SecureDeleter& d) {
+        d.SetPassHook([this](int pass, int fd, std::uint64_t length) {
+            EXPECT_EQ(pass, static_cast<int>(passes.size()) + 1);
+            passes.push_back(Describe(ReadFd(fd, length)));
+            lengths.push_back(length);
+        });
+    }
+};
+
+class SecureDeleterTest : public ::testing::Test {
+protected:
+    void SetUp() override { dir_ = MakeTempDir("velloran-erase"); }
+    void TearDown() override { fs::remove_all(dir_); }
+    std::string Make(const std::string& name, std::size_t size) {
+        std::string data(size, 'M');
+        WriteFile(dir_ / name, data);
+        return (dir_ / name).string();
+    }
+    bool DirEmpty() const { return fs::is_empty(dir_); }
+    fs::path dir_;
+};
+
+TEST_F(SecureDeleterTest, EachMethodWritesItsPassesToTheLastBlockAndLeavesNothing) {
+    struct stat st {};
+    ASSERT_EQ(stat(dir_.c_str(), &st), 0);
+    const std::uint64_t size = 10000;
+    const std::uint64_t rounded = (size + st.st_blksize - 1) / st.st_blksize * st.st_blksize;
+
+    {
+        SecureDeleter d;
+        PassLog log;
+        log.Attach(d);
+        std::vector<std::pair<double, double>> progress;
+        std::set<std::thread::id> threads;
+        d.DeleteProgress.Connect([&](const std::string& p, double total, double done) {
+            EXPECT_EQ(p, (dir_ / "zero.tmp").string());
+            threads.insert(std::this_thread::get_id());
+            progress.emplace_back(total, done);
+        });
+        EXPECT_TRUE(d.DeleteZero(Make("zero.tmp", size)));
+        EXPECT_EQ(log.passes, std::vector<std::string>{"0 "});
+        EXPECT_EQ(log.lengths, std::vector<std::uint64_t>{rounded});
+        EXPECT_TRUE(DirEmpty());
+        EXPECT_TRUE(d.Report().empty());
+        ASSERT_FALSE(progress.empty());
+        EXPECT_EQ(progress.back(), std::make_pair(double(rounded), double(rounded)));
+        EXPECT_EQ(threads, std::set<std::thread::id>{std::this_thread::get_id()});
+    }
+    {
+        SecureDeleter d;
+        PassLog log;
+        log.Attach(d);
+        EXPECT_TRUE(d.DeleteZapper(Make("zap.tmp", size)));
+        EXPECT_EQ(log.passes, (std::vector<std::string>{"0 ", "ff ", "random"}));
+        EXPECT_TRUE(DirEmpty());
+    }
+    {
+        SecureDeleter d;
+        PassLog log;
+        log.Attach(d);
+        EXPECT_TRUE(d.DeleteGutmann(Make("gut.tmp", size)));
+        ASSERT_EQ(log.passes.size(), 35u);
+        for (int i : {0, 1, 2, 3, 31, 32, 33, 34}) EXPECT_EQ(log.passes[i], "random") << i;
+        std::multiset<std::string> fixed(log.passes.begin() + 4, log.passes.begin() + 31), want;
+        for (const auto& p : SecureDeleter::GutmannPatterns()) {
+            std::vector<unsigned char> v(30);
+            for (std::size_t i = 0; i < v.size(); ++i) v[i] = p.pattern[i % p.patternLength];
+            want.insert(Describe(v));
+        }
+        EXPECT_EQ(fixed, want);
+        EXPECT_EQ(want.size(), 27u);
+        EXPECT_TRUE(DirEmpty());
+    }
+    {
+        // An empty file has nothing to overwrite but still goes.
+        SecureDeleter d;
+        EXPECT_TRUE(d.DeleteZapper(Make("empty.tmp", 0)));
+        EXPECT_TRUE(DirEmpty());
+    }
+}
+
+TEST_F(SecureDeleterTest, RefusesWhatIsNotARegularFileAndSparesOtherNames) {
+    SecureDeleter d;
+    std::string target = Make("target.txt", 100);
+    fs::create_symlink(target, dir_ / "link.tmp");
+    mkfifo((dir_ / "fifo.tmp").c_str(), 0600);
+    fs::create_directory(dir_ / "folder.tmp");
+    auto number = [&](auto&& f) {
+        try {
+            f();
+        } catch (const VbError& e) {
+            return e.Number();
+        }
+        return 0;
+    };
+    EXPECT_EQ(number([&] { d.DeleteZero((dir_ / "link.tmp").string()); }), 75);
+    EXPECT_EQ(number([&] { d.DeleteGutmann((dir_ / "fifo.tmp").string()); }), 75);
+    EXPECT_FALSE(d.Report().empty());
+    EXPECT_EQ(number([&] { d.DeleteZapper((dir_ / "folder.tmp").string()); }), 75);
+    EXPECT_EQ(number([&] { d.DeleteZero((dir_ / "missing.tmp").string()); }), vbErrFileNotFound);
+    EXPECT_EQ(number([&] { d.DeletePlain((dir_ / "missing.tmp").string(), false); }), vbErrFileNotFound);
+    EXPECT_EQ(number([&] { d.DeletePlain((dir_ / "folder.tmp").string(), false); }), 75);
+    EXPECT_EQ(fs::file_size(target), 100u);
+    EXPECT_TRUE(fs::exists(dir_ / "fifo.tmp"));
+
+    // Plain deletion of a link removes the link, not what it points to.
+    EXPECT_TRUE(d.DeletePlain((dir_ / "link.tmp").string(), false));
+    EXPECT_FALSE(fs::is_symlink(dir_ / "link.tmp"));
+    EXPECT_EQ(fs::file_size(target), 100u);
+
+    // A second name for the same data keeps its data; only this name goes.
+    fs::create_hard_link(target, dir_ / "other.txt");
+    EXPECT_FALSE(d.DeleteZero(target));
+    EXPECT_FALSE(fs::exists(target));
+    EXPECT_EQ(fs::file_size(dir_ / "other.txt"), 100u);
+    ASSERT_EQ(d.Report().size(), 1u);
+    EXPECT_NE(d.Report()[0].find("hard link"), std::string::npos);
+}
+
+TEST_F(SecureDeleterTest, AbortStopsBetweenPassesAndStillRemovesTheFile) {
+    SecureDeleter d;
+    int passes = 0;
+    d.SetPassHook([&](int, int, std::uint64_t) {
+        ++passes;
+        d.SetAbortDelete(true);
+    });
+    EXPECT_FALSE(d.DeleteGutmann(Make("big.tmp", 1 << 20)));
+    EXPECT_EQ(passes, 1);
+    EXPECT_TRUE(DirEmpty());
+    EXPECT_TRUE(d.AbortDelete());
+
+    // The pump runs while a deletion waits: a Stop click there is honoured.
+    SecureDeleter d2;
+    int pumps = 0;
+    d2.SetPump([&] {
+        ++pumps;
+        d2.SetAbortDelete(true);
+    });
+    std::string big = Make("bigger.tmp", 64 << 20);
+    bool complete = d2.DeleteGutmann(big);
+    // Either the pump ran and aborted it, or the disk was faster than one pump.
+    EXPECT_EQ(complete, pumps == 0);
+    EXPECT_TRUE(DirEmpty());
+}
+
+TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
+    const char* old = std::getenv("XDG_DATA_HOME");
+    std::string saved = old ? old : "";
+    setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
+    fs::create_directories(dir_ / "data");
+    SecureDeleter d;
+    std::string path = Make("recycle me.tmp", 10);
+    EXPECT_TRUE(d.DeletePlain(path, true));
+    EXPECT_FALSE(fs::exists(path));
+    EXPECT_EQ(fs::file_size(dir_ / "data/Trash/files/recycle me.tmp"), 10u);
+    std::ifstream in(dir_ / "data/Trash/info/recycle me.tmp.trashinfo");
+    std::string first, second;
+    std::getline(in, first);
+    std::getline(in, second);
+    EXPECT_EQ(first, "[Trash Info]");
+    EXPECT_EQ(second, "Path=" + dir_.string() + "/recycle%20me.tmp");
+    if (old)
+        setenv("XDG_DATA_HOME", saved.c_str(), 1);
+    else
+        unsetenv("XDG_DATA_HOME");
+}
+
+// Proof on a real disk: after each method, the image holds no trace of the data.
+TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
+    fs::path dir = MakeTempDir("velloran-ext4");
+    fs::path image = dir / "disk.img", mnt = dir / "mnt";
+    fs::create_directories(mnt);
+    auto cleanup = [&] { fs::remove_all(dir); };
+    std::string mk = "truncate -s 32M '" + image.string() + "' && mkfs.ext4 -q -F '" + image.string() +
+                     "' >/dev/null 2>&1";
+    if (std::system(mk.c_str()) != 0) {
+        cleanup();
+        GTEST_SKIP() << "mkfs.ext4 is not available";
+    }
+    auto mount = [&] { return std::system(("mount -o loop '" + image.string() + "' '" + mnt.string() + "' 2>/dev/null").c_str()) == 0; };
+    auto unmount = [&] { return std::system(("umount '" + mnt.string() + "'").c_str()) == 0; };
+    auto imageHolds = [&](const std::string& marker) {
+        std::ifstream in(image, std::ios::binary);
+        std::string all((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        return all.find(marker) != std::string::npos;
+    };
+    if (!mount()) {
+        cleanup();
+        GTEST_SKIP() << "loop mounts are not allowed here";
+    }
+    const std::vector<std::string> methods = {"plain", "zero", "zapper", "gutmann"};
+    for (const std::string& m : methods) {
+        std::string marker = "VELLORAN-MARKER-" + m + "-7f3a";
+        std::string data;
+        while (data.size() < 100000) data += marker;
+        std::string path = (mnt / (m + ".doc")).string();
+        {
+            int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            ASSERT_GE(fd, 0);
+            ASSERT_EQ(write(fd, data.data(), data.size()), static_cast<ssize_t>(data.size()));
+            fsync(fd);
+            close(fd);
+        }
+    }
+    ASSERT_TRUE(unmount());
+    for (const std::string& m : methods) EXPECT_TRUE(imageHolds("VELLORAN-MARKER-" + m)) << m;
+    ASSERT_TRUE(mount());
+    SecureDeleter d;
+    EXPECT_TRUE(d.DeletePlain((mnt / "plain.doc").string(), false));
+    EXPECT_TRUE(d.DeleteZero((mnt / "zero.doc").string()));
+    EXPECT_TRUE(d.DeleteZapper((mnt / "zapper.doc").string()));
+    EXPECT_TRUE(d.DeleteGutmann((mnt / "gutmann.doc").string()));
+    EXPECT_TRUE(d.Report().empty());
+    ASSERT_TRUE(unmount());
+    // Plain deletion leaves the data on the disk: the check can see a marker.
+    EXPECT_TRUE(imageHolds("VELLORAN-MARKER-plain"));
+    for (const char* m : {"zero", "zapper", "gutmann"})
+        EXPECT_FALSE(imageHolds("VELLORAN-MARKER-" + std::string(m))) << m;
+    cleanup();
+}
+
+}  // namespace
+}  // namespace velloran
