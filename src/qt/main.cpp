@@ -1,11 +1,16 @@
 // velloran: the Qt front end.
 #include <QApplication>
+#include <QMessageBox>
 #include <QStringList>
+#include <memory>
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "common/Target.hpp"
+#include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/registry/OpenStore.hpp"
+#include "common/registry/RegistryTree.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
@@ -31,9 +36,24 @@ int main(int argc, char** argv) {
     }
 
     const Target target = SelectTarget();
+    // Screenshots run a real clean; its registry changes must go nowhere.
+    std::unique_ptr<RegistryStore> store;
+    if (screenshotDir.isEmpty()) {
+        try {
+            store = OpenRegistryStore(target);
+        } catch (const VbError& e) {
+            QMessageBox::critical(nullptr, "Velloran",
+                                  QString::fromStdString("The registry of " + target.Describe() +
+                                                         " cannot be read:\n" + e.Description()));
+            return 1;
+        }
+    } else {
+        store = std::make_unique<MemoryStore>();
+    }
     LinuxPlatform platform(target);
     QtHost host;
     Application app(host, platform);
+    app.SetRegistry(store.get());
     app.CommandLine = args.join(' ').toStdString();
     app.TargetDescription = target.Describe();
 

@@ -21,9 +21,11 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "common/Vb.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/registry/RegistryTree.hpp"
 #include "qt/CleanerDialog.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/ErrorReportDialog.hpp"
+#include "qt/FormDialog.hpp"
 #include "qt/MainView.hpp"
 #include "qt/Mirror.hpp"
 #include "qt/QtHost.hpp"
@@ -38,15 +40,21 @@ namespace {
 struct Rig {
     QTemporaryDir store;
     LinuxPlatform platform{Target{{}, store.path().toStdString()}};
+    MemoryStore registry;
     QtHost host;
     Application app{host, platform};
     std::vector<MessageRequest> messages;
+    std::vector<std::string> reports;
     std::unique_ptr<MainView> view;
 
     Rig() {
+        app.SetRegistry(&registry);
         host.AnswerMessages = [this](const MessageRequest& m) {
             messages.push_back(m);
             return vbOK;
+        };
+        host.OnErrorReport = [this](const std::string& report, const std::string&) {
+            reports.push_back(report);
         };
         view = std::make_unique<MainView>(app.Main(), host);
         Dispatch([this] {
@@ -83,6 +91,22 @@ void OnModal(std::function<bool(QWidget*)> step) {
     });
     timer->start();
 }
+
+// Ends the program from its activation, as a run that exits when done does.
+struct EndingForm : Form {
+    explicit EndingForm(QtHost& h) : Form(h, "EndingForm"), host(h) {}
+    QtHost& host;
+    int activations = 0;
+    bool shownWhenActivated = false;
+
+protected:
+    void Form_Activate() override {
+        ++activations;
+        FormDialog* view = host.DialogOf(*this);
+        shownWhenActivated = view && view->isVisible();
+        EndProgram(5);
+    }
+};
 
 }  // namespace
 
@@ -241,6 +265,7 @@ private slots:
         QVERIFY(!rig.app.CleanerLoaded());
         QCOMPARE(rig.app.StopRequested, vbTrue);
         QVERIFY(!rig.host.DialogOf(rig.app.Cleaner()));
+        QVERIFY(rig.reports.empty());
         QVERIFY(!Ending());
     }
 
@@ -298,6 +323,36 @@ private slots:
             QVERIFY(Ending());
             QCOMPARE(EndCode(), 0);
             QVERIFY(!rig.Main().IsLoaded());
+        }
+        ResetEnding();
+        {
+            // The nested loop returns and the host rethrows, so the caller unwinds too.
+            QtHost host;
+            host.RegisterView("EndingForm", [](Form& f, QWidget* parent) {
+                return std::make_unique<FormDialog>(f, parent);
+            });
+            EndingForm form(host);
+            form.Load();
+            int code = -1;
+            try {
+                host.ShowModal(form, nullptr);
+            } catch (const ProgramEnd& end) {
+                code = end.code;
+            }
+            QCOMPARE(code, 5);
+            QCOMPARE(form.activations, 1);
+            QVERIFY(form.shownWhenActivated);
+            QVERIFY(!host.DialogOf(form));
+            ResetEnding();
+
+            QTimer::singleShot(0, [] { Dispatch([] { EndProgram(3); }); });
+            code = -1;
+            try {
+                host.DoEvents();
+            } catch (const ProgramEnd& end) {
+                code = end.code;
+            }
+            QCOMPARE(code, 3);
         }
         ResetEnding();
         Dispatch([] { throw std::runtime_error("a bug"); });
