@@ -48,6 +48,7 @@ AboutDialog::AboutDialog(frmAbout& form, QWidget* parent) : FormDialog(form, par
     texts->addWidget(line);
     texts->addSpacing(4);
     label(form.lblDescription);
+    texts->addStretch(1);
 
     auto* ok = new QPushButton(this);
     ok->setObjectName("cmdOK");
@@ -59,7 +60,8 @@ AboutDialog::AboutDialog(frmAbout& form, QWidget* parent) : FormDialog(form, par
     row->addWidget(ok);
     grid->addLayout(row, 1, 0, 1, 2);
     grid->setColumnStretch(1, 1);
-    setMinimumWidth(420);
+    texts->itemAt(texts->count() - 2)->widget()->setMinimumWidth(300);
+    grid->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 }  // namespace velloran::gui
