@@ -11,7 +11,7 @@ shift || true
 
 packages=(
   build-essential cmake pkg-config git
-  qt6-base-dev qt6-base-dev-tools libgl-dev
+  qt6-base-dev qt6-base-dev-tools libgl-dev libqt6svg6
   libgtest-dev libgmock-dev libbenchmark-dev
   libsqlite3-dev libsystemd-dev libxcb1-dev
   adwaita-icon-theme xdg-utils

@@ -1,5 +1,7 @@
 // velloran: the Qt front end.
 #include <QApplication>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QMessageBox>
 #include <QStringList>
 #include <memory>
@@ -51,6 +53,8 @@ int main(int argc, char** argv) {
         store = std::make_unique<MemoryStore>();
     }
     LinuxPlatform platform(target);
+    // The toolkit owns the clipboard while it runs, on X11 and Wayland alike.
+    platform.clipboardClearer = [] { QGuiApplication::clipboard()->clear(); };
     QtHost host;
     Application app(host, platform);
     app.SetRegistry(store.get());
