@@ -100,20 +100,20 @@ int QtHost::MsgBox(const std::string& prompt, int style, const std::string& titl
     box.setWindowTitle(ToQt(title));
     box.setText(ToQtLines(prompt));
     box.setIcon(IconFor(style));
-    const auto specs = ButtonsFor(style);
+    const auto choices = ButtonsFor(style);
     std::vector<std::pair<QAbstractButton*, int>> buttons;
-    for (const auto& spec : specs) buttons.emplace_back(box.addButton(spec.button), spec.answer);
+    for (const auto& choice : choices) buttons.emplace_back(box.addButton(choice.button), choice.answer);
     const std::size_t defaultIndex = static_cast<std::size_t>((style >> 8) & 0x3);
     if (defaultIndex < buttons.size())
         box.setDefaultButton(static_cast<QPushButton*>(buttons[defaultIndex].first));
     // Escape means Cancel where there is one, and OK on a plain notice.
     for (auto& [button, answer] : buttons)
-        if (answer == vbCancel || (specs.size() == 1 && answer == vbOK)) box.setEscapeButton(button);
+        if (answer == vbCancel || (choices.size() == 1 && answer == vbOK)) box.setEscapeButton(button);
     box.exec();
     ThrowIfEnding();
     for (auto& [button, answer] : buttons)
         if (box.clickedButton() == button) return answer;
-    return specs.size() == 1 ? specs.front().answer : vbCancel;
+    return choices.size() == 1 ? choices.front().answer : vbCancel;
 }
 
 void QtHost::DoEvents() {
