@@ -29,18 +29,17 @@ bool PreviewStore::DeleteKey(std::uint32_t root, std::string_view path, bool rec
     return inner_.DeleteKey(root, path, recursive);
 }
 
-void PreviewPlatform::Count(const char* what, RemovalCount c) {
+void PreviewPlatform::Count(RemovalCount c) {
     summary_.files += c.items;
     summary_.bytes += c.bytes;
-    (void)what;
 }
 
 void PreviewPlatform::EmptyClipboard() { summary_.operations.emplace_back("empty the clipboard"); }
 
 void PreviewPlatform::EmptyRecycleBin(int /*flags*/) {
-    Count("recycle bin", inner_.RecycleBinContents());
+    Count(inner_.RecycleBinContents());
 }
 
-void PreviewPlatform::ClearRecentDocs() { Count("recent documents", inner_.RecentDocsContents()); }
+void PreviewPlatform::ClearRecentDocs() { Count(inner_.RecentDocsContents()); }
 
 }  // namespace velloran

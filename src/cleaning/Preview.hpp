@@ -88,7 +88,7 @@ public:
     void ClearRecentDocs() override;
 
 private:
-    void Count(const char* what, RemovalCount c);
+    void Count(RemovalCount c);
     Platform& inner_;
     PreviewSummary& summary_;
 };
