@@ -8,6 +8,7 @@
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -87,7 +88,13 @@ void FrmMain::BuildControls() {
     cmdClean.OnClick = [this] { cmdClean_Click(); };
     cmdExit.OnClick = [this] { cmdExit_Click(); };
     // The tool windows come with their tools; until then the buttons stay unusable.
-    for (CommandButton* tool : {&cmdjunk, &cmderad, &cmdMCookies}) tool->SetEnabled(false);
+    for (CommandButton* tool : {&cmderad, &cmdMCookies}) tool->SetEnabled(false);
+    cmdjunk.OnClick = [this] {
+        Guard("FrmMain:cmdjunk:Click", [this] {
+            app_.Junk().Load();
+            app_.Junk().ShowModal(this);
+        });
+    };
     cmdhelp.OnClick = [this] {
         Guard("FrmMain:cmdhelp:Click", [this] { app_.GetPlatform().ShellOpen(app_.HelpFile); });
     };

@@ -76,6 +76,7 @@ public:
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
         return inner_.DiskFreeSpace(root);
     }
+    std::vector<LogicalDrive> LogicalDrives() override { return inner_.LogicalDrives(); }
     bool FileExists(const std::string& p) override { return inner_.FileExists(p); }
     bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
     std::string HomeDirectory() override { return inner_.HomeDirectory(); }

@@ -19,6 +19,8 @@ public:
     std::set<std::string> dirs;
     std::set<std::string> files;
     std::optional<DiskSpace> disk;
+    std::vector<LogicalDrive> drives;
+    std::map<std::string, double> freeBytes;  // per drive root; `disk` for the others
     std::vector<std::string> opened;
     std::vector<std::string> calls;  // destructive operations, in order
     RemovalCount trash{3, 300};
@@ -34,7 +36,15 @@ public:
         if (it == specialFolders.end()) return std::nullopt;
         return it->second;
     }
-    std::optional<DiskSpace> DiskFreeSpace(const std::string&) override { return disk; }
+    std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
+        if (auto it = freeBytes.find(root); it != freeBytes.end()) {
+            DiskSpace d;
+            d.freeBytes = it->second;
+            return d;
+        }
+        return disk;
+    }
+    std::vector<LogicalDrive> LogicalDrives() override { return drives; }
     bool FileExists(const std::string& p) override { return files.count(p) != 0; }
     bool DirectoryExists(const std::string& p) override { return dirs.count(p) != 0; }
     std::string HomeDirectory() override { return home; }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velloran {
 
@@ -28,6 +29,26 @@ struct DiskSpace {
     std::optional<DiskGeometry> geometry;
     double freeBytes = 0;
     double totalBytes = 0;
+};
+
+// Drive types as GetDriveTypeA reports them.
+enum DriveType : int {
+    DRIVE_UNKNOWN = 0,
+    DRIVE_NO_ROOT_DIR = 1,
+    DRIVE_REMOVABLE = 2,
+    DRIVE_FIXED = 3,
+    DRIVE_REMOTE = 4,
+    DRIVE_CDROM = 5,
+    DRIVE_RAMDISK = 6,
+};
+
+// One entry of the drive list: its root path as the system writes it, its type,
+// and the volume's file-system name and label where known.
+struct LogicalDrive {
+    std::string root;
+    int type = DRIVE_UNKNOWN;
+    std::string fileSystem;
+    std::string label;
 };
 
 // What an operation would remove, for the preview's summary.
@@ -63,6 +84,9 @@ public:
 
     // --- Drives
     virtual std::optional<DiskSpace> DiskFreeSpace(const std::string& root) = 0;
+    // Every drive the system lists, in its order (GetLogicalDriveStrings with the
+    // type and volume information of each).
+    virtual std::vector<LogicalDrive> LogicalDrives() = 0;
 
     // --- Files (read-only queries)
     virtual bool FileExists(const std::string& path) = 0;

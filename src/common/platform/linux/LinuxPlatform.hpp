@@ -18,6 +18,7 @@ public:
     std::string UserName() override;
     std::optional<std::string> SpecialFolderPath(int csidl) override;
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override;
+    std::vector<LogicalDrive> LogicalDrives() override;
     bool FileExists(const std::string& path) override;
     bool DirectoryExists(const std::string& path) override;
     std::string HomeDirectory() override;
@@ -33,6 +34,11 @@ public:
     std::function<void()> clipboardClearer;
 
     const Target& GetTarget() const { return target_; }
+
+    // The drive list from a mountinfo text; `removable` answers for a block
+    // device ("8:17", major and minor) whether its disk is removable.
+    static std::vector<LogicalDrive> DrivesFromMountInfo(
+        const std::string& mountinfo, const std::function<bool(const std::string&)>& removable);
 
 private:
     std::string AppDataDirectory();
