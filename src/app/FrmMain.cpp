@@ -4,6 +4,7 @@
 #include "about/FrmAbout.hpp"
 #include "app/Application.hpp"
 #include "app/ModControls.hpp"
+#include "app/StartupDelete.hpp"
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
@@ -155,7 +156,11 @@ void FrmMain::Form_Initialize() {
     });
 }
 
-void FrmMain::Form_Load() { SetControls(*this, false); }
+void FrmMain::Form_Load() {
+    SetControls(*this, false);
+    // After the settings: the recycle-bin option decides how the path goes.
+    PerformStartupDelete(*this);
+}
 
 void FrmMain::Form_Resize() {
     Guard("FrmMain:Form_Resize", [this] {

@@ -28,6 +28,19 @@ public:
     void ClearRecentDocs() override;
     RemovalCount RecycleBinContents() override;
     RemovalCount RecentDocsContents() override;
+    std::string ExecutablePath() override;
+    std::optional<std::string> ReadTextFile(const std::string& path) override;
+    void WriteTextFile(const std::string& path, const std::string& text) override;
+    void CreateDirectories(const std::string& path) override;
+    bool RemoveFile(const std::string& path) override;
+    void DeletePath(const std::string& path) override;
+    void MoveToRecycleBin(const std::string& path) override;
+    bool PowerOff() override;
+    bool Reboot() override;
+
+    // The bus logind is asked on; empty for the system bus. Tests point it at a
+    // private bus so that no test ever reaches the real logind.
+    std::string systemBusAddress;
 
     // The GUI toolkit's clipboard, used instead of X11 while the GUI runs (it also
     // reaches Wayland).
