@@ -199,3 +199,76 @@ TEST_F(StartupDeleteTest, ListStopsAtAnEmptyLineAndOtherCommandLinesStartNormall
 }
 
 }  // namespace velloran::test
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "common/platform/linux/LinuxPlatform.hpp"
+
+namespace velloran::test {
+
+// The whole round on disk: a request, then the next start with "-delstart".
+class StartupDeleteOnDisk : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string t = (std::filesystem::temp_directory_path() / "velloran-delstart-XXXXXX").string();
+        ASSERT_NE(mkdtemp(t.data()), nullptr);
+        root = t;
+        for (const char* name : {"XDG_STATE_HOME", "XDG_CONFIG_HOME"}) {
+            const char* v = std::getenv(name);
+            saved.emplace_back(name, v ? std::optional<std::string>(v) : std::nullopt);
+        }
+        setenv("XDG_STATE_HOME", (root / "state").c_str(), 1);
+        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
+    }
+    void TearDown() override {
+        for (const auto& [name, value] : saved) {
+            if (value)
+                setenv(name.c_str(), value->c_str(), 1);
+            else
+                unsetenv(name.c_str());
+        }
+        std::filesystem::remove_all(root);
+    }
+    std::filesystem::path root;
+    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+};
+
+TEST_F(StartupDeleteOnDisk, RequestThenDelstartStart) {
+    namespace fs = std::filesystem;
+    fs::create_directories(root / "config" / "autostart");
+    fs::create_directories(root / "data" / "in use" / "sub");
+    std::ofstream(root / "data" / "in use" / "sub" / "f.txt") << "x";
+    ScriptedHost host;
+    LinuxPlatform platform{Target{}};
+    MemoryStore registry;
+    {
+        Application app(host, platform);
+        app.SetRegistry(&registry);
+        RequestStartupDelete(app, (root / "data" / "in use").string() + "/");
+    }
+    std::ifstream list(root / "state" / "velloran" / "delstart.dat");
+    std::string line;
+    std::getline(list, line);
+    EXPECT_EQ(line, (root / "data" / "in use").string() + "/");
+    std::ifstream entryFile(root / "config" / "autostart" / "velloran-delstart.desktop");
+    std::string entry((std::istreambuf_iterator<char>(entryFile)), std::istreambuf_iterator<char>());
+    EXPECT_NE(entry.find("Exec=" + DesktopStringValue(DesktopExecArgument(platform.ExecutablePath())) +
+                         " -delstart\n"),
+              std::string::npos)
+        << entry;
+
+    Application next(host, platform);
+    next.SetRegistry(&registry);
+    next.CommandLine = "-delstart";
+    next.Main().Form_Initialize();
+    EXPECT_THROW(next.Main().Load(), ProgramEnd);
+    EXPECT_FALSE(fs::exists(root / "data" / "in use"));
+    EXPECT_TRUE(fs::exists(root / "data"));
+    EXPECT_FALSE(fs::exists(root / "state" / "velloran" / "delstart.dat"));
+    EXPECT_FALSE(fs::exists(root / "config" / "autostart" / "velloran-delstart.desktop"));
+    EXPECT_TRUE(host.reports.empty());
+}
+
+}  // namespace velloran::test
