@@ -16,6 +16,7 @@ packages=(
   libsqlite3-dev libsystemd-dev libxcb1-dev
   adwaita-icon-theme xdg-utils
   python3 e2fsprogs
+  dbus python3-dbusmock
 )
 
 install_missing() {

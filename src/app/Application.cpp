@@ -4,6 +4,7 @@
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "common/registry/KelRegistry.hpp"
+#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -29,12 +30,19 @@ frmAbout& Application::About() {
     return *about_;
 }
 
+FrmJunk& Application::Junk() {
+    if (!junk_) junk_ = std::make_unique<FrmJunk>(*this);
+    return *junk_;
+}
+
 bool Application::CleanerLoaded() const { return cleaner_ && cleaner_->IsLoaded(); }
 
 std::vector<Form*> Application::SecondaryForms() {
     std::vector<Form*> out;
     if (about_) out.push_back(about_.get());
     if (cleaner_) out.push_back(cleaner_.get());
+    // Cookies and Erad come between Cleaner and Junk when they exist.
+    if (junk_) out.push_back(junk_.get());
     return out;
 }
 

@@ -15,6 +15,7 @@ namespace velloran {
 class FrmMain;
 class FrmCleaner;
 class frmAbout;
+class FrmJunk;
 class ClsClean;
 class Form;
 
@@ -61,6 +62,7 @@ public:
     FrmMain& Main();
     FrmCleaner& Cleaner();
     frmAbout& About();
+    FrmJunk& Junk();
     bool CleanerLoaded() const;
     // Every secondary window that exists, in the order the main window unloads them.
     std::vector<Form*> SecondaryForms();
@@ -79,6 +81,7 @@ private:
     std::unique_ptr<FrmMain> main_;
     std::unique_ptr<FrmCleaner> cleaner_;
     std::unique_ptr<frmAbout> about_;
+    std::unique_ptr<FrmJunk> junk_;
 };
 
 }  // namespace velloran

@@ -7,6 +7,34 @@
 
 namespace velloran {
 
+namespace {
+
+template <class F>
+void IgnoringErrors(F&& body) {
+    try {
+        body();
+    } catch (const std::exception&) {
+    }
+}
+
+}  // namespace
+
+void ShutDownComputer(Application& app) {
+    IgnoringErrors([&] {
+        Platform& platform = app.GetPlatform();
+        platform.EnableShutdownPrivilege();
+        platform.PowerOff();
+    });
+}
+
+void RestartComputer(Application& app) {
+    IgnoringErrors([&] {
+        Platform& platform = app.GetPlatform();
+        platform.EnableShutdownPrivilege();
+        platform.Reboot();
+    });
+}
+
 void SuccessMsgBox(Application& app, const std::string& text, int style) {
     WithErrorHandler(app, "ModFunctions:SuccessMsgBox", [&] {
         FrmMain& main = app.Main();
@@ -18,6 +46,11 @@ void SuccessMsgBox(Application& app, const std::string& text, int style) {
             main.Unload();
             EndProgram(0);
         }
+        if (main.stChk(5).Value() == 1) {
+            ShutDownComputer(app);
+            return;
+        }
+        if (main.stChk(6).Value() == 1) RestartComputer(app);
     });
 }
 

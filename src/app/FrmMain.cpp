@@ -4,10 +4,12 @@
 #include "about/FrmAbout.hpp"
 #include "app/Application.hpp"
 #include "app/ModControls.hpp"
+#include "app/StartupDelete.hpp"
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -87,7 +89,13 @@ void FrmMain::BuildControls() {
     cmdClean.OnClick = [this] { cmdClean_Click(); };
     cmdExit.OnClick = [this] { cmdExit_Click(); };
     // The tool windows come with their tools; until then the buttons stay unusable.
-    for (CommandButton* tool : {&cmdjunk, &cmderad, &cmdMCookies}) tool->SetEnabled(false);
+    for (CommandButton* tool : {&cmderad, &cmdMCookies}) tool->SetEnabled(false);
+    cmdjunk.OnClick = [this] {
+        Guard("FrmMain:cmdjunk:Click", [this] {
+            app_.Junk().Load();
+            app_.Junk().ShowModal(this);
+        });
+    };
     cmdhelp.OnClick = [this] {
         Guard("FrmMain:cmdhelp:Click", [this] { app_.GetPlatform().ShellOpen(app_.HelpFile); });
     };
@@ -148,7 +156,11 @@ void FrmMain::Form_Initialize() {
     });
 }
 
-void FrmMain::Form_Load() { SetControls(*this, false); }
+void FrmMain::Form_Load() {
+    SetControls(*this, false);
+    // After the settings: the recycle-bin option decides how the path goes.
+    PerformStartupDelete(*this);
+}
 
 void FrmMain::Form_Resize() {
     Guard("FrmMain:Form_Resize", [this] {

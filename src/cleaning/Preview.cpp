@@ -42,4 +42,34 @@ void PreviewPlatform::EmptyRecycleBin(int /*flags*/) {
 
 void PreviewPlatform::ClearRecentDocs() { Count(inner_.RecentDocsContents()); }
 
+void PreviewPlatform::WriteTextFile(const std::string& path, const std::string& /*text*/) {
+    summary_.operations.push_back("write " + path);
+}
+
+// Creating a folder removes nothing and leaves no trace worth reporting.
+void PreviewPlatform::CreateDirectories(const std::string& /*path*/) {}
+
+bool PreviewPlatform::RemoveFile(const std::string& path) {
+    summary_.operations.push_back("delete " + path);
+    return true;
+}
+
+void PreviewPlatform::DeletePath(const std::string& path) {
+    summary_.operations.push_back("delete " + path);
+}
+
+void PreviewPlatform::MoveToRecycleBin(const std::string& path) {
+    summary_.operations.push_back("move " + path + " to the trash");
+}
+
+bool PreviewPlatform::PowerOff() {
+    summary_.operations.emplace_back("power off the computer");
+    return true;
+}
+
+bool PreviewPlatform::Reboot() {
+    summary_.operations.emplace_back("restart the computer");
+    return true;
+}
+
 }  // namespace velloran

@@ -76,6 +76,7 @@ public:
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
         return inner_.DiskFreeSpace(root);
     }
+    std::vector<LogicalDrive> LogicalDrives() override { return inner_.LogicalDrives(); }
     bool FileExists(const std::string& p) override { return inner_.FileExists(p); }
     bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
     std::string HomeDirectory() override { return inner_.HomeDirectory(); }
@@ -83,9 +84,21 @@ public:
     RemovalCount RecycleBinContents() override { return inner_.RecycleBinContents(); }
     RemovalCount RecentDocsContents() override { return inner_.RecentDocsContents(); }
 
+    std::string ExecutablePath() override { return inner_.ExecutablePath(); }
+    std::optional<std::string> ReadTextFile(const std::string& p) override {
+        return inner_.ReadTextFile(p);
+    }
+
     void EmptyClipboard() override;
     void EmptyRecycleBin(int flags) override;
     void ClearRecentDocs() override;
+    void WriteTextFile(const std::string& path, const std::string& text) override;
+    void CreateDirectories(const std::string& path) override;
+    bool RemoveFile(const std::string& path) override;
+    void DeletePath(const std::string& path) override;
+    void MoveToRecycleBin(const std::string& path) override;
+    bool PowerOff() override;
+    bool Reboot() override;
 
 private:
     void Count(RemovalCount c);

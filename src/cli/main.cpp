@@ -12,6 +12,7 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/JunkCommand.hpp"
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "app/SettingsStore.hpp"
@@ -37,6 +38,16 @@ constexpr const char* kUsage =
     "      --yes | --no           answer questions Yes (default) or No\n"
     "  settings [setN=V ...]      show the stored options (set1 set2 set3 set5\n"
     "                             set6 set7), or store the given ones\n"
+    "  junk scan [options]        search for junk files: size TAB path per file\n"
+    "                             (newline and backslash written as \\n and \\\\),\n"
+    "                             then the summary\n"
+    "  junk delete [options]      search, then delete every file found as the\n"
+    "                             stored settings say (set1, set2, set3)\n"
+    "      --drive PATH           search this folder instead of every drive\n"
+    "                             (repeatable)\n"
+    "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
+    "                             use this filter instead of the filter files\n"
+    "                             (repeatable)\n"
     "  help                       show this help\n"
     "\n"
     "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
@@ -277,6 +288,7 @@ int main(int argc, char** argv) {
     }
     if (command == "clean") return CmdClean(args);
     if (command == "settings") return CmdSettings(args);
+    if (command == "junk") return CmdJunk(args);
     if (command != "tasks") return UsageError("unknown command '" + command + "'");
 
     Target target = SelectTarget();

@@ -1,5 +1,6 @@
 #include "common/ModFunctions.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -87,6 +88,12 @@ std::string SetBytes(double b) {
     if (b >= 1024.0) return Fixed2(b / 1024) + " KB";
     if (b < 1024.0) return Plain(b) + " Bytes";
     return {};
+}
+
+std::string ShortenPath(const std::string& path, std::int16_t maxLength) {
+    const auto n = static_cast<std::size_t>(std::max<std::int16_t>(maxLength, 5));
+    if (path.size() <= n) return path;
+    return path.substr(0, 3) + ".." + path.substr(path.size() - (n - 5));
 }
 
 std::string SetBytes(std::string_view text) {

@@ -1,5 +1,6 @@
 #pragma once
 // Small shared system-information helpers.
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,10 @@ double FreeBytesFromGeometry(const DiskGeometry& g);
 // that is not a number.
 std::string SetBytes(double bytes);
 std::string SetBytes(std::string_view text);
+
+// A path cut to `maxLength` characters for a one-line label: its first three
+// characters, "..", and its tail; unchanged when it fits.
+std::string ShortenPath(const std::string& path, std::int16_t maxLength);
 
 // A shell folder's path, "" when it cannot be resolved.
 std::string GetSpecialFolder(Platform& platform, int csidl);

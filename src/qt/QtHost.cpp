@@ -9,12 +9,14 @@
 
 #include "about/FrmAbout.hpp"
 #include "cleaning/FrmCleaner.hpp"
+#include "tools/junk/FrmJunk.hpp"
 #include "common/Vb.hpp"
 #include "qt/AboutDialog.hpp"
 #include "qt/CleanerDialog.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/ErrorReportDialog.hpp"
 #include "qt/FormDialog.hpp"
+#include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
 
 namespace velloran::gui {
@@ -61,6 +63,9 @@ QtHost::QtHost() {
     });
     RegisterView("frmAbout", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
         return std::make_unique<AboutDialog>(dynamic_cast<frmAbout&>(form), parent);
+    });
+    RegisterView("FrmJunk", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
+        return std::make_unique<JunkDialog>(dynamic_cast<FrmJunk&>(form), parent);
     });
 }
 

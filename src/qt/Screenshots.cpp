@@ -2,6 +2,9 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <QProgressBar>
 #include <QTimer>
 #include <QWidget>
@@ -13,6 +16,9 @@
 #include "app/FrmMain.hpp"
 #include "common/Vb.hpp"
 #include "qt/CleanerDialog.hpp"
+#include "qt/JunkDialog.hpp"
+#include "qt/ListViewModel.hpp"
+#include "tools/junk/FrmJunk.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
@@ -40,6 +46,48 @@ void WhenReady(std::function<QWidget*()> ready, std::function<void(QWidget*)> th
             BeginEnd(1);
         }
     });
+}
+
+// A small folder of junk for the finder to list.
+std::string MakeJunkFolder() {
+    auto* dir = new QTemporaryDir(QDir::temp().filePath("velloran-shot-XXXXXX"));
+    dir->setAutoRemove(true);
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, [dir] { delete dir; });
+    const char* files[] = {"notes.txt", "report.doc.bak", "~$report.doc", "setup.log",
+                           "cache/thumbnails/normal/3f1a.png", "tmp/build.log", "tmp/x1.tmp",
+                           "projects/app/main.cpp.orig", "projects/app/main.cpp~",
+                           "projects/app/.main.cpp.swp", "Downloads/iso-image.part",
+                           "Downloads/photo.jpg", "Thumbs.db"};
+    int n = 0;
+    for (const char* name : files) {
+        const QString path = QDir(dir->path()).filePath(QString::fromLatin1(name));
+        QDir().mkpath(QFileInfo(path).path());
+        QFile f(path);
+        if (f.open(QIODevice::WriteOnly)) f.write(QByteArray(1000 * (++n) * n, 'x'));
+    }
+    QDir().mkpath(QDir(dir->path()).filePath("cache/thumbnails/normal"));
+    return dir->path().toStdString();
+}
+
+// The junk finder: its filters and drives, then a scan of a small folder.
+void JunkScreenshots(Application& app, MainView& view, FrmMain& main, const QString& dir) {
+    WhenReady([] { return qobject_cast<JunkDialog*>(QApplication::activeModalWidget()); },
+              [&app, &view, dir](QWidget* w) {
+                  auto* dialog = static_cast<JunkDialog*>(w);
+                  FrmJunk& junk = app.Junk();
+                  const std::string folder = MakeJunkFolder();
+                  Dispatch([&junk, &folder] {
+                      for (int i = 0; i < junk.tvDrives.Count(); ++i) junk.tvDrives.SetChecked(i, false);
+                      junk.tvDrives.SetChecked(junk.tvDrives.Add({}, folder, folder), true);
+                  });
+                  Save(dialog, dir, "screenshot-junk-filters.png");
+                  Dispatch([&junk] { junk.cmdFind.UserClick(); });
+                  dialog->FilesModel()->Flush();
+                  Save(dialog, dir, "screenshot-junk-files.png");
+                  dialog->close();
+                  QTimer::singleShot(0, [&view] { view.close(); });
+              });
+    Dispatch([&main] { main.cmdjunk.UserClick(); });
 }
 
 }  // namespace
@@ -91,10 +139,10 @@ void ScheduleScreenshots(Application& app, MainView& view, QtHost& host, const Q
                 auto* dialog = qobject_cast<CleanerDialog*>(QApplication::activeModalWidget());
                 return dialog && dialog->Bar()->text() == "Completed All Jobs" ? dialog : nullptr;
             },
-            [&view, dir](QWidget* progress) {
+            [&app, &view, &main, dir](QWidget* progress) {
                 Save(progress, dir, "screenshot-progress.png");
                 progress->close();
-                QTimer::singleShot(0, [&view] { view.close(); });
+                QTimer::singleShot(0, [&app, &view, &main, dir] { JunkScreenshots(app, view, main, dir); });
             });
         Dispatch([&main] { main.cmdClean.UserClick(); });
         (void)app;

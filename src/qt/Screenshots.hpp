@@ -1,6 +1,7 @@
 #pragma once
 // Developer aid: grabs each page of the main window, the progress window after a
-// run and the About box into PNG files, then ends the program.
+// run, the About box and the junk finder before and after a scan of a small
+// made-up folder into PNG files, then ends the program.
 #include <QString>
 
 namespace velloran {

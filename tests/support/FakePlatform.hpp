@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "common/VbError.hpp"
 #include "common/platform/Platform.hpp"
 
 namespace velloran::test {
@@ -19,10 +20,16 @@ public:
     std::set<std::string> dirs;
     std::set<std::string> files;
     std::optional<DiskSpace> disk;
+    std::vector<LogicalDrive> drives;
+    std::map<std::string, double> freeBytes;  // per drive root; `disk` for the others
     std::vector<std::string> opened;
     std::vector<std::string> calls;  // destructive operations, in order
     RemovalCount trash{3, 300};
     RemovalCount recent{2, 20};
+    std::string exePath = "/usr/bin/velloran";
+    std::map<std::string, std::string> texts;  // contents of the files written or read
+    std::set<std::string> undeletable;         // paths whose removal fails with error 70
+    bool powerRefused = false;
 
     std::optional<OsVersionInfo> GetVersionEx() override { return version; }
     std::string WindowsDirectory() override { return windowsDir; }
@@ -34,7 +41,15 @@ public:
         if (it == specialFolders.end()) return std::nullopt;
         return it->second;
     }
-    std::optional<DiskSpace> DiskFreeSpace(const std::string&) override { return disk; }
+    std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
+        if (auto it = freeBytes.find(root); it != freeBytes.end()) {
+            DiskSpace d;
+            d.freeBytes = it->second;
+            return d;
+        }
+        return disk;
+    }
+    std::vector<LogicalDrive> LogicalDrives() override { return drives; }
     bool FileExists(const std::string& p) override { return files.count(p) != 0; }
     bool DirectoryExists(const std::string& p) override { return dirs.count(p) != 0; }
     std::string HomeDirectory() override { return home; }
@@ -47,6 +62,46 @@ public:
     void ClearRecentDocs() override { calls.push_back("ClearRecentDocs"); }
     RemovalCount RecycleBinContents() override { return trash; }
     RemovalCount RecentDocsContents() override { return recent; }
+    std::string ExecutablePath() override { return exePath; }
+    std::optional<std::string> ReadTextFile(const std::string& p) override {
+        auto it = texts.find(p);
+        if (it == texts.end()) return std::nullopt;
+        return it->second;
+    }
+    void WriteTextFile(const std::string& p, const std::string& text) override {
+        calls.push_back("WriteTextFile:" + p);
+        texts[p] = text;
+        files.insert(p);
+    }
+    void CreateDirectories(const std::string& p) override { dirs.insert(p); }
+    bool RemoveFile(const std::string& p) override {
+        calls.push_back("RemoveFile:" + p);
+        texts.erase(p);
+        return files.erase(p) != 0;
+    }
+    void DeletePath(const std::string& p) override {
+        calls.push_back("DeletePath:" + p);
+        Remove(p);
+    }
+    void MoveToRecycleBin(const std::string& p) override {
+        calls.push_back("MoveToRecycleBin:" + p);
+        Remove(p);
+    }
+    bool PowerOff() override {
+        calls.push_back("PowerOff");
+        return !powerRefused;
+    }
+    bool Reboot() override {
+        calls.push_back("Reboot");
+        return !powerRefused;
+    }
+
+private:
+    void Remove(const std::string& p) {
+        if (undeletable.count(p)) throw VbError(vbErrPermissionDenied, "Permission denied: " + p);
+        if (!files.erase(p) && !dirs.erase(p)) throw VbError(vbErrFileNotFound, "File not found: " + p);
+        texts.erase(p);
+    }
 };
 
 }  // namespace velloran::test

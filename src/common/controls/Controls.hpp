@@ -171,15 +171,25 @@ public:
     TabStrip(std::string name, int index) : Control(std::move(name), index) {}
     void AddTab(std::string caption) {
         tabs_.push_back(std::move(caption));
+        tabEnabled_.push_back(true);
         Changed();
     }
     int TabCount() const { return static_cast<int>(tabs_.size()); }
     const std::string& Tab(int i) const { return tabs_.at(static_cast<std::size_t>(i)); }
     int SelectedTab() const { return selected_; }
     void SetSelectedTab(int i) { Set(selected_, i); }
+    // An unavailable tab cannot be chosen by the user.
+    bool TabEnabled(int i) const { return tabEnabled_.at(static_cast<std::size_t>(i)); }
+    void SetTabEnabled(int i, bool enabled) {
+        auto slot = tabEnabled_.at(static_cast<std::size_t>(i));
+        if (slot == enabled) return;
+        tabEnabled_[static_cast<std::size_t>(i)] = enabled;
+        Changed();
+    }
 
 private:
     std::vector<std::string> tabs_;
+    std::vector<bool> tabEnabled_;
     int selected_ = 0;
 };
 

@@ -59,6 +59,11 @@ void ListView::SetSubItem(int i, int sub, std::string text) {
     RowChanged(i);
 }
 
+void ListView::SetTag(int i, std::string tag) {
+    CheckIndex(i, rows_.size());
+    rows_[static_cast<std::size_t>(i)].tag = std::move(tag);
+}
+
 void ListView::Remove(int i) {
     CheckIndex(i, rows_.size());
     rows_.erase(rows_.begin() + i);

@@ -45,6 +45,7 @@ public:
     int FindKey(const std::string& key) const;  // -1 when absent
     void SetChecked(int i, bool checked);
     void SetSubItem(int i, int sub, std::string text);
+    void SetTag(int i, std::string tag);
     void Remove(int i);
     void Clear();
     // Items kept at the same time with one reset, for bulk filling.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velloran {
 
@@ -28,6 +29,26 @@ struct DiskSpace {
     std::optional<DiskGeometry> geometry;
     double freeBytes = 0;
     double totalBytes = 0;
+};
+
+// Drive types as GetDriveTypeA reports them.
+enum DriveType : int {
+    DRIVE_UNKNOWN = 0,
+    DRIVE_NO_ROOT_DIR = 1,
+    DRIVE_REMOVABLE = 2,
+    DRIVE_FIXED = 3,
+    DRIVE_REMOTE = 4,
+    DRIVE_CDROM = 5,
+    DRIVE_RAMDISK = 6,
+};
+
+// One entry of the drive list: its root path as the system writes it, its type,
+// and the volume's file-system name and label where known.
+struct LogicalDrive {
+    std::string root;
+    int type = DRIVE_UNKNOWN;
+    std::string fileSystem;
+    std::string label;
 };
 
 // What an operation would remove, for the preview's summary.
@@ -63,6 +84,9 @@ public:
 
     // --- Drives
     virtual std::optional<DiskSpace> DiskFreeSpace(const std::string& root) = 0;
+    // Every drive the system lists, in its order (GetLogicalDriveStrings with the
+    // type and volume information of each).
+    virtual std::vector<LogicalDrive> LogicalDrives() = 0;
 
     // --- Files (read-only queries)
     virtual bool FileExists(const std::string& path) = 0;
@@ -85,6 +109,31 @@ public:
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.
     virtual void ShellOpen(const std::string& path) = 0;
+
+    // --- The program itself
+    // Absolute path of the running executable.
+    virtual std::string ExecutablePath() = 0;
+
+    // --- Files the program keeps, and deletion. Destructive ones are recorded by a preview.
+    // The whole text of a file; nullopt when it cannot be read.
+    virtual std::optional<std::string> ReadTextFile(const std::string& path) = 0;
+    // Replaces a file's text, creating the file when missing. Throws VbError.
+    virtual void WriteTextFile(const std::string& path, const std::string& text) = 0;
+    // Creates a folder and any missing parents. Throws VbError.
+    virtual void CreateDirectories(const std::string& path) = 0;
+    // Removes one file or link (DeleteFileA); false when it could not.
+    virtual bool RemoveFile(const std::string& path) = 0;
+    // Removes a file, a link (never what it points to) or a folder with everything in
+    // it. Throws VbError (53 when missing) and leaves what it could not remove.
+    virtual void DeletePath(const std::string& path) = 0;
+    // Moves a file or folder to the user's recycle bin. Throws VbError.
+    virtual void MoveToRecycleBin(const std::string& path) = 0;
+
+    // --- Power. Refusals and errors are answered with false; the program goes on.
+    // Windows needs the shutdown privilege enabled first; elsewhere nothing to do.
+    virtual void EnableShutdownPrivilege() {}
+    virtual bool PowerOff() = 0;
+    virtual bool Reboot() = 0;
 };
 
 }  // namespace velloran

@@ -18,6 +18,7 @@ public:
     std::string UserName() override;
     std::optional<std::string> SpecialFolderPath(int csidl) override;
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override;
+    std::vector<LogicalDrive> LogicalDrives() override;
     bool FileExists(const std::string& path) override;
     bool DirectoryExists(const std::string& path) override;
     std::string HomeDirectory() override;
@@ -27,12 +28,30 @@ public:
     void ClearRecentDocs() override;
     RemovalCount RecycleBinContents() override;
     RemovalCount RecentDocsContents() override;
+    std::string ExecutablePath() override;
+    std::optional<std::string> ReadTextFile(const std::string& path) override;
+    void WriteTextFile(const std::string& path, const std::string& text) override;
+    void CreateDirectories(const std::string& path) override;
+    bool RemoveFile(const std::string& path) override;
+    void DeletePath(const std::string& path) override;
+    void MoveToRecycleBin(const std::string& path) override;
+    bool PowerOff() override;
+    bool Reboot() override;
+
+    // The bus logind is asked on; empty for the system bus. Tests point it at a
+    // private bus so that no test ever reaches the real logind.
+    std::string systemBusAddress;
 
     // The GUI toolkit's clipboard, used instead of X11 while the GUI runs (it also
     // reaches Wayland).
     std::function<void()> clipboardClearer;
 
     const Target& GetTarget() const { return target_; }
+
+    // The drive list from a mountinfo text; `removable` answers for a block
+    // device ("8:17", major and minor) whether its disk is removable.
+    static std::vector<LogicalDrive> DrivesFromMountInfo(
+        const std::string& mountinfo, const std::function<bool(const std::string&)>& removable);
 
 private:
     std::string AppDataDirectory();

@@ -1,0 +1,165 @@
+#include "app/StartupDelete.hpp"
+
+#include <string_view>
+
+#include "app/Application.hpp"
+#include "app/FrmMain.hpp"
+#include "cleaning/ReportError.hpp"
+#include "common/Target.hpp"
+
+namespace velloran {
+
+namespace {
+
+std::string Parent(const std::string& path) {
+    return std::filesystem::path(path).parent_path().string();
+}
+
+bool HasLineBreak(std::string_view s) { return s.find_first_of("\r\n") != std::string_view::npos; }
+
+}  // namespace
+
+std::string StartupDeleteListPath() { return (XdgStateHome() / "velloran" / "delstart.dat").string(); }
+
+std::string AutostartEntryPath() {
+    return (XdgConfigHome() / "autostart" / "velloran-delstart.desktop").string();
+}
+
+std::string DesktopExecArgument(const std::string& arg) {
+    constexpr std::string_view reserved = " \t\n\"'\\><~|&;$*?#()`";
+    const bool quote = arg.empty() || arg.find_first_of(reserved) != std::string::npos;
+    std::string out;
+    if (quote) out += '"';
+    for (char c : arg) {
+        if (c == '%') {
+            out += "%%";
+            continue;
+        }
+        if (quote && (c == '"' || c == '`' || c == '$' || c == '\\')) out += '\\';
+        out += c;
+    }
+    if (quote) out += '"';
+    return out;
+}
+
+std::string DesktopStringValue(const std::string& value) {
+    std::string out;
+    for (char c : value) {
+        switch (c) {
+            case '\\': out += "\\\\"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '\t': out += "\\t"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+std::string AutostartEntryText(const std::string& execLine) {
+    return "[Desktop Entry]\n"
+           "Type=Application\n"
+           "Name=Velloran start-up deletion\n"
+           "Comment=Deletes what the last clean could not delete while it was in use\n"
+           "Exec=" + DesktopStringValue(execLine) + "\n"
+           "Terminal=false\n";
+}
+
+VbBool RequestStartupDelete(Application& app, const std::string& path) {
+    VbBool result = vbFalse;
+    WithErrorHandler(app, "ModFunctions:AddStartupDelete", [&] {
+        if (HasLineBreak(path)) {
+            app.MsgBox("\"" + path + "\" cannot be deleted at the next start: its name holds a "
+                       "line break, and the start-up list keeps one path a line.",
+                       vbExclamation + vbOKOnly);
+            return;
+        }
+        Platform& platform = app.GetPlatform();
+        const std::string list = StartupDeleteListPath();
+        platform.CreateDirectories(Parent(list));
+        // Rewritten, never appended: only the latest request is kept.
+        platform.WriteTextFile(list, path + "\n");
+        SetAutostartEntry(app, DesktopExecArgument(platform.ExecutablePath()) + " " +
+                                   kStartupDeleteSwitch);
+        result = vbTrue;
+    });
+    return result;
+}
+
+void SetAutostartEntry(Application& app, const std::string& execLine) {
+    WithErrorHandler(app, "ModFunctions:SetAutoStart", [&] {
+        Platform& platform = app.GetPlatform();
+        const std::string entry = AutostartEntryPath();
+        if (!platform.DirectoryExists(Parent(entry))) return;
+        // An old entry, a link included, is replaced rather than written through.
+        platform.RemoveFile(entry);
+        platform.WriteTextFile(entry, AutostartEntryText(execLine));
+    });
+}
+
+void RemoveAutostartEntry(Application& app) {
+    WithErrorHandler(app, "ModFunctions:RemoveAutoStart",
+                     [&] { app.GetPlatform().RemoveFile(AutostartEntryPath()); });
+}
+
+VbBool ShellDelete(Application& app, int operation, std::string& path, std::int16_t recycle) {
+    WithErrorHandler(app, "ModFunctions:ShellDelete", [&] {
+        if (!path.empty() && (path.back() == '\\' || path.back() == '/')) path.pop_back();
+        // Nothing to name (the root loses its only separator), and no other operation
+        // has a destination to work with.
+        if (operation != kShellOpDelete || path.empty()) return;
+        Platform& platform = app.GetPlatform();
+        if (recycle == vbFalse || recycle == vbTrue) {
+            try {
+                if (recycle == vbTrue)
+                    platform.MoveToRecycleBin(path);
+                else
+                    platform.DeletePath(path);
+            } catch (const VbError&) {
+                // Skipped without a message, as the shell does with its messages off.
+            }
+            return;
+        }
+        // Any other flag value leaves the shell's own confirmation and error messages on.
+        if (app.MsgBox("Are you sure you want to permanently delete \"" + path + "\"?",
+                       vbYesNo + vbQuestion) != vbYes)
+            return;
+        try {
+            platform.DeletePath(path);
+        } catch (const VbError& e) {
+            app.MsgBox("Cannot delete \"" + path + "\": " + e.Description(), vbCritical + vbOKOnly);
+        }
+    });
+    // The shell's abort flag is 1, never all bits set, so the answer is always True.
+    return vbTrue;
+}
+
+void PerformStartupDelete(FrmMain& frm) {
+    Application& app = frm.App();
+    if (app.CommandLine != kStartupDeleteSwitch) return;
+    WithErrorHandler(app, "FrmMain:StartupDelete", [&] {
+        Platform& platform = app.GetPlatform();
+        const std::string list = StartupDeleteListPath();
+        if (platform.FileExists(list)) {
+            const auto text = platform.ReadTextFile(list);
+            if (!text) throw VbError(vbErrPermissionDenied, "Permission denied: " + list);
+            const std::int16_t recycle = frm.stChk(0).Value() == 1 ? vbTrue : vbFalse;
+            std::size_t pos = 0;
+            // An empty line ends the list, as the end of the file does.
+            while (pos < text->size()) {
+                const std::size_t eol = text->find('\n', pos);
+                std::string line = text->substr(pos, eol == std::string::npos ? eol : eol - pos);
+                if (!line.empty() && line.back() == '\r') line.pop_back();
+                if (line.empty()) break;
+                ShellDelete(app, kShellOpDelete, line, recycle);
+                pos = eol == std::string::npos ? text->size() : eol + 1;
+            }
+        }
+        RemoveAutostartEntry(app);
+        platform.RemoveFile(list);
+        // This mode has no window to offer.
+        EndProgram(0);
+    });
+}
+
+}  // namespace velloran

@@ -1,0 +1,175 @@
+#include "cli/JunkCommand.hpp"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "app/Application.hpp"
+#include "app/FrmMain.hpp"
+#include "cli/ConsoleHost.hpp"
+#include "common/Target.hpp"
+#include "common/VbError.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/registry/OpenStore.hpp"
+#include "tools/junk/FrmJunk.hpp"
+
+namespace velloran {
+
+namespace {
+
+constexpr int kExitUsage = 2;
+
+int Usage(const std::string& message) {
+    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
+    return kExitUsage;
+}
+
+struct JunkOptions {
+    bool remove = false;
+    std::vector<std::string> drives;
+    std::vector<std::vector<std::string>> filters;  // pattern, description, tag
+};
+
+std::vector<std::string> SplitFilter(const std::string& text) {
+    std::vector<std::string> fields;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t at = text.find(';', start);
+        fields.push_back(text.substr(start, at - start));
+        if (at == std::string::npos) break;
+        start = at + 1;
+    }
+    fields.resize(std::max<std::size_t>(fields.size(), 3));
+    return fields;
+}
+
+std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
+    if (args.size() < 2 || (args[1] != "scan" && args[1] != "delete"))
+        return "junk needs 'scan' or 'delete'";
+    o.remove = args[1] == "delete";
+    for (std::size_t i = 2; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        std::string value;
+        if (a == "--drive" || a == "--filter") {
+            if (i + 1 == args.size()) return a + " needs a value";
+            value = args[++i];
+        } else if (a.starts_with("--drive=") || a.starts_with("--filter=")) {
+            value = a.substr(a.find('=') + 1);
+        } else {
+            return "unknown option '" + a + "'";
+        }
+        if (a.starts_with("--drive")) {
+            std::error_code ec;
+            if (!std::filesystem::is_directory(value, ec)) return "'" + value + "' is not a folder";
+            std::string path = std::filesystem::absolute(value).lexically_normal().string();
+            while (path.size() > 1 && path.back() == '/') path.pop_back();
+            o.drives.push_back(path);
+        } else {
+            std::vector<std::string> fields = SplitFilter(value);
+            if (fields[0].empty()) return "a filter needs a pattern: 'PATTERN;DESCRIPTION;TAG'";
+            o.filters.push_back(std::move(fields));
+        }
+    }
+    return {};
+}
+
+std::uint64_t SizeOf(const std::string& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0 ? static_cast<std::uint64_t>(st.st_size) : 0;
+}
+
+bool Exists(const std::string& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
+std::string RowPath(const ListRow& row) {
+    return (row.subItems.size() >= 2 ? row.subItems[1] : std::string()) + row.text;
+}
+
+}  // namespace
+
+std::string EscapePathForLine(const std::string& path) {
+    std::string out;
+    out.reserve(path.size());
+    for (char c : path) {
+        if (c == '\\')
+            out += "\\\\";
+        else if (c == '\n')
+            out += "\\n";
+        else if (c == '\r')
+            out += "\\r";
+        else
+            out += c;
+    }
+    return out;
+}
+
+int CmdJunk(const std::vector<std::string>& args) {
+    JunkOptions o;
+    if (std::string err = ParseJunk(args, o); !err.empty()) return Usage(err);
+
+    Target target = SelectTarget();
+    LinuxPlatform platform(target);
+    ConsoleHost host(std::cout, std::cerr, false);
+    std::unique_ptr<RegistryStore> store;
+    try {
+        store = OpenRegistryStore(target);
+    } catch (const VbError& e) {
+        std::cerr << "velloran-cli: " << e.Description() << '\n';
+        return 1;
+    }
+    Application app(host, platform);
+    app.TargetDescription = target.Describe();
+    app.SetRegistry(store.get());
+    try {
+        FrmMain& main = app.Main();
+        main.Form_Initialize();
+        main.Load();
+        FrmJunk& junk = app.Junk();
+        junk.Load();
+        // The given folders stand in for the drives, the given filters for the list.
+        if (!o.drives.empty()) {
+            junk.tvDrives.Clear();
+            for (const std::string& d : o.drives) {
+                if (junk.tvDrives.FindKey(d) >= 0) continue;
+                junk.tvDrives.SetChecked(junk.tvDrives.Add({}, d, d), true);
+            }
+        }
+        if (!o.filters.empty()) {
+            junk.lvFilters.Clear();
+            for (const auto& f : o.filters)
+                junk.lvFilters.SetChecked(junk.lvFilters.Add({}, f[0], {f[1]}, f[2]), true);
+        }
+
+        const int printer = junk.lvFiles.RowsInserted.Connect([&junk](int first, int count) {
+            for (int i = first; i < first + count; ++i) {
+                const std::string path = RowPath(junk.lvFiles.Row(i));
+                std::cout << SizeOf(path) << '\t' << EscapePathForLine(path) << '\n';
+            }
+        });
+        junk.cmdFind.Click();
+        junk.lvFiles.RowsInserted.Disconnect(printer);
+        std::cout << std::flush;
+        if (!o.remove) return 0;
+
+        // Rows leave the list as their files are handled; keep their paths alongside.
+        std::vector<std::string> paths;
+        for (int i = 0; i < junk.lvFiles.Count(); ++i) paths.push_back(RowPath(junk.lvFiles.Row(i)));
+        junk.lvFiles.RowRemoved.Connect([&paths](int i) {
+            const std::string path = paths.at(static_cast<std::size_t>(i));
+            paths.erase(paths.begin() + i);
+            std::cout << (Exists(path) ? "not deleted\t" : "deleted\t") << EscapePathForLine(path)
+                      << '\n';
+        });
+        junk.chkselallfiles.SetValue(1);
+        junk.cmddelete.Click();
+        return 0;
+    } catch (const ProgramEnd& end) {
+        return end.code;
+    }
+}
+
+}  // namespace velloran

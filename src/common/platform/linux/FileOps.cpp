@@ -1,0 +1,155 @@
+#include "common/platform/linux/FileOps.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "common/VbError.hpp"
+
+namespace velloran::linuxfs {
+
+namespace {
+
+constexpr int kPathFileAccess = 75;
+
+VbError ErrnoError(int err, const std::string& what) {
+    switch (err) {
+        case ENOENT:
+        case ENOTDIR:
+            return VbError(vbErrFileNotFound, "File not found: " + what);
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EBUSY:
+            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
+        default:
+            return VbError(kPathFileAccess,
+                           "Path/File access error: " + what + ": " + std::strerror(err));
+    }
+}
+
+class Fd {
+public:
+    explicit Fd(int fd) : fd_(fd) {}
+    ~Fd() {
+        if (fd_ >= 0) close(fd_);
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+// Removes `name` inside the open folder `dirfd`, staying on device `dev`. Returns 0,
+// or the errno of the first entry that could not be removed (the rest is still tried).
+int RemoveEntry(int dirfd, const char* name, dev_t dev, std::string& failedPath,
+                const std::string& shown) {
+    struct stat st {};
+    if (fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? 0 : errno;
+    auto fail = [&](int err) {
+        if (failedPath.empty()) failedPath = shown;
+        return err;
+    };
+    if (!S_ISDIR(st.st_mode)) {
+        if (unlinkat(dirfd, name, 0) == 0 || errno == ENOENT) return 0;
+        return fail(errno);
+    }
+    if (st.st_dev != dev) return fail(EXDEV);
+    const int raw = openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (raw < 0) return fail(errno);
+    Fd fd(raw);
+    // The entry may have been swapped for another folder between the stat and the open.
+    struct stat self {};
+    if (fstat(fd.get(), &self) != 0 || self.st_ino != st.st_ino || self.st_dev != st.st_dev)
+        return fail(EBUSY);
+    std::vector<std::string> names;
+    if (DIR* d = fdopendir(dup(fd.get()))) {
+        while (dirent* e = readdir(d))
+            if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
+                names.emplace_back(e->d_name);
+        closedir(d);
+    } else {
+        return fail(errno);
+    }
+    int first = 0;
+    for (const auto& n : names) {
+        const int err = RemoveEntry(fd.get(), n.c_str(), dev, failedPath, shown + "/" + n);
+        if (err != 0 && first == 0) first = err;
+    }
+    if (first != 0) return first;
+    if (unlinkat(dirfd, name, AT_REMOVEDIR) == 0 || errno == ENOENT) return 0;
+    return fail(errno);
+}
+
+}  // namespace
+
+void RemovePath(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    const std::string parent =
+        slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (name.empty() || name == "." || name == "..")
+        throw VbError(kPathFileAccess, "Path/File access error: " + path);
+    const int raw = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (raw < 0) throw ErrnoError(errno, path);
+    Fd dir(raw);
+    struct stat st {};
+    if (fstatat(dir.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+        throw ErrnoError(errno, path);
+    std::string failedPath;
+    if (const int err = RemoveEntry(dir.get(), name.c_str(), st.st_dev, failedPath, path); err != 0)
+        throw ErrnoError(err, failedPath.empty() ? path : failedPath);
+}
+
+void WriteFileText(const std::string& path, const std::string& text) {
+    const int raw = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (raw < 0) throw ErrnoError(errno, path);
+    Fd fd(raw);
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = write(fd.get(), text.data() + done, text.size() - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            throw ErrnoError(errno, path);
+        }
+        done += static_cast<std::size_t>(n);
+    }
+    if (fsync(fd.get()) != 0) throw ErrnoError(errno, path);
+}
+
+std::optional<std::string> ReadFileText(const std::string& path) {
+    const int raw = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (raw < 0) return std::nullopt;
+    Fd fd(raw);
+    std::string text;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = read(fd.get(), buffer, sizeof buffer);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return std::nullopt;
+        }
+        if (n == 0) break;
+        text.append(buffer, static_cast<std::size_t>(n));
+    }
+    return text;
+}
+
+std::string SelfExecutable() {
+    std::vector<char> buffer(256);
+    for (;;) {
+        const ssize_t n = readlink("/proc/self/exe", buffer.data(), buffer.size());
+        if (n < 0) return {};
+        if (static_cast<std::size_t>(n) < buffer.size()) return std::string(buffer.data(), n);
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+}  // namespace velloran::linuxfs

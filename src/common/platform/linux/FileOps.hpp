@@ -1,0 +1,24 @@
+#pragma once
+// File operations the shell layer needs: small text files the program keeps, and
+// deleting what the user asked for without ever following a link out of it.
+#include <optional>
+#include <string>
+
+namespace velloran::linuxfs {
+
+// Removes a file, a link (not its target) or a folder with everything in it. Walks
+// relative to each opened parent, never follows links, never crosses into another
+// file system, and re-checks each folder's identity after opening it. Goes on past
+// entries it cannot remove and then throws VbError for the first of them: 53 when
+// the path does not exist, 70 when it may not be removed, 75 otherwise.
+void RemovePath(const std::string& path);
+
+// Replaces a file's contents (created with mode 0600 when missing) and syncs it,
+// since a power-off may follow at once. Refuses to write through a symbolic link.
+void WriteFileText(const std::string& path, const std::string& text);
+std::optional<std::string> ReadFileText(const std::string& path);
+
+// The running program's absolute path (/proc/self/exe); empty when unknown.
+std::string SelfExecutable();
+
+}  // namespace velloran::linuxfs

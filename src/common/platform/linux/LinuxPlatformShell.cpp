@@ -1,0 +1,45 @@
+// LinuxPlatform: the program's own files, deletion and power.
+#include <unistd.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "common/VbError.hpp"
+#include "common/platform/linux/FileOps.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/platform/linux/Logind.hpp"
+#include "common/platform/linux/Trash.hpp"
+
+namespace velloran {
+
+std::string LinuxPlatform::ExecutablePath() { return linuxfs::SelfExecutable(); }
+
+std::optional<std::string> LinuxPlatform::ReadTextFile(const std::string& path) {
+    return linuxfs::ReadFileText(path);
+}
+
+void LinuxPlatform::WriteTextFile(const std::string& path, const std::string& text) {
+    linuxfs::WriteFileText(path, text);
+}
+
+void LinuxPlatform::CreateDirectories(const std::string& path) {
+    std::error_code ec;
+    std::filesystem::create_directories(path, ec);
+    if (ec) throw VbError(vbErrPathNotFound, "Path not found: " + path + ": " + ec.message());
+}
+
+bool LinuxPlatform::RemoveFile(const std::string& path) { return ::unlink(path.c_str()) == 0; }
+
+void LinuxPlatform::DeletePath(const std::string& path) { linuxfs::RemovePath(path); }
+
+void LinuxPlatform::MoveToRecycleBin(const std::string& path) { linuxfs::Trash().MoveToTrash(path); }
+
+bool LinuxPlatform::PowerOff() {
+    return linuxfs::RequestPowerAction(linuxfs::PowerAction::PowerOff, systemBusAddress);
+}
+
+bool LinuxPlatform::Reboot() {
+    return linuxfs::RequestPowerAction(linuxfs::PowerAction::Reboot, systemBusAddress);
+}
+
+}  // namespace velloran
