@@ -136,8 +136,11 @@ TEST(HelpPages, EveryPageIsReachableFromTheIndex) {
     ASSERT_TRUE(pages.count("index.html"));
     std::set<std::string> linked;
     for (const std::string& link : pages.at("index.html").links) linked.insert(link.substr(0, link.find('#')));
-    for (const auto& [name, page] : pages)
-        if (name != "index.html") EXPECT_TRUE(linked.count(name)) << name << " is not linked from index.html";
+    for (const auto& [name, page] : pages) {
+        if (name != "index.html") {
+            EXPECT_TRUE(linked.count(name)) << name << " is not linked from index.html";
+        }
+    }
 }
 
 TEST(HelpPages, EveryCaptionOfTheMainWindowIsExplained) {
