@@ -90,7 +90,8 @@ void SetAutostartEntry(Application& app, const std::string& execLine) {
     WithErrorHandler(app, "ModFunctions:SetAutoStart", [&] {
         Platform& platform = app.GetPlatform();
         const std::string entry = AutostartEntryPath();
-        if (!platform.DirectoryExists(Parent(entry))) return;
+        // A fresh desktop often has no autostart folder yet; the entry needs one.
+        platform.CreateDirectories(Parent(entry));
         // An old entry, a link included, is replaced rather than written through.
         platform.RemoveFile(entry);
         platform.WriteTextFile(entry, AutostartEntryText(execLine));

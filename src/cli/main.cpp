@@ -16,6 +16,7 @@
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "app/SettingsStore.hpp"
+#include "app/StartupDelete.hpp"
 #include "common/registry/OpenStore.hpp"
 
 using namespace velloran;
@@ -289,7 +290,10 @@ int main(int argc, char** argv) {
     if (command == "clean") return CmdClean(args);
     if (command == "settings") return CmdSettings(args);
     if (command == "junk") return CmdJunk(args);
-    if (command != "tasks") return UsageError("unknown command '" + command + "'");
+    // An autostart entry may name this program: "-delstart" deletes what the last
+    // start-up request listed and ends, as the window program does.
+    const bool delstart = args.size() == 1 && command == kStartupDeleteSwitch;
+    if (command != "tasks" && !delstart) return UsageError("unknown command '" + command + "'");
 
     Target target = SelectTarget();
     LinuxPlatform platform(target);
@@ -299,11 +303,12 @@ int main(int argc, char** argv) {
     Application app(host, platform);
     app.TargetDescription = target.Describe();
     app.SetRegistry(store.get());
+    if (delstart) app.CommandLine = command;
     try {
         FrmMain& frm = app.Main();
         frm.Form_Initialize();
         frm.Load();
-        return CmdTasks(frm);
+        return delstart ? 0 : CmdTasks(frm);
     } catch (const ProgramEnd& end) {
         return end.code;
     }
