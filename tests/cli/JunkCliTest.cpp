@@ -1,0 +1,98 @@
+// 'velloran-cli junk' as a user runs it, on a real folder.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CliResult {
+    int code;
+    std::string out;
+};
+
+class JunkCliTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string t = (fs::temp_directory_path() / "velloran-junkcli-XXXXXX").string();
+        root = mkdtemp(t.data());
+        tree = root / "tree";
+        Write(tree / "a.tmp", 3);
+        Write(tree / "odd" / "line\nbreak\\back.tmp", 5);
+        Write(tree / "keep.txt", 7);
+        env = "HOME='" + (root / "home").string() + "' XDG_CONFIG_HOME='" + (root / "config").string() +
+              "' XDG_DATA_HOME='" + (root / "data").string() + "' XDG_STATE_HOME='" +
+              (root / "state").string() + "' WINEPREFIX=";
+    }
+    void TearDown() override { fs::remove_all(root); }
+
+    static void Write(const fs::path& p, std::size_t size) {
+        fs::create_directories(p.parent_path());
+        std::ofstream(p, std::ios::binary) << std::string(size, 'x');
+    }
+    CliResult Cli(const std::string& args) const {
+        const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>/dev/null";
+        FILE* p = popen(cmd.c_str(), "r");
+        std::string out;
+        char buf[4096];
+        while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
+        const int status = pclose(p);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+    }
+    // Output lines, the per-file ones sorted (the walk's order is not fixed).
+    static std::vector<std::string> Lines(const std::string& out, std::size_t sortedCount) {
+        std::vector<std::string> lines;
+        std::istringstream in(out);
+        for (std::string l; std::getline(in, l);) lines.push_back(l);
+        std::sort(lines.begin(), lines.begin() + static_cast<long>(std::min(sortedCount, lines.size())));
+        return lines;
+    }
+
+    fs::path root, tree;
+    std::string env;
+};
+
+TEST_F(JunkCliTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
+    const CliResult r = Cli("junk scan --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
+    ASSERT_EQ(r.code, 0) << r.out;
+    const std::vector<std::string> expected = {
+        "3\t" + (tree / "a.tmp").string(),
+        "5\t" + (tree / "odd").string() + "/line\\nbreak\\\\back.tmp",
+        "[64] Garbage Scanning completed successfully!",
+        std::string(55, '-'),
+        "2 Junk Files Found.",
+        "You will save: 8 Bytes"};
+    EXPECT_EQ(Lines(r.out, 2), expected);
+    EXPECT_TRUE(fs::exists(tree / "a.tmp"));
+
+    // Without --filter the shipped filters apply: *.tmp is one of them, keep.txt is not.
+    const CliResult all = Cli("junk scan --drive '" + tree.string() + "'");
+    EXPECT_EQ(all.code, 0);
+    EXPECT_NE(all.out.find("3\t" + (tree / "a.tmp").string() + "\n"), std::string::npos);
+    EXPECT_EQ(all.out.find("keep.txt"), std::string::npos);
+
+    EXPECT_EQ(Cli("junk scan --drive '" + (root / "missing").string() + "'").code, 2);
+    EXPECT_EQ(Cli("junk").code, 2);
+    EXPECT_EQ(Cli("junk scan --bogus").code, 2);
+}
+
+TEST_F(JunkCliTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
+    ASSERT_EQ(Cli("settings set1=1").code, 0);  // to the trash
+    const CliResult r = Cli("junk delete --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
+    ASSERT_EQ(r.code, 0) << r.out;
+    EXPECT_NE(r.out.find("deleted\t" + (tree / "a.tmp").string() + "\n"), std::string::npos);
+    EXPECT_NE(r.out.find("[64] Selected Task(s) Completed Successfully!\n"), std::string::npos);
+    EXPECT_FALSE(fs::exists(tree / "a.tmp"));
+    EXPECT_FALSE(fs::exists(tree / "odd" / "line\nbreak\\back.tmp"));
+    EXPECT_TRUE(fs::exists(tree / "keep.txt"));
+    EXPECT_TRUE(fs::exists(root / "data" / "Trash" / "files" / "a.tmp"));
+}
+
+}  // namespace
