@@ -63,7 +63,8 @@ std::string MakeJunkFolder() {
         const QString path = QDir(dir->path()).filePath(QString::fromLatin1(name));
         QDir().mkpath(QFileInfo(path).path());
         QFile f(path);
-        if (f.open(QIODevice::WriteOnly)) f.write(QByteArray(1000 * (++n) * n, 'x'));
+        ++n;
+        if (f.open(QIODevice::WriteOnly)) f.write(QByteArray(1000 * n * n, 'x'));
     }
     QDir().mkpath(QDir(dir->path()).filePath("cache/thumbnails/normal"));
     return dir->path().toStdString();
