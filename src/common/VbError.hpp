@@ -16,6 +16,7 @@ enum VbErrorNumber : int {
     vbErrObjectNotSet = 91,
     vbErrDiskFull = 61,
     vbErrDeviceIO = 57,
+    vbErrPathFileAccess = 75,
 };
 
 class VbError : public std::runtime_error {

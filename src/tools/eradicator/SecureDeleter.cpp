@@ -1,5 +1,7 @@
 #include "tools/eradicator/SecureDeleter.hpp"
 
+#include "common/platform/linux/FsUtil.hpp"
+
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
@@ -30,38 +32,9 @@ namespace velloran {
 
 namespace {
 
-constexpr int kPathFileAccess = 75;
 constexpr std::size_t kChunk = 4u << 20;  // large writes keep a pass at disk speed
 constexpr std::size_t kAlign = 4096;
 constexpr auto kPumpInterval = std::chrono::milliseconds(10);
-
-VbError Errno(int err, const std::string& what) {
-    switch (err) {
-        case ENOENT:
-        case ENOTDIR:
-            return VbError(vbErrFileNotFound, "File not found: " + what);
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case ETXTBSY:
-            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
-        case ENOSPC:
-        case EDQUOT:
-            return VbError(vbErrDiskFull, "Disk full: " + what);
-        case EIO:
-            return VbError(vbErrDeviceIO, "Device I/O error: " + what);
-        default:
-            return VbError(kPathFileAccess, "Path/File access error: " + what + ": " + std::strerror(err));
-    }
-}
-
-std::pair<std::string, std::string> SplitPath(std::string path) {
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
-    std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return {".", path};
-    if (slash == 0) return {"/", path.substr(1)};
-    return {path.substr(0, slash), path.substr(slash + 1)};
-}
 
 struct Fd {
     int fd = -1;
@@ -222,12 +195,12 @@ bool SecureDeleter::DeletePlain(const std::string& path, bool toRecycleBin) {
         linuxfs::Trash().MoveToTrash(path);
         return true;
     }
-    auto [dir, name] = SplitPath(path);
+    auto [dir, name] = linuxfs::SplitPath(path);
     Fd dirfd(linuxfs::OpenDirectoryPath(dir));
-    if (dirfd.fd < 0) throw Errno(errno, path);
+    if (dirfd.fd < 0) throw linuxfs::ErrnoError(errno, path);
     if (unlinkat(dirfd.fd, name.c_str(), 0) != 0) {
-        if (errno == EISDIR) throw VbError(kPathFileAccess, "Path/File access error: " + path + " is a folder");
-        throw Errno(errno, path);
+        if (errno == EISDIR) throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is a folder");
+        throw linuxfs::ErrnoError(errno, path);
     }
     return true;
 }
@@ -266,17 +239,17 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
     std::vector<std::string> report;
 
     auto job = [&]() -> bool {
-        auto [dir, name] = SplitPath(path);
+        auto [dir, name] = linuxfs::SplitPath(path);
         Fd dirfd(linuxfs::OpenDirectoryPath(dir));
-        if (dirfd.fd < 0) throw Errno(errno, path);
+        if (dirfd.fd < 0) throw linuxfs::ErrnoError(errno, path);
         struct stat st {};
-        if (fstatat(dirfd.fd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw Errno(errno, path);
+        if (fstatat(dirfd.fd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw linuxfs::ErrnoError(errno, path);
         if (!S_ISREG(st.st_mode)) {
             report.push_back(path + ": not a regular file; refused");
-            throw VbError(kPathFileAccess, "Path/File access error: " + path + " is not a regular file");
+            throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is not a regular file");
         }
         // Refuse before touching the data when the entry could not be removed after.
-        if (faccessat(dirfd.fd, ".", W_OK | X_OK, AT_EACCESS) != 0) throw Errno(errno, dir);
+        if (faccessat(dirfd.fd, ".", W_OK | X_OK, AT_EACCESS) != 0) throw linuxfs::ErrnoError(errno, dir);
         const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
         int raw = openat(dirfd.fd, name.c_str(), flags);
         if (raw < 0 && errno == EACCES && st.st_uid == geteuid()) {
@@ -290,11 +263,11 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
                     raw = openat(dirfd.fd, name.c_str(), flags);
             }
         }
-        if (raw < 0) throw Errno(errno, path);
+        if (raw < 0) throw linuxfs::ErrnoError(errno, path);
         Fd fd(raw);
         struct stat fs {};
         if (fstat(fd.fd, &fs) != 0 || !S_ISREG(fs.st_mode) || fs.st_ino != st.st_ino || fs.st_dev != st.st_dev)
-            throw VbError(kPathFileAccess, "Path/File access error: " + path + " changed while opening");
+            throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " changed while opening");
 
         bool complete = true;
         std::uint64_t size = static_cast<std::uint64_t>(fs.st_size);
@@ -406,7 +379,7 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             report.push_back(path + ": could not be truncated: " + std::strerror(errno));
             complete = false;
         }
-        if (!HideAndUnlink(dirfd.fd, name, report)) throw Errno(errno, path);
+        if (!HideAndUnlink(dirfd.fd, name, report)) throw linuxfs::ErrnoError(errno, path);
         return complete && !aborted;
     };
 

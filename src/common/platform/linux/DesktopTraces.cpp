@@ -13,6 +13,7 @@
 #include <string>
 
 #include "common/VbError.hpp"
+#include "common/platform/linux/FsUtil.hpp"
 
 #ifdef VELLORAN_HAVE_XCB
 #include <xcb/xcb.h>
@@ -33,8 +34,7 @@ constexpr std::string_view kEmptyXbel =
     "</xbel>\n";
 
 VbError IoError(const std::string& what, const fs::path& path, int err) {
-    const int number = err == EACCES || err == EPERM ? 70 : err == ENOSPC ? 61 : 75;
-    return VbError(number, what + " " + path.string() + ": " + std::strerror(err));
+    return ErrnoError(err, what + " " + path.string());
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "common/platform/linux/DirWalker.hpp"
 
+#include "common/platform/linux/FsUtil.hpp"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -44,22 +46,6 @@ constexpr std::size_t kDirBufferSize = 64 * 1024;
 
 int OpenChildDir(int parent, const char* name) {
     return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY);
-}
-
-std::string UnescapeMountPath(const std::string& s) {
-    std::string out;
-    for (std::size_t i = 0; i < s.size(); ++i) {
-        if (s[i] == '\\' && i + 3 < s.size() &&
-            std::isdigit(static_cast<unsigned char>(s[i + 1])) &&
-            std::isdigit(static_cast<unsigned char>(s[i + 2])) &&
-            std::isdigit(static_cast<unsigned char>(s[i + 3]))) {
-            out += static_cast<char>((s[i + 1] - '0') * 64 + (s[i + 2] - '0') * 8 + (s[i + 3] - '0'));
-            i += 3;
-        } else {
-            out += s[i];
-        }
-    }
-    return out;
 }
 
 VbError OpenError(int err, const std::string& path) {
@@ -155,7 +141,7 @@ std::vector<std::string> MountPoints() {
         }
         if (p == std::string::npos) continue;
         std::size_t e = line.find(' ', p);
-        out.push_back(UnescapeMountPath(line.substr(p, e == std::string::npos ? e : e - p)));
+        out.push_back(UnescapeMountField(line.substr(p, e == std::string::npos ? e : e - p)));
     }
     return out;
 }

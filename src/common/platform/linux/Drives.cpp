@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/platform/linux/FsUtil.hpp"
 
 namespace velloran {
 
@@ -31,23 +32,6 @@ const std::set<std::string, std::less<>> kNetwork = {
 // Read-only media and media images: optical discs and the compressed images that
 // package systems mount (squashfs snaps), which nobody cleans.
 const std::set<std::string, std::less<>> kOptical = {"iso9660", "udf", "squashfs", "erofs"};
-
-// mountinfo writes space, tab, newline and backslash as octal escapes.
-std::string Unescape(const std::string& s) {
-    std::string out;
-    for (std::size_t i = 0; i < s.size(); ++i) {
-        if (s[i] == '\\' && i + 3 < s.size() &&
-            std::isdigit(static_cast<unsigned char>(s[i + 1])) &&
-            std::isdigit(static_cast<unsigned char>(s[i + 2])) &&
-            std::isdigit(static_cast<unsigned char>(s[i + 3]))) {
-            out += static_cast<char>((s[i + 1] - '0') * 64 + (s[i + 2] - '0') * 8 + (s[i + 3] - '0'));
-            i += 3;
-        } else {
-            out += s[i];
-        }
-    }
-    return out;
-}
 
 bool Inside(const std::string& path, const std::string& mountPoint) {
     if (mountPoint == "/") return true;
@@ -80,8 +64,8 @@ std::vector<LogicalDrive> LinuxPlatform::DrivesFromMountInfo(
         std::string fsType, source;
         if (!(f >> fsType)) continue;
         f >> source;
-        mountPoint = Unescape(mountPoint);
-        source = Unescape(source);
+        mountPoint = linuxfs::UnescapeMountField(mountPoint);
+        source = linuxfs::UnescapeMountField(source);
 
         if (kPseudo.count(fsType)) {
             pseudoPoints.push_back(mountPoint);

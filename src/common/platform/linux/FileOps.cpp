@@ -1,5 +1,7 @@
 #include "common/platform/linux/FileOps.hpp"
 
+#include "common/platform/linux/FsUtil.hpp"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,23 +17,6 @@ namespace velloran::linuxfs {
 
 namespace {
 
-constexpr int kPathFileAccess = 75;
-
-VbError ErrnoError(int err, const std::string& what) {
-    switch (err) {
-        case ENOENT:
-        case ENOTDIR:
-            return VbError(vbErrFileNotFound, "File not found: " + what);
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case EBUSY:
-            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
-        default:
-            return VbError(kPathFileAccess,
-                           "Path/File access error: " + what + ": " + std::strerror(err));
-    }
-}
 
 class Fd {
 public:
@@ -96,7 +81,7 @@ void RemovePath(const std::string& path) {
         slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
     const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
     if (name.empty() || name == "." || name == "..")
-        throw VbError(kPathFileAccess, "Path/File access error: " + path);
+        throw VbError(vbErrPathFileAccess, "Path/File access error: " + path);
     const int raw = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (raw < 0) throw ErrnoError(errno, path);
     Fd dir(raw);

@@ -1,5 +1,7 @@
 #include "common/platform/linux/Trash.hpp"
 
+#include "common/platform/linux/FsUtil.hpp"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,7 +23,6 @@ namespace velloran::linuxfs {
 
 namespace {
 
-constexpr int kPathFileAccess = 75;
 constexpr int kFileExists = 58;
 
 class UniqueFd {
@@ -45,27 +46,6 @@ public:
 private:
     int fd_;
 };
-
-VbError Errno(int err, const std::string& what) {
-    switch (err) {
-        case ENOENT:
-            return VbError(vbErrFileNotFound, "File not found: " + what);
-        case EACCES:
-        case EPERM:
-        case EROFS:
-            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
-        default:
-            return VbError(kPathFileAccess, "Path/File access error: " + what + ": " + std::strerror(err));
-    }
-}
-
-std::pair<std::string, std::string> SplitPath(std::string path) {
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
-    std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return {".", path};
-    if (slash == 0) return {"/", path.substr(1)};
-    return {path.substr(0, slash), path.substr(slash + 1)};
-}
 
 std::string RealDir(const std::string& dir) {
     char* r = realpath(dir.c_str(), nullptr);
@@ -336,11 +316,11 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
     if (name.empty() || name == "." || name == ".." || name == "/")
         throw VbError(vbErrInvalidCall, "Invalid procedure call or argument: " + path);
     UniqueFd dirfd(OpenDirectoryPath(dir));
-    if (!dirfd) throw Errno(errno, path);
+    if (!dirfd) throw ErrnoError(errno, path);
     struct stat st {};
-    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw Errno(errno, path);
+    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw ErrnoError(errno, path);
     std::string realDir = RealDir(dir);
-    if (realDir.empty()) throw Errno(errno, path);
+    if (realDir.empty()) throw ErrnoError(errno, path);
     const std::string absolute = Join(realDir, name);
 
     // Which trash: the home trash when on its file system, else the volume's.
@@ -353,13 +333,13 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         std::error_code ec;
         std::filesystem::create_directories(parent, ec);
         if (!EnsureTrashLayout(home_, uid_, true))
-            throw VbError(kPathFileAccess, "Path/File access error: cannot use the trash " + home_);
+            throw VbError(vbErrPathFileAccess, "Path/File access error: cannot use the trash " + home_);
         target = TrashDir{home_, "", true};
     } else {
         std::string top = MountTop(realDir, st.st_dev);
         auto vt = VolumeTrash(top, true);
         if (!vt)
-            throw VbError(kPathFileAccess,
+            throw VbError(vbErrPathFileAccess,
                           "Path/File access error: the volume of " + path + " has no usable trash");
         target = *vt;
     }
@@ -371,7 +351,7 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
 
     UniqueFd infoDir(open(Join(target.path, "info").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     UniqueFd filesDir(open(Join(target.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!infoDir || !filesDir) throw Errno(errno, target.path);
+    if (!infoDir || !filesDir) throw ErrnoError(errno, target.path);
 
     const std::string content = "[Trash Info]\nPath=" + PercentEncode(recorded) +
                                 "\nDeletionDate=" + LocalTimeStamp() + "\n";
@@ -387,7 +367,7 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
                 attempt = -1;
                 continue;
             }
-            throw Errno(errno, Join(Join(target.path, "info"), infoName));
+            throw ErrnoError(errno, Join(Join(target.path, "info"), infoName));
         }
         UniqueFd info(fd);
         struct stat existing {};
@@ -398,13 +378,13 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         if (write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) || fsync(fd) != 0) {
             int err = errno;
             unlinkat(infoDir.get(), infoName.c_str(), 0);
-            throw Errno(err, Join(Join(target.path, "info"), infoName));
+            throw ErrnoError(err, Join(Join(target.path, "info"), infoName));
         }
         const std::string source = SplitPath(path).second;
         if (renameat(dirfd.get(), source.c_str(), filesDir.get(), candidate.c_str()) != 0) {
             int err = errno;
             unlinkat(infoDir.get(), infoName.c_str(), 0);
-            throw Errno(err, path);
+            throw ErrnoError(err, path);
         }
         fsync(filesDir.get());
         if (S_ISDIR(st.st_mode)) {
@@ -430,7 +410,7 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         }
         return TrashedItem{target, candidate, absolute};
     }
-    throw VbError(kPathFileAccess, "Path/File access error: no free name in the trash for " + path);
+    throw VbError(vbErrPathFileAccess, "Path/File access error: no free name in the trash for " + path);
 }
 
 void Trash::Restore(const TrashDir& dir, const std::string& name) {
@@ -439,13 +419,13 @@ void Trash::Restore(const TrashDir& dir, const std::string& name) {
     std::string original = dir.home ? info->path : Join(dir.topdir, info->path);
     auto [parent, base] = SplitPath(original);
     UniqueFd to(OpenDirectoryPath(parent));
-    if (!to) throw Errno(errno, parent);
+    if (!to) throw ErrnoError(errno, parent);
     UniqueFd from(open(Join(dir.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!from) throw Errno(errno, dir.path);
+    if (!from) throw ErrnoError(errno, dir.path);
     struct stat st {};
     if (fstatat(to.get(), base.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0)
         throw VbError(kFileExists, "File already exists: " + original);
-    if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0) throw Errno(errno, original);
+    if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0) throw ErrnoError(errno, original);
     unlink(Join(Join(dir.path, "info"), name + kInfoSuffix).c_str());
 }
 

@@ -1,0 +1,54 @@
+#include "common/platform/linux/FsUtil.hpp"
+
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+
+namespace velloran::linuxfs {
+
+VbError ErrnoError(int err, const std::string& what) {
+    switch (err) {
+        case ENOENT:
+        case ENOTDIR:
+            return VbError(vbErrFileNotFound, "File not found: " + what);
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case ETXTBSY:
+        case EBUSY:
+            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
+        case ENOSPC:
+        case EDQUOT:
+            return VbError(vbErrDiskFull, "Disk full: " + what);
+        case EIO:
+            return VbError(vbErrDeviceIO, "Device I/O error: " + what);
+        default:
+            return VbError(vbErrPathFileAccess,
+                           "Path/File access error: " + what + ": " + std::strerror(err));
+    }
+}
+
+std::pair<std::string, std::string> SplitPath(std::string path) {
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return {".", path};
+    if (slash == 0) return {"/", path.substr(1)};
+    return {path.substr(0, slash), path.substr(slash + 1)};
+}
+
+std::string UnescapeMountField(const std::string& s) {
+    std::string out;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '\\' && i + 3 < s.size() && std::isdigit(static_cast<unsigned char>(s[i + 1])) &&
+            std::isdigit(static_cast<unsigned char>(s[i + 2])) &&
+            std::isdigit(static_cast<unsigned char>(s[i + 3]))) {
+            out += static_cast<char>((s[i + 1] - '0') * 64 + (s[i + 2] - '0') * 8 + (s[i + 3] - '0'));
+            i += 3;
+        } else {
+            out += s[i];
+        }
+    }
+    return out;
+}
+
+}  // namespace velloran::linuxfs

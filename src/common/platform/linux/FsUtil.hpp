@@ -1,0 +1,20 @@
+#pragma once
+// Small helpers every Linux file operation shares.
+#include <string>
+#include <utility>
+
+#include "common/VbError.hpp"
+
+namespace velloran::linuxfs {
+
+// An errno as the error a user reads: 53 not found, 70 permission denied, 61 disk
+// full, 57 device I/O error, 75 for anything else (with the system's own words).
+VbError ErrnoError(int err, const std::string& what);
+
+// Folder and name of a path, trailing slashes ignored: "/a/b/" gives {"/a", "b"}.
+std::pair<std::string, std::string> SplitPath(std::string path);
+
+// A mount table field with its octal escapes (space, tab, newline, backslash) undone.
+std::string UnescapeMountField(const std::string& s);
+
+}  // namespace velloran::linuxfs
