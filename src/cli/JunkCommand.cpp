@@ -12,7 +12,7 @@
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
-#include "common/registry/OpenStore.hpp"
+#include "cli/ConsoleSession.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
@@ -111,23 +111,11 @@ int CmdJunk(const std::vector<std::string>& args) {
     JunkOptions o;
     if (std::string err = ParseJunk(args, o); !err.empty()) return Usage(err);
 
-    Target target = SelectTarget();
-    LinuxPlatform platform(target);
-    ConsoleHost host(std::cout, std::cerr, false);
-    std::unique_ptr<RegistryStore> store;
+    ConsoleSession session({});
+    if (!session.Ready()) return 1;
+    Application& app = session.App();
     try {
-        store = OpenRegistryStore(target);
-    } catch (const VbError& e) {
-        std::cerr << "velloran-cli: " << e.Description() << '\n';
-        return 1;
-    }
-    Application app(host, platform);
-    app.TargetDescription = target.Describe();
-    app.SetRegistry(store.get());
-    try {
-        FrmMain& main = app.Main();
-        main.Form_Initialize();
-        main.Load();
+        session.LoadMain();
         FrmJunk& junk = app.Junk();
         junk.Load();
         // The given folders stand in for the drives, the given filters for the list.

@@ -12,12 +12,12 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleSession.hpp"
 #include "cli/JunkCommand.hpp"
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "app/SettingsStore.hpp"
 #include "app/StartupDelete.hpp"
-#include "common/registry/OpenStore.hpp"
 
 using namespace velloran;
 
@@ -176,16 +176,6 @@ private:
     int id_ = 0;
 };
 
-// The registry of the target; a file that cannot be read is reported, not guessed at.
-std::unique_ptr<RegistryStore> OpenStore(const Target& target) {
-    try {
-        return OpenRegistryStore(target);
-    } catch (const VbError& e) {
-        std::cerr << "velloran-cli: " << e.Description() << '\n';
-        return nullptr;
-    }
-}
-
 constexpr std::pair<const char*, int> kSettingNames[] = {
     {"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}};
 
@@ -207,18 +197,10 @@ int CmdSettings(const std::vector<std::string>& args) {
         changes.emplace_back(box, value[0] - '0');
     }
 
-    Target target = SelectTarget();
-    LinuxPlatform platform(target);
-    ConsoleHost host(std::cout, std::cerr, false);
-    std::unique_ptr<RegistryStore> store = OpenStore(target);
-    if (!store) return 1;
-    Application app(host, platform);
-    app.TargetDescription = target.Describe();
-    app.SetRegistry(store.get());
+    ConsoleSession session({});
+    if (!session.Ready()) return 1;
     try {
-        FrmMain& frm = app.Main();
-        frm.Form_Initialize();
-        frm.Load();
+        FrmMain& frm = session.LoadMain();
         if (!changes.empty()) {
             // Through the boxes, so that the Settings page's rules hold for the console too.
             for (auto [box, value] : changes) {
@@ -241,35 +223,26 @@ int CmdClean(const std::vector<std::string>& args) {
     CleanOptions o;
     if (std::string err = ParseClean(args, o); !err.empty()) return UsageError(err);
 
-    Target target = SelectTarget(o.prefix ? std::optional<std::filesystem::path>(*o.prefix)
-                                          : std::nullopt);
     if (o.prefix && !std::filesystem::is_directory(*o.prefix)) {
         std::cerr << "velloran-cli: " << *o.prefix << " is not a folder\n";
         return kExitUsage;
     }
-    LinuxPlatform linuxPlatform(target);
-    ConsoleHost host(std::cout, std::cerr, o.answerNo);
-    std::unique_ptr<RegistryStore> store = OpenStore(target);
-    if (!store) return 1;
-    PreviewSummary summary;
-    PreviewStore previewStore(*store, summary);
-    PreviewPlatform previewPlatform(linuxPlatform, summary);
-    Platform& platform = o.preview ? static_cast<Platform&>(previewPlatform) : linuxPlatform;
-
-    Application app(host, platform);
-    app.TargetDescription = target.Describe();
-    app.SetRegistry(o.preview ? static_cast<RegistryStore*>(&previewStore) : store.get());
+    ConsoleSession::Options options;
+    if (o.prefix) options.prefix = *o.prefix;
+    options.answerNo = o.answerNo;
+    options.preview = o.preview;
+    ConsoleSession session(options);
+    if (!session.Ready()) return 1;
+    Application& app = session.App();
     try {
-        FrmMain& frm = app.Main();
-        frm.Form_Initialize();
-        frm.Load();
+        FrmMain& frm = session.LoadMain();
         if (std::string err = TickTasks(frm, o); !err.empty()) return UsageError(err);
         LogPrinter printer(app.Cleaner().txtprogress);
         frm.cmdClean.UserClick();
-        if (o.preview) std::cout << summary.Text() << '\n';
+        if (o.preview) std::cout << session.Summary().Text() << '\n';
         return 0;
     } catch (const ProgramEnd& end) {
-        if (o.preview && end.code == 0) std::cout << summary.Text() << '\n';
+        if (o.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
         return end.code;
     }
 }
@@ -295,19 +268,10 @@ int main(int argc, char** argv) {
     const bool delstart = args.size() == 1 && command == kStartupDeleteSwitch;
     if (command != "tasks" && !delstart) return UsageError("unknown command '" + command + "'");
 
-    Target target = SelectTarget();
-    LinuxPlatform platform(target);
-    ConsoleHost host(std::cout, std::cerr, false);
-    std::unique_ptr<RegistryStore> store = OpenStore(target);
-    if (!store) return 1;
-    Application app(host, platform);
-    app.TargetDescription = target.Describe();
-    app.SetRegistry(store.get());
-    if (delstart) app.CommandLine = command;
+    ConsoleSession session({std::nullopt, false, false, delstart ? command : std::string()});
+    if (!session.Ready()) return 1;
     try {
-        FrmMain& frm = app.Main();
-        frm.Form_Initialize();
-        frm.Load();
+        FrmMain& frm = session.LoadMain();
         return delstart ? 0 : CmdTasks(frm);
     } catch (const ProgramEnd& end) {
         return end.code;

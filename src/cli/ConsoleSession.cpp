@@ -1,0 +1,38 @@
+#include "cli/ConsoleSession.hpp"
+
+#include "common/registry/OpenStore.hpp"
+
+namespace velloran {
+
+ConsoleSession::ConsoleSession(const Options& options)
+    : target_(SelectTarget(options.prefix)),
+      platform_(target_),
+      host_(std::cout, std::cerr, options.answerNo) {
+    try {
+        store_ = OpenRegistryStore(target_);
+    } catch (const VbError& e) {
+        std::cerr << "velloran-cli: " << e.Description() << '\n';
+        return;
+    }
+    Platform* platform = &platform_;
+    RegistryStore* store = store_.get();
+    if (options.preview) {
+        previewStore_ = std::make_unique<PreviewStore>(*store_, summary_);
+        previewPlatform_ = std::make_unique<PreviewPlatform>(platform_, summary_);
+        platform = previewPlatform_.get();
+        store = previewStore_.get();
+    }
+    app_ = std::make_unique<Application>(host_, *platform);
+    app_->TargetDescription = target_.Describe();
+    app_->CommandLine = options.commandLine;
+    app_->SetRegistry(store);
+}
+
+FrmMain& ConsoleSession::LoadMain() {
+    FrmMain& frm = app_->Main();
+    frm.Form_Initialize();
+    frm.Load();
+    return frm;
+}
+
+}  // namespace velloran

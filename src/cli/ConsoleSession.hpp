@@ -1,0 +1,48 @@
+#pragma once
+// One console run: the target environment, its platform and registry, and the
+// application on the console host. With `preview` the run works on the recording
+// layers, so nothing is changed.
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/Application.hpp"
+#include "app/FrmMain.hpp"
+#include "cleaning/Preview.hpp"
+#include "cli/ConsoleHost.hpp"
+#include "common/Target.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
+
+namespace velloran {
+
+class ConsoleSession {
+public:
+    struct Options {
+        std::optional<std::filesystem::path> prefix;
+        bool answerNo = false;
+        bool preview = false;
+        std::string commandLine;
+    };
+    explicit ConsoleSession(const Options& options);
+
+    // False, with the reason printed, when the target's registry cannot be read.
+    bool Ready() const { return app_ != nullptr; }
+    Application& App() { return *app_; }
+    const PreviewSummary& Summary() const { return summary_; }
+    // The main window, initialised and loaded as at a start (may end the program).
+    FrmMain& LoadMain();
+
+private:
+    Target target_;
+    LinuxPlatform platform_;
+    ConsoleHost host_;
+    std::unique_ptr<RegistryStore> store_;
+    PreviewSummary summary_;
+    std::unique_ptr<PreviewStore> previewStore_;
+    std::unique_ptr<PreviewPlatform> previewPlatform_;
+    std::unique_ptr<Application> app_;
+};
+
+}  // namespace velloran
