@@ -40,6 +40,8 @@ void SetControls(FrmMain& frm, bool skip) {
 
         app.WinVersion = WinVersionCode(app.GetPlatform().GetVersionEx());
         frm.sBar.SetPanel(6, "Windows " + app.WinVersion);
+        // Which Windows environment the boxes act on.
+        frm.sBar.SetPanel(1, app.TargetDescription);
         app.HelpFile = HelpFilePath();
         frm.frameWin.ZOrderTop();
 

@@ -143,6 +143,7 @@ TEST_F(FrmMainTest, CleanRunsTheProgressWindow) {
 
 TEST_F(FrmMainTest, SetControlsPreparesThePageOnce) {
     EXPECT_EQ(main().sBar.Panel(6), "Windows --");
+    EXPECT_EQ(main().sBar.Panel(1), app.TargetDescription);
     EXPECT_EQ(&main().FrontPage(), &main().frameWin);
     ASSERT_EQ(main().cmbsDelType.ListCount(), 3);
     EXPECT_EQ(main().cmbsDelType.List(1), "Guttmann Scheme [Supreme, Fast]");

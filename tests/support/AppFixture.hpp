@@ -29,7 +29,10 @@ protected:
         return -1;
     }
 
-    AppFixture() { app.SetRegistry(&registry); }
+    AppFixture() {
+        app.SetRegistry(&registry);
+        app.TargetDescription = "Wine prefix /prefix";
+    }
 
     ScriptedHost host;
     FakePlatform platform;
