@@ -1,6 +1,8 @@
 // The console front end as a user runs it: a real process on a real prefix folder.
 #include <gtest/gtest.h>
 
+#include "support/TestProcess.hpp"
+
 #include <sys/wait.h>
 
 #include <cstdio>
@@ -12,19 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct CliRun {
-    int code;
-    std::string out;
-};
+using velloran::test::CliResult;
 
-CliRun Cli(const std::string& env, const std::string& args) {
-    const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>/dev/null";
-    FILE* p = popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    const int status = pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+CliResult Cli(const std::string& env, const std::string& args) {
+    return velloran::test::RunCli(env, args);
 }
 
 std::string Read(const fs::path& p) {
@@ -70,12 +63,12 @@ protected:
 
 TEST_F(CliTest, PreviewPrintsTheRealRunsLogAndChangesNothing) {
     const std::string before = Read(dir / "prefix" / "user.reg");
-    CliRun preview = Cli(env, "clean --preview WIN_CHK:5 win_chk:2");
+    CliResult preview = Cli(env, "clean --preview WIN_CHK:5 win_chk:2");
     EXPECT_EQ(preview.code, 0);
     EXPECT_EQ(Read(dir / "prefix" / "user.reg"), before);
     EXPECT_FALSE(fs::exists(dir / "prefix" / "system.reg"));
 
-    CliRun real = Cli(env, "clean win_chk:5 win_chk:2");
+    CliResult real = Cli(env, "clean win_chk:5 win_chk:2");
     EXPECT_EQ(real.code, 0);
     const std::string log =
         "Verifying Windows jobs...\n"
@@ -105,14 +98,14 @@ TEST_F(CliTest, UsageErrorsAndSettings) {
     EXPECT_EQ(Cli(env, "settings set4=1").code, 2);
     EXPECT_EQ(Cli(env, "settings set3=3").code, 2);
 
-    CliRun shown = Cli(env, "settings");
+    CliResult shown = Cli(env, "settings");
     EXPECT_EQ(shown.out, "set1=0\nset2=0\nset3=0\nset5=0\nset6=0\nset7=0\n");
     // Stored through the option rules: secure delete clears the recycle bin box.
-    CliRun stored = Cli(env, "settings set1=1 set2=1 set3=2 set5=1 set7=1");
+    CliResult stored = Cli(env, "settings set1=1 set2=1 set3=2 set5=1 set7=1");
     EXPECT_EQ(stored.code, 0);
     EXPECT_EQ(Cli(env, "settings").out, "set1=0\nset2=1\nset3=2\nset5=1\nset6=0\nset7=1\n");
     // With "Do not notify" stored, a clean shows no completion message.
-    CliRun quiet = Cli(env, "clean win_chk:5");
+    CliResult quiet = Cli(env, "clean win_chk:5");
     EXPECT_EQ(quiet.out.find("[64]"), std::string::npos) << quiet.out;
 }
 
@@ -120,13 +113,13 @@ TEST_F(CliTest, MalformedRegistryIsRefusedAndLeftWhole) {
     std::ofstream(dir / "prefix" / "user.reg", std::ios::binary | std::ios::trunc)
         << "WINE REGISTRY Version 2\n\n[Software\\\\Broken] 1\n\"a\"=dword:zz\n";
     const std::string before = Read(dir / "prefix" / "user.reg");
-    CliRun r = Cli(env, "clean win_chk:5");
+    CliResult r = Cli(env, "clean win_chk:5");
     EXPECT_EQ(r.code, 1);
     EXPECT_EQ(Read(dir / "prefix" / "user.reg"), before);
 }
 
 TEST_F(CliTest, TasksListsTheCatalogue) {
-    CliRun r = Cli(env, "tasks");
+    CliResult r = Cli(env, "tasks");
     EXPECT_EQ(r.code, 0);
     EXPECT_NE(r.out.find("win_chk:5\tErase Run History\n"), std::string::npos);
     EXPECT_NE(r.out.find("cmbsDelType:1\tGuttmann Scheme [Supreme, Fast]\n"), std::string::npos);

@@ -1,5 +1,7 @@
 // 'velloran-cli junk' as a user runs it, on a real folder.
 #include <gtest/gtest.h>
+
+#include "support/TestProcess.hpp"
 #include <stdlib.h>
 #include <sys/wait.h>
 
@@ -13,10 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct CliResult {
-    int code;
-    std::string out;
-};
+using velloran::test::CliResult;
 
 class JunkCliTest : public ::testing::Test {
 protected:
@@ -37,15 +36,7 @@ protected:
         fs::create_directories(p.parent_path());
         std::ofstream(p, std::ios::binary) << std::string(size, 'x');
     }
-    CliResult Cli(const std::string& args) const {
-        const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>/dev/null";
-        FILE* p = popen(cmd.c_str(), "r");
-        std::string out;
-        char buf[4096];
-        while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-        const int status = pclose(p);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-    }
+    CliResult Cli(const std::string& args) const { return velloran::test::RunCli(env, args); }
     // Output lines, the per-file ones sorted (the walk's order is not fixed).
     static std::vector<std::string> Lines(const std::string& out, std::size_t sortedCount) {
         std::vector<std::string> lines;

@@ -68,6 +68,8 @@ inline constexpr std::string_view kDefaultValueName = "(Default)";
 
 // UTF-8 <-> UTF-16. Invalid UTF-8 bytes and lone surrogates become U+FFFD.
 std::u16string Utf8ToUtf16(std::string_view s);
+// Appends one code point, as a surrogate pair above the basic plane.
+void AppendUtf16(std::u16string& out, char32_t cp);
 std::string Utf16ToUtf8(std::u16string_view s);
 
 // Registry names compare like Wine's memicmp_strW: unit by unit after lower-casing,

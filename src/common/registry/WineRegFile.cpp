@@ -64,15 +64,6 @@ private:
     std::string why_;
 };
 
-void PushCodePoint(std::u16string& out, char32_t cp) {
-    if (cp >= 0x10000) {
-        cp -= 0x10000;
-        out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-        out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
-    } else {
-        out.push_back(static_cast<char16_t>(cp));
-    }
-}
 
 // One UTF-8 sequence starting at src[i]; returns its length, or 0 when invalid.
 size_t DecodeUtf8(std::string_view src, size_t i, char32_t& cp) {
@@ -508,7 +499,7 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
                 char32_t cp = 0;
                 size_t n = DecodeUtf8(src, p, cp);
                 if (n) {
-                    PushCodePoint(out, cp);
+                    AppendUtf16(out, cp);
                     p += n;
                 } else {
                     ++p;  // invalid UTF-8 is dropped
@@ -558,7 +549,7 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
                         break;
                     }
                 }
-                PushCodePoint(out, cp);
+                AppendUtf16(out, cp);
                 p += n;
                 break;
             }

@@ -16,16 +16,14 @@
 #include <thread>
 
 #include "common/VbError.hpp"
+#include "support/TestProcess.hpp"
 
 namespace velloran {
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path MakeTempDir(const char* stem) {
-    std::string t = (fs::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
-    return mkdtemp(t.data());
-}
+using test::MakeTempDir;
 
 void WriteFile(const fs::path& p, const std::string& data) { std::ofstream(p, std::ios::binary) << data; }
 

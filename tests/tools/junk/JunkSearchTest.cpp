@@ -13,16 +13,14 @@
 #include <thread>
 
 #include "common/VbError.hpp"
+#include "support/TestProcess.hpp"
 
 namespace velloran {
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path MakeTempDir(const char* stem) {
-    std::string t = (fs::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
-    return mkdtemp(t.data());
-}
+using test::MakeTempDir;
 
 void WriteFile(const fs::path& p, std::size_t size) {
     fs::create_directories(p.parent_path());

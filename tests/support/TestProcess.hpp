@@ -1,0 +1,35 @@
+#pragma once
+// Shared by tests that work on real files and processes.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace velloran::test {
+
+struct CliResult {
+    int code;
+    std::string out;
+};
+
+// Runs velloran-cli with `env` (assignments) and `args`; standard error is dropped.
+inline CliResult RunCli(const std::string& env, const std::string& args) {
+    const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>/dev/null";
+    FILE* p = popen(cmd.c_str(), "r");
+    std::string out;
+    char buf[4096];
+    while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
+    const int status = pclose(p);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+}
+
+// A new, empty folder under the temporary folder.
+inline std::filesystem::path MakeTempDir(const char* stem) {
+    std::string t = (std::filesystem::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
+    return mkdtemp(t.data());
+}
+
+}  // namespace velloran::test
