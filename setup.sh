@@ -2,6 +2,7 @@
 # Sets up a Debian 12 machine for Velloran, builds it, and then runs it or its tests.
 #   ./setup.sh run [ARGS...]   install what is missing, build, start Velloran
 #   ./setup.sh test            install what is missing, build, run the whole test suite
+#   ./setup.sh format-check    fail when a source file differs from clang-format's output
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -17,6 +18,7 @@ packages=(
   adwaita-icon-theme xdg-utils
   python3 e2fsprogs
   dbus python3-dbusmock
+  clang-format ccache
 )
 
 install_missing() {
@@ -56,8 +58,15 @@ case "$mode" in
     cd "$build"
     QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j "$(nproc)"
     ;;
+  format-check)
+    install_missing
+    cd "$here"
+    find src tests bench \( -name '*.cpp' -o -name '*.hpp' \) -print0 |
+      xargs -0 clang-format --dry-run --Werror
+    echo "format check passed"
+    ;;
   *)
-    echo "usage: $0 run [ARGS...] | test" >&2
+    echo "usage: $0 run [ARGS...] | test | format-check" >&2
     exit 2
     ;;
 esac

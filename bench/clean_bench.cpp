@@ -75,8 +75,9 @@ fs::path MakeSource(const fs::path& dir) {
     }
     for (const char* list : kLists)
         for (int i = 0; i < 200; ++i)
-            store.WriteValue(kHKeyCurrentUser, list, "entry" + std::to_string(i),
-                             RegValue::String("C:\\some\\recent\\file" + std::to_string(i) + ".txt"));
+            store.WriteValue(
+                kHKeyCurrentUser, list, "entry" + std::to_string(i),
+                RegValue::String("C:\\some\\recent\\file" + std::to_string(i) + ".txt"));
     store.Save();
     return dir / "user.reg";
 }
@@ -86,13 +87,16 @@ double Median(std::vector<double> v) {
     return v[v.size() / 2];
 }
 
-double Seconds(Clock::time_point a) { return std::chrono::duration<double>(Clock::now() - a).count(); }
+double Seconds(Clock::time_point a) {
+    return std::chrono::duration<double>(Clock::now() - a).count();
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 5;
-    const fs::path root = fs::temp_directory_path() / ("velloran-cleanbench-" + std::to_string(getpid()));
+    const fs::path root =
+        fs::temp_directory_path() / ("velloran-cleanbench-" + std::to_string(getpid()));
     const fs::path source = MakeSource(root / "source");
     std::cout << "user.reg: " << fs::file_size(source) / 1e6 << " MB\n";
 
@@ -136,6 +140,7 @@ int main(int argc, char** argv) {
     }
     fs::remove_all(root);
     const double p = Median(plain), c = Median(clean);
-    std::printf("read+write once: %.3f s   full clean: %.3f s   ratio clean/plain: %.2f\n", p, c, c / p);
+    std::printf("read+write once: %.3f s   full clean: %.3f s   ratio clean/plain: %.2f\n", p, c,
+                c / p);
     return 0;
 }

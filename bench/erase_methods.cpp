@@ -69,18 +69,21 @@ int main(int argc, char** argv) {
         MakeFile(f, mb);
         shred0 = std::min(shred0, Shell("shred -n 0 -z -u '" + f + "'"));
     }
-    std::printf("one pass, %zu MB: DeleteZero pass %.2f s (%.0f MB/s), whole call %.2f s; "
-                "dd conv=fdatasync %.2f s (%.0f MB/s); shred -n 0 -z -u %.2f s\n",
-                mb, zeroPass, mb / zeroPass, zero, dd, mb / dd, shred0);
-    std::printf("  pass rate / dd rate = %.2f (goal >= 0.90); whole DeleteZero / shred -n 0 -z -u = %.2f\n",
-                dd / zeroPass, zero / shred0);
+    std::printf(
+        "one pass, %zu MB: DeleteZero pass %.2f s (%.0f MB/s), whole call %.2f s; "
+        "dd conv=fdatasync %.2f s (%.0f MB/s); shred -n 0 -z -u %.2f s\n",
+        mb, zeroPass, mb / zeroPass, zero, dd, mb / dd, shred0);
+    std::printf(
+        "  pass rate / dd rate = %.2f (goal >= 0.90); whole DeleteZero / shred -n 0 -z -u = %.2f\n",
+        dd / zeroPass, zero / shred0);
 
     MakeFile(f, mb);
     double zap = Time([&] { d.DeleteZapper(f); });
     MakeFile(f, mb);
     double shred3 = Shell("shred -n 3 -u '" + f + "'");
-    std::printf("three passes: DeleteZapper %.2f s (with read-back), shred -n 3 -u %.2f s, ratio %.2f\n", zap,
-                shred3, zap / shred3);
+    std::printf(
+        "three passes: DeleteZapper %.2f s (with read-back), shred -n 3 -u %.2f s, ratio %.2f\n",
+        zap, shred3, zap / shred3);
 
     MakeFile(f, mb);
     start = Clock::now();
@@ -88,9 +91,9 @@ int main(int argc, char** argv) {
     double gutPasses = sincePass();
     MakeFile(f, mb);
     double shred35 = Shell("shred -n 35 -u '" + f + "'");
-    std::printf("35 passes: DeleteGutmann %.2f s, shred -n 35 -u %.2f s, ratio %.2f (goal < 1)\n", gut, shred35,
-                gut / shred35);
-    std::printf("  per pass: Gutmann %.0f MB/s vs dd %.0f MB/s = %.2f (goal >= 0.90)\n", mb * 35 / gutPasses,
-                mb / dd, (mb * 35 / gutPasses) / (mb / dd));
+    std::printf("35 passes: DeleteGutmann %.2f s, shred -n 35 -u %.2f s, ratio %.2f (goal < 1)\n",
+                gut, shred35, gut / shred35);
+    std::printf("  per pass: Gutmann %.0f MB/s vs dd %.0f MB/s = %.2f (goal >= 0.90)\n",
+                mb * 35 / gutPasses, mb / dd, (mb * 35 / gutPasses) / (mb / dd));
     return 0;
 }

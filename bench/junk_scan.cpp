@@ -17,7 +17,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-const std::vector<std::string> kPatterns = {"*.tmp", "~*.*", "*.bak", "Thumbs.db", "*.old",
+const std::vector<std::string> kPatterns = {"*.tmp", "~*.*",  "*.bak", "Thumbs.db", "*.old",
                                             "*.chk", "*.gid", "*.$$$", "*~"};
 
 double Median(std::vector<double> v) {
@@ -34,8 +34,8 @@ long ScanOnce(const std::string& tree) {
     }
     s->PrepareFilters();
     long found = 0;
-    s->FoundJunkFile.Connect([&](const std::string&, const std::string&, const std::string&, std::int32_t,
-                                 double) { ++found; });
+    s->FoundJunkFile.Connect([&](const std::string&, const std::string&, const std::string&,
+                                 std::int32_t, double) { ++found; });
     s->SetPump([] {});
     s->Search(tree);
     return found;
@@ -54,20 +54,26 @@ double TimeCommand(const std::string& cmd) {
 int main(int argc, char** argv) {
     std::string tree = argc > 1 ? argv[1] : "/var/tmp/velloran-bench-tree";
     int runs = argc > 2 ? std::atoi(argv[2]) : 7;
-    const std::string fd = "fdfind -u -t f -i '(\\.tmp$|^~.*|\\.bak$|^thumbs\\.db$|\\.old$|\\.chk$|\\.gid$|"
-                           "\\.\\$\\$\\$$|~$)' '" + tree + "' > /dev/null 2>&1";
+    const std::string fd =
+        "fdfind -u -t f -i '(\\.tmp$|^~.*|\\.bak$|^thumbs\\.db$|\\.old$|\\.chk$|\\.gid$|"
+        "\\.\\$\\$\\$$|~$)' '" +
+        tree + "' > /dev/null 2>&1";
     std::string find = "find '" + tree + "' -xdev -type f \\(";
     for (std::size_t i = 0; i < kPatterns.size(); ++i)
-        find += std::string(i ? " -o" : "") + " -iname '" + (kPatterns[i] == "~*.*" ? "~*" : kPatterns[i]) + "'";
+        find += std::string(i ? " -o" : "") + " -iname '" +
+                (kPatterns[i] == "~*.*" ? "~*" : kPatterns[i]) + "'";
     find += " \\) > /dev/null 2>&1";
 
     // Warm the cache and check that all three agree on the count.
     long ours = ScanOnce(tree);
-    std::string countFd = "fdfind -u -t f -i '(\\.tmp$|^~.*|\\.bak$|^thumbs\\.db$|\\.old$|\\.chk$|\\.gid$|"
-                          "\\.\\$\\$\\$$|~$)' '" + tree + "' 2>/dev/null | wc -l";
+    std::string countFd =
+        "fdfind -u -t f -i '(\\.tmp$|^~.*|\\.bak$|^thumbs\\.db$|\\.old$|\\.chk$|\\.gid$|"
+        "\\.\\$\\$\\$$|~$)' '" +
+        tree + "' 2>/dev/null | wc -l";
     if (FILE* p = popen(countFd.c_str(), "r")) {
         long n = 0;
-        if (std::fscanf(p, "%ld", &n) == 1) std::printf("matches: velloran %ld, fd %ld lines\n", ours, n);
+        if (std::fscanf(p, "%ld", &n) == 1)
+            std::printf("matches: velloran %ld, fd %ld lines\n", ours, n);
         pclose(p);
     }
     TimeCommand(find);
@@ -81,7 +87,9 @@ int main(int argc, char** argv) {
         tg.push_back(TimeCommand(find));
     }
     double v = Median(tv), f = Median(tf), g = Median(tg);
-    std::printf("median of %d runs: velloran %.3f s, fdfind -u %.3f s, find %.3f s\n", runs, v, f, g);
-    std::printf("ratio velloran/fd = %.2f (goal <= 1.00), velloran/find = %.2f (goal <= 0.50)\n", v / f, v / g);
+    std::printf("median of %d runs: velloran %.3f s, fdfind -u %.3f s, find %.3f s\n", runs, v, f,
+                g);
+    std::printf("ratio velloran/fd = %.2f (goal <= 1.00), velloran/find = %.2f (goal <= 0.50)\n",
+                v / f, v / g);
     return 0;
 }

@@ -33,7 +33,8 @@ std::string KeyPath(int k) {
 
 const fs::path& Folder() {
     static const fs::path folder = [] {
-        fs::path dir = fs::temp_directory_path() / ("velloran-regbench-" + std::to_string(getpid()));
+        fs::path dir =
+            fs::temp_directory_path() / ("velloran-regbench-" + std::to_string(getpid()));
         fs::create_directories(dir);
         WinePrefixStore store(dir);
         for (int k = 0; k < kKeys; ++k) {
@@ -42,9 +43,10 @@ const fs::path& Folder() {
                 std::string name = "File" + std::to_string(v);
                 switch (v % 4) {
                     case 0:
-                        store.WriteValue(kHKeyCurrentUser, key, name,
-                                         RegValue::String("C:\\users\\me\\Documents\\Report \"" +
-                                                          std::to_string(k) + "\" caf\xC3\xA9.doc"));
+                        store.WriteValue(
+                            kHKeyCurrentUser, key, name,
+                            RegValue::String("C:\\users\\me\\Documents\\Report \"" +
+                                             std::to_string(k) + "\" caf\xC3\xA9.doc"));
                         break;
                     case 1:
                         store.WriteValue(kHKeyCurrentUser, key, name, RegValue::Dword(k * 31u + v));
@@ -112,7 +114,8 @@ void BM_LoadDeleteValuesSave(benchmark::State& state) {
     for (auto _ : state) {
         WinePrefixStore store(Folder());
         for (int i = 0; i < kDeletes; ++i)
-            store.DeleteValue(kHKeyCurrentUser, KeyPath((i * 7919) % kKeys), "File" + std::to_string(i % kValuesPerKey));
+            store.DeleteValue(kHKeyCurrentUser, KeyPath((i * 7919) % kKeys),
+                              "File" + std::to_string(i % kValuesPerKey));
         store.Save();
         state.PauseTiming();
         WriteFileAtomically(UserReg(), original);
@@ -131,7 +134,8 @@ class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const auto& r : runs)
-            if (r.run_type == Run::RT_Iteration) times[r.run_name.function_name] = r.GetAdjustedRealTime();
+            if (r.run_type == Run::RT_Iteration)
+                times[r.run_name.function_name] = r.GetAdjustedRealTime();
         ConsoleReporter::ReportRuns(runs);
     }
     std::map<std::string, double> times;

@@ -24,9 +24,7 @@ bool IsFirstInstance(const std::string& /*mutexName*/) { return true; }
 
 }  // namespace
 
-FrmMain::FrmMain(Application& app) : Form(app.GetHost(), "FrmMain"), app_(app) {
-    BuildControls();
-}
+FrmMain::FrmMain(Application& app) : Form(app.GetHost(), "FrmMain"), app_(app) { BuildControls(); }
 
 FrmMain::~FrmMain() = default;
 
@@ -39,9 +37,11 @@ void FrmMain::BuildControls() {
     SetCaption(app_.Title);
     SetSize(kMainWidthTwips, kMainHeightTwips);
 
-    const std::pair<int, const char*> tabs[] = {
-        {0, "Windows"}, {1, "Other Browsers"}, {2, "Internet Explorer"}, {4, "Programs"},
-        {5, "Settings"}};
+    const std::pair<int, const char*> tabs[] = {{0, "Windows"},
+                                                {1, "Other Browsers"},
+                                                {2, "Internet Explorer"},
+                                                {4, "Programs"},
+                                                {5, "Settings"}};
     for (auto [index, caption] : tabs) sTab.Add(index).AddTab(caption);
 
     frameWin.SetCaption("Windows");
@@ -62,7 +62,8 @@ void FrmMain::BuildControls() {
 
     for (const auto& info : TaskArrays()) {
         auto& array = *TaskArray(info.array);
-        for (const auto& task : info.tasks) array.Add(task.index).SetCaption(BoxCaption(task.caption));
+        for (const auto& task : info.tasks)
+            array.Add(task.index).SetCaption(BoxCaption(task.caption));
         SelectAllBox(info.array)->SetCaption(BoxCaption(kSelectAllCaption));
     }
     win_chks.OnClick = [this] { win_chks_Click(); };
@@ -135,7 +136,9 @@ CheckBox* FrmMain::SelectAllBox(std::string_view array) {
     return nullptr;
 }
 
-std::vector<Frame*> FrmMain::Pages() { return {&frameWin, &frameOTH, &FrameIE, &FramePG, &FrameST}; }
+std::vector<Frame*> FrmMain::Pages() {
+    return {&frameWin, &frameOTH, &FrameIE, &FramePG, &FrameST};
+}
 
 Frame& FrmMain::FrontPage() {
     Frame* front = &frameWin;

@@ -36,8 +36,8 @@ public:
         fraGeneral{"fraGeneral"};
 
     // Task arrays (all start at index 1) and their Select All boxes.
-    ControlArray<CheckBox> win_chk{"win_chk"}, ie_Chk{"ie_Chk"}, ns_Chk{"ns_Chk"},
-        op_Chk{"op_Chk"}, oprg_chk{"oprg_chk"};
+    ControlArray<CheckBox> win_chk{"win_chk"}, ie_Chk{"ie_Chk"}, ns_Chk{"ns_Chk"}, op_Chk{"op_Chk"},
+        oprg_chk{"oprg_chk"};
     CheckBox win_chks{"win_chks"}, ie_Chks{"ie_Chks"}, ns_Chks{"ns_Chks"}, op_Chks{"op_Chks"},
         oprg_chks{"oprg_chks"};
 
@@ -45,8 +45,8 @@ public:
     ControlArray<CheckBox> stChk{"stChk"};
     ComboBox cmbsDelType{"cmbsDelType"};
 
-    CommandButton cmdClean{"cmdClean"}, cmdExit{"cmdExit"}, cmdjunk{"cmdjunk"},
-        cmderad{"cmderad"}, cmdMCookies{"cmdMCookies"};
+    CommandButton cmdClean{"cmdClean"}, cmdExit{"cmdExit"}, cmdjunk{"cmdjunk"}, cmderad{"cmderad"},
+        cmdMCookies{"cmdMCookies"};
     PictureBox cmdhelp{"cmdhelp"};
     // Page buttons; Picture7 opens the About box.
     PictureBox Picture1{"Picture1"}, Picture2{"Picture2"}, Picture3{"Picture3"},

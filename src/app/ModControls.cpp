@@ -25,7 +25,8 @@ std::string HelpFilePath() {
     namespace fs = std::filesystem;
     for (const fs::path& dir : {fs::path(VELLORAN_DATADIR), fs::path(VELLORAN_SOURCE_DATADIR)}) {
         std::error_code ec;
-        if (fs::exists(dir / "help" / "index.html", ec)) return (dir / "help" / "index.html").string();
+        if (fs::exists(dir / "help" / "index.html", ec))
+            return (dir / "help" / "index.html").string();
     }
     return (std::filesystem::path(VELLORAN_DATADIR) / "help" / "index.html").string();
 }

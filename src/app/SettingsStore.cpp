@@ -21,8 +21,8 @@ struct StoredOption {
     std::string_view name;
     int box;
 };
-constexpr std::array<StoredOption, 6> kOptions{{
-    {"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}}};
+constexpr std::array<StoredOption, 6> kOptions{
+    {{"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}}};
 
 KelRegistry PointAtSettings(Application& app) {
     KelRegistry reg(app.Registry());
@@ -58,8 +58,10 @@ void SaveSettings(FrmMain& frm) {
         if (!reg.KeyExists()) reg.CreateKey();
         frm.sBar.SetPanel(7, "Saving program settings...");
         for (const auto& option : kOptions) {
-            const int v = option.box < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(option.box).Value();
-            reg.WriteValue(std::string(option.name), RegData(static_cast<std::int32_t>(v)), kRegDword);
+            const int v =
+                option.box < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(option.box).Value();
+            reg.WriteValue(std::string(option.name), RegData(static_cast<std::int32_t>(v)),
+                           kRegDword);
         }
         app.Registry().Save();
         frm.sBar.SetPanel(7, "Done.");

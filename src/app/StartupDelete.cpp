@@ -19,7 +19,9 @@ bool HasLineBreak(std::string_view s) { return s.find_first_of("\r\n") != std::s
 
 }  // namespace
 
-std::string StartupDeleteListPath() { return (XdgStateHome() / "velloran" / "delstart.dat").string(); }
+std::string StartupDeleteListPath() {
+    return (XdgStateHome() / "velloran" / "delstart.dat").string();
+}
 
 std::string AutostartEntryPath() {
     return (XdgConfigHome() / "autostart" / "velloran-delstart.desktop").string();
@@ -46,11 +48,20 @@ std::string DesktopStringValue(const std::string& value) {
     std::string out;
     for (char c : value) {
         switch (c) {
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            default: out += c;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                out += c;
         }
     }
     return out;
@@ -61,7 +72,9 @@ std::string AutostartEntryText(const std::string& execLine) {
            "Type=Application\n"
            "Name=Velloran start-up deletion\n"
            "Comment=Deletes what the last clean could not delete while it was in use\n"
-           "Exec=" + DesktopStringValue(execLine) + "\n"
+           "Exec=" +
+           DesktopStringValue(execLine) +
+           "\n"
            "Terminal=false\n";
 }
 
@@ -69,8 +82,9 @@ VbBool RequestStartupDelete(Application& app, const std::string& path) {
     VbBool result = vbFalse;
     WithErrorHandler(app, "ModFunctions:AddStartupDelete", [&] {
         if (HasLineBreak(path)) {
-            app.MsgBox("\"" + path + "\" cannot be deleted at the next start: its name holds a "
-                       "line break, and the start-up list keeps one path a line.",
+            app.MsgBox("\"" + path +
+                           "\" cannot be deleted at the next start: its name holds a "
+                           "line break, and the start-up list keeps one path a line.",
                        vbExclamation + vbOKOnly);
             return;
         }
@@ -79,8 +93,8 @@ VbBool RequestStartupDelete(Application& app, const std::string& path) {
         platform.CreateDirectories(Parent(list));
         // Rewritten, never appended: only the latest request is kept.
         platform.WriteTextFile(list, path + "\n");
-        SetAutostartEntry(app, DesktopExecArgument(platform.ExecutablePath()) + " " +
-                                   kStartupDeleteSwitch);
+        SetAutostartEntry(
+            app, DesktopExecArgument(platform.ExecutablePath()) + " " + kStartupDeleteSwitch);
         result = vbTrue;
     });
     return result;

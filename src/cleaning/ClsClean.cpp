@@ -67,8 +67,9 @@ void ClsClean::Clean() {
             FrmMain& main = app_.Main();
             if (app_.CleanerLoaded()) {
                 Platform& platform = app_.GetPlatform();
-                app_.Cleaner().txtprogress.SetText(RunHeader(
-                    platform.UserName(), app_.WinVersion, GetSpecialFolder(platform, CSIDL_WINDOWS)));
+                app_.Cleaner().txtprogress.SetText(
+                    RunHeader(platform.UserName(), app_.WinVersion,
+                              GetSpecialFolder(platform, CSIDL_WINDOWS)));
             }
             main.SetMousePointer(vbHourglass);
             DoWindows();
@@ -154,7 +155,8 @@ constexpr std::array<WinJob, 13> kWindowsJobs{{
      }},
     {4, "Cleaning Find Computer history ...", ListTask<&ClsWindows::CleanFindComputerHistory>},
     {5, "Cleaning Run history ...", ListTask<&ClsWindows::CleanRunHistory>},
-    {6, "Cleaning Recent Document list ...", [](ClsWindows& w, Application&) { w.CleanRecentDocList(); }},
+    {6, "Cleaning Recent Document list ...",
+     [](ClsWindows& w, Application&) { w.CleanRecentDocList(); }},
     {7, "Cleaning Printer history ...", ListTask<&ClsWindows::CleanPrinterHistory>},
     {8, "Cleaning Recycle Bin ...",
      [](ClsWindows& w, Application& a) { w.EmptyRecycleBin(a.Main(), true); }},
@@ -174,14 +176,20 @@ constexpr std::array<WinJob, 13> kWindowsJobs{{
 using PrgJob = Job<ClsPrograms>;
 constexpr std::array<PrgJob, 13> kProgramJobs{{
     {1, "Cleaning Winzip Tracks ...", [](ClsPrograms& p, Application&) { p.CleanWinzipTracks(); }},
-    {2, "Cleaning Frontpage file history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(1); }},
-    {3, "Cleaning Frontpage page history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(2); }},
-    {4, "Cleaning Frontpage web history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(3); }},
-    {5, "Cleaning Frontpage server history ...", [](ClsPrograms& p, Application&) { p.CleanFrontpage(4); }},
+    {2, "Cleaning Frontpage file history ...",
+     [](ClsPrograms& p, Application&) { p.CleanFrontpage(1); }},
+    {3, "Cleaning Frontpage page history ...",
+     [](ClsPrograms& p, Application&) { p.CleanFrontpage(2); }},
+    {4, "Cleaning Frontpage web history ...",
+     [](ClsPrograms& p, Application&) { p.CleanFrontpage(3); }},
+    {5, "Cleaning Frontpage server history ...",
+     [](ClsPrograms& p, Application&) { p.CleanFrontpage(4); }},
     {6, "Cleaning Frontpage visited url history ...",
      [](ClsPrograms& p, Application&) { p.CleanFrontpage(5); }},
-    {7, "Cleaning Management console history ...", [](ClsPrograms& p, Application&) { p.CleanMMConsole(); }},
-    {8, "Cleaning Media Player history ...", [](ClsPrograms& p, Application&) { p.CleanMediaPlayer(); }},
+    {7, "Cleaning Management console history ...",
+     [](ClsPrograms& p, Application&) { p.CleanMMConsole(); }},
+    {8, "Cleaning Media Player history ...",
+     [](ClsPrograms& p, Application&) { p.CleanMediaPlayer(); }},
     {9, "Cleaning Microsoft Access history ...",
      [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(1); }},
     {10, "Cleaning Microsoft Excel history ...",
@@ -190,7 +198,8 @@ constexpr std::array<PrgJob, 13> kProgramJobs{{
      [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(3); }},
     {12, "Cleaning Microsoft Word history ...",
      [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(4); }},
-    {13, "Cleaning Netmeeting call history ...", [](ClsPrograms& p, Application&) { p.CleanNetMeeting(); }},
+    {13, "Cleaning Netmeeting call history ...",
+     [](ClsPrograms& p, Application&) { p.CleanNetMeeting(); }},
 }};
 
 }  // namespace

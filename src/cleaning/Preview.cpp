@@ -36,9 +36,7 @@ void PreviewPlatform::Count(RemovalCount c) {
 
 void PreviewPlatform::EmptyClipboard() { summary_.operations.emplace_back("empty the clipboard"); }
 
-void PreviewPlatform::EmptyRecycleBin(int /*flags*/) {
-    Count(inner_.RecycleBinContents());
-}
+void PreviewPlatform::EmptyRecycleBin(int /*flags*/) { Count(inner_.RecycleBinContents()); }
 
 void PreviewPlatform::ClearRecentDocs() { Count(inner_.RecentDocsContents()); }
 

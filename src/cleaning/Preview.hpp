@@ -24,7 +24,8 @@ struct PreviewSummary {
 // Forwards to a store whose changes live in memory until saved, and never saves.
 class PreviewStore : public RegistryStore {
 public:
-    PreviewStore(RegistryStore& inner, PreviewSummary& summary) : inner_(inner), summary_(summary) {}
+    PreviewStore(RegistryStore& inner, PreviewSummary& summary)
+        : inner_(inner), summary_(summary) {}
 
     bool KeyExists(std::uint32_t root, std::string_view path) const override {
         return inner_.KeyExists(root, path);
@@ -33,7 +34,8 @@ public:
         inner_.CreateKey(root, path);
     }
     bool DeleteKey(std::uint32_t root, std::string_view path, bool recursive) override;
-    std::vector<std::string> EnumerateKeys(std::uint32_t root, std::string_view path) const override {
+    std::vector<std::string> EnumerateKeys(std::uint32_t root,
+                                           std::string_view path) const override {
         return inner_.EnumerateKeys(root, path);
     }
     std::vector<RegValueEntry> EnumerateValues(std::uint32_t root,

@@ -12,8 +12,8 @@ namespace velloran {
 
 namespace fs = std::filesystem;
 
-std::string ErrorMessageText(long number, const std::string& description,
-                             const std::string& source, const std::string& location) {
+std::string ErrorMessageText(long number, const std::string& description, const std::string& source,
+                             const std::string& location) {
     return "Error Number: " + std::to_string(number) + "\r\n" +
            "Error Description: " + description + "\r\n" + "Error Location: " + source + " " +
            location;

@@ -31,14 +31,13 @@ struct ErrorReport {
 };
 
 // The message box text shown when `showMessage` is set.
-std::string ErrorMessageText(long number, const std::string& description,
-                             const std::string& source, const std::string& location);
+std::string ErrorMessageText(long number, const std::string& description, const std::string& source,
+                             const std::string& location);
 
 // Never returns: unloads every window and ends the program (exit code 1).
 [[noreturn]] void ReportError(Application& app, long number, const std::string& description,
                               const std::string& source, bool showMessage,
-                              const std::string& location, const std::string& version,
-                              long style);
+                              const std::string& location, const std::string& version, long style);
 
 // The handler every procedure installs: a failure in `body` is reported with the
 // procedure's location. Ending the program passes straight through.

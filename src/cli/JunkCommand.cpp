@@ -9,10 +9,10 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
-#include "cli/ConsoleSession.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
@@ -145,7 +145,8 @@ int CmdJunk(const std::vector<std::string>& args) {
 
         // Rows leave the list as their files are handled; keep their paths alongside.
         std::vector<std::string> paths;
-        for (int i = 0; i < junk.lvFiles.Count(); ++i) paths.push_back(RowPath(junk.lvFiles.Row(i)));
+        for (int i = 0; i < junk.lvFiles.Count(); ++i)
+            paths.push_back(RowPath(junk.lvFiles.Row(i)));
         junk.lvFiles.RowRemoved.Connect([&paths](int i) {
             const std::string path = paths.at(static_cast<std::size_t>(i));
             paths.erase(paths.begin() + i);

@@ -8,6 +8,8 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "app/SettingsStore.hpp"
+#include "app/StartupDelete.hpp"
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
@@ -16,8 +18,6 @@
 #include "cli/JunkCommand.hpp"
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
-#include "app/SettingsStore.hpp"
-#include "app/StartupDelete.hpp"
 
 using namespace velloran;
 
@@ -109,7 +109,8 @@ std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
             return "unknown option '" + a + "'";
         } else {
             auto colon = a.find(':');
-            if (colon == std::string::npos) return "a task is <array>:<index> or <array>:all, not '" + a + "'";
+            if (colon == std::string::npos)
+                return "a task is <array>:<index> or <array>:all, not '" + a + "'";
             o.tasks.emplace_back(Lower(a.substr(0, colon)), Lower(a.substr(colon + 1)));
         }
     }
@@ -176,8 +177,8 @@ private:
     int id_ = 0;
 };
 
-constexpr std::pair<const char*, int> kSettingNames[] = {
-    {"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}};
+constexpr std::pair<const char*, int> kSettingNames[] = {{"set1", 0}, {"set2", 1}, {"set3", -1},
+                                                         {"set5", 3}, {"set6", 4}, {"set7", 5}};
 
 int CmdSettings(const std::vector<std::string>& args) {
     std::vector<std::pair<int, int>> changes;  // box (-1: delete method), value
@@ -189,11 +190,14 @@ int CmdSettings(const std::vector<std::string>& args) {
         for (const auto& [n, b] : kSettingNames)
             if (name == n) box = b;
         if (eq == std::string::npos || box == -2)
-            return UsageError("settings takes set1, set2, set3, set5, set6 or set7 as NAME=VALUE, not '" + a + "'");
+            return UsageError(
+                "settings takes set1, set2, set3, set5, set6 or set7 as NAME=VALUE, not '" + a +
+                "'");
         const std::string value = a.substr(eq + 1);
         const int max = box < 0 ? 2 : 1;
         if (value.size() != 1 || value[0] < '0' || value[0] > '0' + max)
-            return UsageError(name + " takes 0" + (max == 2 ? ", 1 or 2" : " or 1") + ", not '" + value + "'");
+            return UsageError(name + " takes 0" + (max == 2 ? ", 1 or 2" : " or 1") + ", not '" +
+                              value + "'");
         changes.emplace_back(box, value[0] - '0');
     }
 
@@ -212,7 +216,8 @@ int CmdSettings(const std::vector<std::string>& args) {
             SaveSettings(frm);
         }
         for (const auto& [n, b] : kSettingNames)
-            std::cout << n << '=' << (b < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(b).Value()) << '\n';
+            std::cout << n << '=' << (b < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(b).Value())
+                      << '\n';
         return 0;
     } catch (const ProgramEnd& end) {
         return end.code;

@@ -58,8 +58,7 @@ Target SelectTarget(const std::optional<fs::path>& overridePrefix) {
 }
 
 std::string Target::Describe() const {
-    return HasPrefix() ? "Wine prefix " + prefix.string()
-                       : "Velloran store " + ownStore.string();
+    return HasPrefix() ? "Wine prefix " + prefix.string() : "Velloran store " + ownStore.string();
 }
 
 }  // namespace velloran

@@ -20,7 +20,7 @@ inline constexpr bool IsTrue(VbBool b) { return b == vbTrue; }
 class Int16 {
 public:
     constexpr Int16() = default;
-    constexpr Int16(int v) : v_(Check(v)) {}  // NOLINT(google-explicit-constructor)
+    constexpr Int16(int v) : v_(Check(v)) {}                // NOLINT(google-explicit-constructor)
     constexpr operator std::int16_t() const { return v_; }  // NOLINT
     constexpr Int16& operator+=(int d) {
         v_ = Check(int{v_} + d);

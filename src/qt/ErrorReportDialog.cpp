@@ -21,10 +21,10 @@ ErrorReportDialog::ErrorReportDialog(QString report, QString savedPath, QWidget*
     setWindowTitle(tr("Velloran - Error Report"));
     auto* layout = new QVBoxLayout(this);
 
-    auto* intro = new QLabel(
-        tr("Velloran met an error it cannot recover from and will close.\n"
-           "The report below is kept on this computer; nothing has been sent."),
-        this);
+    auto* intro =
+        new QLabel(tr("Velloran met an error it cannot recover from and will close.\n"
+                      "The report below is kept on this computer; nothing has been sent."),
+                   this);
     intro->setWordWrap(true);
     layout->addWidget(intro);
 
@@ -39,8 +39,9 @@ ErrorReportDialog::ErrorReportDialog(QString report, QString savedPath, QWidget*
     where->setObjectName("savedPath");
     where->setTextInteractionFlags(Qt::TextSelectableByMouse);
     where->setWordWrap(true);
-    where->setText(savedPath.isEmpty() ? tr("The report could not be saved.")
-                                       : tr("Saved as %1").arg(QDir::toNativeSeparators(savedPath)));
+    where->setText(savedPath.isEmpty()
+                       ? tr("The report could not be saved.")
+                       : tr("Saved as %1").arg(QDir::toNativeSeparators(savedPath)));
     layout->addWidget(where);
 
     auto* buttons = new QDialogButtonBox(this);
@@ -71,7 +72,8 @@ void ErrorReportDialog::SaveAs() {
                                                       tr("Text files (*.txt);;All files (*)"));
     if (path.isEmpty()) return;
     if (!SaveTo(path))
-        QMessageBox::warning(this, windowTitle(), tr("The report could not be written to %1.").arg(path));
+        QMessageBox::warning(this, windowTitle(),
+                             tr("The report could not be written to %1.").arg(path));
 }
 
 }  // namespace velloran::gui

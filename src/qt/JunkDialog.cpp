@@ -114,9 +114,8 @@ JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent
         }
         tabs_->setCurrentIndex(form.sTab.SelectedTab());
     });
-    connect(tabs_, &QTabWidget::currentChanged, this, [this, &form](int i) {
-        Dispatch([&form, i] { form.sTab.SetSelectedTab(i); });
-    });
+    connect(tabs_, &QTabWidget::currentChanged, this,
+            [this, &form](int i) { Dispatch([&form, i] { form.sTab.SetSelectedTab(i); }); });
 
     // Counters, then the location line that the progress bar replaces while deleting.
     auto* counters = new QHBoxLayout;

@@ -13,7 +13,7 @@ class QTreeWidget;
 namespace velloran {
 class FrmJunk;
 class ListView;
-}
+}  // namespace velloran
 
 namespace velloran::gui {
 

@@ -106,7 +106,8 @@ QVariant ListViewModel::data(const QModelIndex& index, int role) const {
 }
 
 bool ListViewModel::setData(const QModelIndex& index, const QVariant& value, int role) {
-    if (role != Qt::CheckStateRole || index.column() != 0 || index.row() >= list_.Count()) return false;
+    if (role != Qt::CheckStateRole || index.column() != 0 || index.row() >= list_.Count())
+        return false;
     const bool checked = value.toInt() == Qt::Checked;
     const int row = index.row();
     // The control decides; its RowChanged repaints the row.
@@ -118,8 +119,7 @@ bool ListViewModel::setData(const QModelIndex& index, const QVariant& value, int
 
 Qt::ItemFlags ListViewModel::flags(const QModelIndex& index) const {
     Qt::ItemFlags f = QAbstractTableModel::flags(index);
-    if (index.isValid() && index.column() == 0 && list_.Checkboxes())
-        f |= Qt::ItemIsUserCheckable;
+    if (index.isValid() && index.column() == 0 && list_.Checkboxes()) f |= Qt::ItemIsUserCheckable;
     return f;
 }
 

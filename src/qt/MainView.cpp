@@ -93,7 +93,8 @@ MainView::MainView(FrmMain& form, QtHost& host) : form_(form), host_(host) {
     auto* clean = static_cast<QPushButton*>(widgets_[&form.cmdClean]);
     clean->setDefault(true);
     clean->setIcon(ThemeIcon("edit-clear-all", "clean"));
-    static_cast<QPushButton*>(widgets_[&form.cmdExit])->setIcon(ThemeIcon("application-exit", "exit"));
+    static_cast<QPushButton*>(widgets_[&form.cmdExit])
+        ->setIcon(ThemeIcon("application-exit", "exit"));
     right->addLayout(buttons);
     body->addLayout(right, 1);
     outer->addLayout(body, 1);
@@ -131,8 +132,7 @@ MainView::MainView(FrmMain& form, QtHost& host) : form_(form), host_(host) {
         if (form_.WindowState() == vbNormal && (isMaximized() || isFullScreen())) showNormal();
         ApplyFixedSize();
     });
-    for (Frame* page : form.Pages())
-        bindings_.Mirror(*page, [this] { ShowFrontPage(); });
+    for (Frame* page : form.Pages()) bindings_.Mirror(*page, [this] { ShowFrontPage(); });
 
     host_.SetMainView(form, this);
 }
@@ -254,7 +254,8 @@ QGroupBox* MainView::TaskGroup(Frame& frame, const std::string& array) {
     return g;
 }
 
-QPushButton* MainView::ToolButton(CommandButton& button, const char* themeIcon, const char* bundled) {
+QPushButton* MainView::ToolButton(CommandButton& button, const char* themeIcon,
+                                  const char* bundled) {
     auto* w = new QPushButton(this);
     w->setObjectName(ObjectName(button));
     w->setFlat(true);

@@ -17,7 +17,7 @@ class QVBoxLayout;
 namespace velloran {
 class FrmMain;
 struct TaskArrayInfo;
-}
+}  // namespace velloran
 
 namespace velloran::gui {
 

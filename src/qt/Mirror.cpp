@@ -8,9 +8,9 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QTextCursor>
 #include <QTextDocument>
-#include <QSignalBlocker>
 #include <algorithm>
 
 #include "qt/Dispatch.hpp"
@@ -29,32 +29,57 @@ QString ToQtLines(const std::string& s) {
 
 QPalette::ColorRole SystemColorRole(int index) {
     switch (index) {
-        case 0: return QPalette::Midlight;         // scroll bar
-        case 1: return QPalette::Dark;             // desktop
-        case 2: return QPalette::Highlight;        // active caption
-        case 3: return QPalette::Mid;              // inactive caption
-        case 4: return QPalette::Window;           // menu
-        case 5: return QPalette::Base;             // window
-        case 6: return QPalette::Shadow;           // window frame
-        case 7: return QPalette::WindowText;       // menu text
-        case 8: return QPalette::Text;             // window text
-        case 9: return QPalette::HighlightedText;  // caption text
-        case 10:                                   // active border
-        case 11: return QPalette::Window;          // inactive border
-        case 12: return QPalette::Dark;            // application workspace
-        case 13: return QPalette::Highlight;
-        case 14: return QPalette::HighlightedText;
-        case 15: return QPalette::Button;          // button face
-        case 16: return QPalette::Dark;            // button shadow
-        case 17: return QPalette::PlaceholderText; // grey text
-        case 18: return QPalette::ButtonText;
-        case 19: return QPalette::WindowText;      // inactive caption text
-        case 20: return QPalette::Light;           // button highlight
-        case 21: return QPalette::Shadow;          // 3-D dark shadow
-        case 22: return QPalette::Midlight;        // 3-D light
-        case 23: return QPalette::ToolTipText;
-        case 24: return QPalette::ToolTipBase;
-        default: return QPalette::Window;
+        case 0:
+            return QPalette::Midlight;  // scroll bar
+        case 1:
+            return QPalette::Dark;  // desktop
+        case 2:
+            return QPalette::Highlight;  // active caption
+        case 3:
+            return QPalette::Mid;  // inactive caption
+        case 4:
+            return QPalette::Window;  // menu
+        case 5:
+            return QPalette::Base;  // window
+        case 6:
+            return QPalette::Shadow;  // window frame
+        case 7:
+            return QPalette::WindowText;  // menu text
+        case 8:
+            return QPalette::Text;  // window text
+        case 9:
+            return QPalette::HighlightedText;  // caption text
+        case 10:                               // active border
+        case 11:
+            return QPalette::Window;  // inactive border
+        case 12:
+            return QPalette::Dark;  // application workspace
+        case 13:
+            return QPalette::Highlight;
+        case 14:
+            return QPalette::HighlightedText;
+        case 15:
+            return QPalette::Button;  // button face
+        case 16:
+            return QPalette::Dark;  // button shadow
+        case 17:
+            return QPalette::PlaceholderText;  // grey text
+        case 18:
+            return QPalette::ButtonText;
+        case 19:
+            return QPalette::WindowText;  // inactive caption text
+        case 20:
+            return QPalette::Light;  // button highlight
+        case 21:
+            return QPalette::Shadow;  // 3-D dark shadow
+        case 22:
+            return QPalette::Midlight;  // 3-D light
+        case 23:
+            return QPalette::ToolTipText;
+        case 24:
+            return QPalette::ToolTipBase;
+        default:
+            return QPalette::Window;
     }
 }
 

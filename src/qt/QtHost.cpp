@@ -9,7 +9,6 @@
 
 #include "about/FrmAbout.hpp"
 #include "cleaning/FrmCleaner.hpp"
-#include "tools/junk/FrmJunk.hpp"
 #include "common/Vb.hpp"
 #include "qt/AboutDialog.hpp"
 #include "qt/CleanerDialog.hpp"
@@ -18,6 +17,7 @@
 #include "qt/FormDialog.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
+#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
 
@@ -32,26 +32,37 @@ struct ButtonSpec {
 
 std::vector<ButtonSpec> ButtonsFor(int style) {
     switch (style & 0x0F) {
-        case vbOKCancel: return {{QMessageBox::Ok, vbOK}, {QMessageBox::Cancel, vbCancel}};
+        case vbOKCancel:
+            return {{QMessageBox::Ok, vbOK}, {QMessageBox::Cancel, vbCancel}};
         case 2:
             return {{QMessageBox::Abort, vbAbort},
                     {QMessageBox::Retry, vbRetry},
                     {QMessageBox::Ignore, vbIgnore}};
         case vbYesNoCancel:
-            return {{QMessageBox::Yes, vbYes}, {QMessageBox::No, vbNo}, {QMessageBox::Cancel, vbCancel}};
-        case vbYesNo: return {{QMessageBox::Yes, vbYes}, {QMessageBox::No, vbNo}};
-        case 5: return {{QMessageBox::Retry, vbRetry}, {QMessageBox::Cancel, vbCancel}};
-        default: return {{QMessageBox::Ok, vbOK}};
+            return {{QMessageBox::Yes, vbYes},
+                    {QMessageBox::No, vbNo},
+                    {QMessageBox::Cancel, vbCancel}};
+        case vbYesNo:
+            return {{QMessageBox::Yes, vbYes}, {QMessageBox::No, vbNo}};
+        case 5:
+            return {{QMessageBox::Retry, vbRetry}, {QMessageBox::Cancel, vbCancel}};
+        default:
+            return {{QMessageBox::Ok, vbOK}};
     }
 }
 
 QMessageBox::Icon IconFor(int style) {
     switch (style & 0x70) {
-        case vbCritical: return QMessageBox::Critical;
-        case vbQuestion: return QMessageBox::Question;
-        case vbExclamation: return QMessageBox::Warning;
-        case vbInformation: return QMessageBox::Information;
-        default: return QMessageBox::NoIcon;
+        case vbCritical:
+            return QMessageBox::Critical;
+        case vbQuestion:
+            return QMessageBox::Question;
+        case vbExclamation:
+            return QMessageBox::Warning;
+        case vbInformation:
+            return QMessageBox::Information;
+        default:
+            return QMessageBox::NoIcon;
     }
 }
 
@@ -107,13 +118,15 @@ int QtHost::MsgBox(const std::string& prompt, int style, const std::string& titl
     box.setIcon(IconFor(style));
     const auto choices = ButtonsFor(style);
     std::vector<std::pair<QAbstractButton*, int>> buttons;
-    for (const auto& choice : choices) buttons.emplace_back(box.addButton(choice.button), choice.answer);
+    for (const auto& choice : choices)
+        buttons.emplace_back(box.addButton(choice.button), choice.answer);
     const std::size_t defaultIndex = static_cast<std::size_t>((style >> 8) & 0x3);
     if (defaultIndex < buttons.size())
         box.setDefaultButton(static_cast<QPushButton*>(buttons[defaultIndex].first));
     // Escape means Cancel where there is one, and OK on a plain notice.
     for (auto& [button, answer] : buttons)
-        if (answer == vbCancel || (choices.size() == 1 && answer == vbOK)) box.setEscapeButton(button);
+        if (answer == vbCancel || (choices.size() == 1 && answer == vbOK))
+            box.setEscapeButton(button);
     box.exec();
     ThrowIfEnding();
     for (auto& [button, answer] : buttons)
@@ -167,7 +180,8 @@ QString QtFileFilter(const std::string& filter) {
     return out.join(QLatin1String(";;"));
 }
 
-std::vector<std::string> QtHost::OpenFilesDialog(const std::string& title, const std::string& filter) {
+std::vector<std::string> QtHost::OpenFilesDialog(const std::string& title,
+                                                 const std::string& filter) {
     ThrowIfEnding();
     const QStringList files =
         QFileDialog::getOpenFileNames(DialogParent(), ToQt(title), QString(), QtFileFilter(filter));

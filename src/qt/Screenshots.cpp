@@ -4,8 +4,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <QProgressBar>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QWidget>
 #include <functional>
@@ -16,12 +16,12 @@
 #include "app/FrmMain.hpp"
 #include "common/Vb.hpp"
 #include "qt/CleanerDialog.hpp"
+#include "qt/Dispatch.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/ListViewModel.hpp"
-#include "tools/junk/FrmJunk.hpp"
-#include "qt/Dispatch.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
+#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
 
@@ -35,7 +35,8 @@ void Save(QWidget* widget, const QString& dir, const QString& name) {
 
 // Polls until `ready` answers a widget, then hands it to `then`; modal loops keep
 // the timer running.
-void WhenReady(std::function<QWidget*()> ready, std::function<void(QWidget*)> then, int triesLeft = 200) {
+void WhenReady(std::function<QWidget*()> ready, std::function<void(QWidget*)> then,
+               int triesLeft = 200) {
     QTimer::singleShot(50, [ready = std::move(ready), then = std::move(then), triesLeft]() mutable {
         if (QWidget* w = ready()) {
             then(w);
@@ -53,11 +54,19 @@ std::string MakeJunkFolder() {
     auto* dir = new QTemporaryDir(QDir::temp().filePath("velloran-shot-XXXXXX"));
     dir->setAutoRemove(true);
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, [dir] { delete dir; });
-    const char* files[] = {"notes.txt", "report.doc.bak", "~$report.doc", "setup.log",
-                           "cache/thumbnails/normal/3f1a.png", "tmp/build.log", "tmp/x1.tmp",
-                           "projects/app/main.cpp.orig", "projects/app/main.cpp~",
-                           "projects/app/.main.cpp.swp", "Downloads/iso-image.part",
-                           "Downloads/photo.jpg", "Thumbs.db"};
+    const char* files[] = {"notes.txt",
+                           "report.doc.bak",
+                           "~$report.doc",
+                           "setup.log",
+                           "cache/thumbnails/normal/3f1a.png",
+                           "tmp/build.log",
+                           "tmp/x1.tmp",
+                           "projects/app/main.cpp.orig",
+                           "projects/app/main.cpp~",
+                           "projects/app/.main.cpp.swp",
+                           "Downloads/iso-image.part",
+                           "Downloads/photo.jpg",
+                           "Thumbs.db"};
     int n = 0;
     for (const char* name : files) {
         const QString path = QDir(dir->path()).filePath(QString::fromLatin1(name));
@@ -78,7 +87,8 @@ void JunkScreenshots(Application& app, MainView& view, FrmMain& main, const QStr
                   FrmJunk& junk = app.Junk();
                   const std::string folder = MakeJunkFolder();
                   Dispatch([&junk, &folder] {
-                      for (int i = 0; i < junk.tvDrives.Count(); ++i) junk.tvDrives.SetChecked(i, false);
+                      for (int i = 0; i < junk.tvDrives.Count(); ++i)
+                          junk.tvDrives.SetChecked(i, false);
                       junk.tvDrives.SetChecked(junk.tvDrives.Add({}, folder, folder), true);
                   });
                   Save(dialog, dir, "screenshot-junk-filters.png");
@@ -143,7 +153,8 @@ void ScheduleScreenshots(Application& app, MainView& view, QtHost& host, const Q
             [&app, &view, &main, dir](QWidget* progress) {
                 Save(progress, dir, "screenshot-progress.png");
                 progress->close();
-                QTimer::singleShot(0, [&app, &view, &main, dir] { JunkScreenshots(app, view, main, dir); });
+                QTimer::singleShot(
+                    0, [&app, &view, &main, dir] { JunkScreenshots(app, view, main, dir); });
             });
         Dispatch([&main] { main.cmdClean.UserClick(); });
         (void)app;

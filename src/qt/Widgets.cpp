@@ -9,8 +9,9 @@
 namespace velloran::gui {
 
 QIcon ThemeIcon(const char* themeName, const char* bundled) {
-    return QIcon::fromTheme(QString::fromLatin1(themeName),
-                            QIcon(QStringLiteral(":/icons/") + QString::fromLatin1(bundled) + ".svg"));
+    return QIcon::fromTheme(
+        QString::fromLatin1(themeName),
+        QIcon(QStringLiteral(":/icons/") + QString::fromLatin1(bundled) + ".svg"));
 }
 
 // ---------------------------------------------------------------- Banner
@@ -63,11 +64,13 @@ void Banner::paintEvent(QPaintEvent*) {
     const int top = (h - block) / 2;
     p.setPen(Qt::white);
     p.setFont(titleFont);
-    p.drawText(QRect(x, top, width() - x - 8, tm.height()), Qt::AlignLeft | Qt::AlignVCenter, title_);
+    p.drawText(QRect(x, top, width() - x - 8, tm.height()), Qt::AlignLeft | Qt::AlignVCenter,
+               title_);
     p.setPen(QColor(0xd8, 0xee, 0xf0));
     p.setFont(tagFont);
     p.drawText(QRect(x, top + tm.height() - 2, width() - x - 8, gm.height()),
-               Qt::AlignLeft | Qt::AlignVCenter, gm.elidedText(tagline_, Qt::ElideRight, width() - x - 8));
+               Qt::AlignLeft | Qt::AlignVCenter,
+               gm.elidedText(tagline_, Qt::ElideRight, width() - x - 8));
     // A hairline below separates the strip from the window face.
     p.setPen(QColor(0x0c, 0x2a, 0x44));
     p.drawLine(r.bottomLeft(), r.bottomRight());
@@ -90,8 +93,9 @@ PictureButton::PictureButton(QWidget* parent) : QAbstractButton(parent) {
 int PictureButton::TextHeight() const {
     if (text().isEmpty()) return 0;
     const QFontMetrics fm(font());
-    return fm.boundingRect(QRect(0, 0, kWidth - 2 * kPad, 1000), Qt::AlignHCenter | Qt::TextWordWrap,
-                           text())
+    return fm
+        .boundingRect(QRect(0, 0, kWidth - 2 * kPad, 1000), Qt::AlignHCenter | Qt::TextWordWrap,
+                      text())
         .height();
 }
 
@@ -139,7 +143,8 @@ void PictureButton::paintEvent(QPaintEvent*) {
     const QIcon::Mode mode = isEnabled() ? QIcon::Normal : QIcon::Disabled;
     icon().paint(&p, QRect((width() - kIcon) / 2, kPad, kIcon, kIcon), Qt::AlignCenter, mode);
     if (!text().isEmpty()) {
-        p.setPen(pal.color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::ButtonText));
+        p.setPen(
+            pal.color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::ButtonText));
         p.drawText(QRect(kPad, kPad + kIcon + 2, width() - 2 * kPad, height() - kPad - kIcon - 2),
                    Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, text());
     }

@@ -64,7 +64,7 @@ void TraceWorker::Fail(const std::string& method, const std::string& failureText
 void TraceWorker::Commit() { app_.Registry().Save(); }
 
 TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failureText,
-                          const std::function<void()>& body) {
+                             const std::function<void()>& body) {
     try {
         body();
         Commit();

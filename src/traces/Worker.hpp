@@ -54,7 +54,7 @@ protected:
     // Runs one task body with the worker's error path: a failure raises the
     // failure line and Error; a cancel raises nothing.
     TaskEnd RunTask(const std::string& method, const std::string& failureText,
-                 const std::function<void()>& body);
+                    const std::function<void()>& body);
 
     Application& app_;
 

@@ -40,7 +40,8 @@ struct Page {
 std::vector<std::string> Attributes(const std::string& html, const std::string& name) {
     std::vector<std::string> out;
     const std::regex re("\\s" + name + "\\s*=\\s*(\"([^\"]*)\"|'([^']*)')", std::regex::icase);
-    for (auto it = std::sregex_iterator(html.begin(), html.end(), re); it != std::sregex_iterator(); ++it)
+    for (auto it = std::sregex_iterator(html.begin(), html.end(), re); it != std::sregex_iterator();
+         ++it)
         out.push_back((*it)[2].matched ? (*it)[2].str() : (*it)[3].str());
     return out;
 }
@@ -63,14 +64,16 @@ std::map<std::string, Page> LoadPages() {
 // pages use decoded, runs of white space folded to one blank.
 std::string VisibleText(std::string html) {
     html = std::regex_replace(html, std::regex("<!--[\\s\\S]*?-->"), " ");
-    html = std::regex_replace(html, std::regex("<(style|script)[^>]*>[\\s\\S]*?</\\1>", std::regex::icase), " ");
+    html = std::regex_replace(
+        html, std::regex("<(style|script)[^>]*>[\\s\\S]*?</\\1>", std::regex::icase), " ");
     html = std::regex_replace(html, std::regex("<[^>]*>"), "");
     static const std::pair<const char*, const char*> kEntities[] = {
-        {"&lt;", "<"},      {"&gt;", ">"},      {"&quot;", "\""},   {"&#39;", "'"},
-        {"&nbsp;", " "},    {"&mdash;", "-"},   {"&ndash;", "-"},   {"&ldquo;", "\""},
-        {"&rdquo;", "\""},  {"&middot;", "."},  {"&amp;", "&"}};  // &amp; last
+        {"&lt;", "<"},     {"&gt;", ">"},     {"&quot;", "\""}, {"&#39;", "'"},
+        {"&nbsp;", " "},   {"&mdash;", "-"},  {"&ndash;", "-"}, {"&ldquo;", "\""},
+        {"&rdquo;", "\""}, {"&middot;", "."}, {"&amp;", "&"}};  // &amp; last
     for (auto [entity, text] : kEntities) {
-        for (std::size_t at = html.find(entity); at != std::string::npos; at = html.find(entity, at + 1))
+        for (std::size_t at = html.find(entity); at != std::string::npos;
+             at = html.find(entity, at + 1))
             html.replace(at, std::char_traits<char>::length(entity), text);
     }
     std::string out;
@@ -105,21 +108,23 @@ TEST(HelpPages, EveryLocalLinkAndAnchorResolves) {
     for (const auto& [name, page] : pages) {
         for (const std::string& link : page.links) {
             if (link.starts_with("mailto:")) continue;
-            ASSERT_FALSE(IsExternal(link)) << name << " loads or links " << link
-                                           << ": the help must work without a network";
+            ASSERT_FALSE(IsExternal(link))
+                << name << " loads or links " << link << ": the help must work without a network";
             const auto hash = link.find('#');
             const std::string file = link.substr(0, hash);
             const std::string anchor = hash == std::string::npos ? "" : link.substr(hash + 1);
             const std::string target = file.empty() ? name : file;
             if (!pages.count(target)) {
-                EXPECT_TRUE(fs::is_regular_file(HelpDir() / target)) << name << " links missing " << link;
+                EXPECT_TRUE(fs::is_regular_file(HelpDir() / target))
+                    << name << " links missing " << link;
                 EXPECT_TRUE(anchor.empty()) << name << " links an anchor in a non-page: " << link;
                 continue;
             }
             if (anchor.empty()) continue;
             const auto& ids = pages.at(target).ids;
             EXPECT_NE(std::find(ids.begin(), ids.end(), anchor), ids.end())
-                << name << " links " << link << ", but " << target << " has no id \"" << anchor << "\"";
+                << name << " links " << link << ", but " << target << " has no id \"" << anchor
+                << "\"";
         }
     }
 }
@@ -127,7 +132,8 @@ TEST(HelpPages, EveryLocalLinkAndAnchorResolves) {
 TEST(HelpPages, IdsAreUniqueWithinAPage) {
     for (const auto& [name, page] : LoadPages()) {
         std::set<std::string> seen;
-        for (const std::string& id : page.ids) EXPECT_TRUE(seen.insert(id).second) << name << " repeats id " << id;
+        for (const std::string& id : page.ids)
+            EXPECT_TRUE(seen.insert(id).second) << name << " repeats id " << id;
     }
 }
 
@@ -135,7 +141,8 @@ TEST(HelpPages, EveryPageIsReachableFromTheIndex) {
     const auto pages = LoadPages();
     ASSERT_TRUE(pages.count("index.html"));
     std::set<std::string> linked;
-    for (const std::string& link : pages.at("index.html").links) linked.insert(link.substr(0, link.find('#')));
+    for (const std::string& link : pages.at("index.html").links)
+        linked.insert(link.substr(0, link.find('#')));
     for (const auto& [name, page] : pages) {
         if (name != "index.html") {
             EXPECT_TRUE(linked.count(name)) << name << " is not linked from index.html";
@@ -157,13 +164,15 @@ TEST(HelpPages, EveryCaptionOfTheMainWindowIsExplained) {
     ASSERT_GT(captions.size(), 40u);
 
     for (const std::string& caption : captions)
-        EXPECT_NE(text.find(caption), std::string::npos) << "no help text names \"" << caption << "\"";
+        EXPECT_NE(text.find(caption), std::string::npos)
+            << "no help text names \"" << caption << "\"";
 }
 
 TEST(HelpPages, VisibleTextDecodesAndFolds) {
     // The caption check relies on this: markup and line breaks inside a caption must
     // not hide it, and an escaped ampersand must read as one.
-    EXPECT_EQ(VisibleText("<p>Erase <b>Run</b>\n   History &amp; more</p>"), "Erase Run History & more");
+    EXPECT_EQ(VisibleText("<p>Erase <b>Run</b>\n   History &amp; more</p>"),
+              "Erase Run History & more");
     EXPECT_EQ(VisibleText("<style>p{}</style><!-- x -->a"), "a");
 }
 

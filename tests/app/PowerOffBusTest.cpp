@@ -39,7 +39,8 @@ std::string FindProgram(const std::string& name) {
 }
 
 // Starts argv with stdout and stderr going to `outFd` (or a file); -1 on failure.
-pid_t Spawn(const std::vector<std::string>& args, int outFd, const std::vector<std::string>& extraEnv) {
+pid_t Spawn(const std::vector<std::string>& args, int outFd,
+            const std::vector<std::string>& extraEnv) {
     std::vector<char*> argv;
     for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
@@ -114,7 +115,8 @@ protected:
     void SetUp() override {
         const std::string daemon = FindProgram("dbus-daemon");
         if (daemon.empty()) GTEST_SKIP() << "dbus-daemon is not installed (package dbus)";
-        for (const std::string& candidate : {std::string("/usr/bin/python3"), FindProgram("python3")}) {
+        for (const std::string& candidate :
+             {std::string("/usr/bin/python3"), FindProgram("python3")}) {
             if (candidate.empty() || access(candidate.c_str(), X_OK) != 0) continue;
             const std::string probe = candidate + " -c 'import dbusmock' >/dev/null 2>&1";
             if (std::system(probe.c_str()) == 0) {
@@ -173,7 +175,8 @@ protected:
         std::vector<std::string> out;
         std::stringstream log(ReadAll(dir_ / "calls.log"));
         for (std::string line; std::getline(log, line);)
-            if (auto sp = line.find(' '); sp != std::string::npos) out.push_back(line.substr(sp + 1));
+            if (auto sp = line.find(' '); sp != std::string::npos)
+                out.push_back(line.substr(sp + 1));
         return out;
     }
 

@@ -47,7 +47,8 @@ TEST_F(StartupDeleteTest, RequestKeepsOnlyTheLatestPathAndWritesTheAutostartEntr
     // escaped for the quoting and again for the file.
     platform.exePath = "/opt/my apps\\x/velloran";
     RequestStartupDelete(app, "/tmp/x");
-    EXPECT_NE(Entry().find("\nExec=\"/opt/my apps\\\\\\\\x/velloran\" -delstart\n"), std::string::npos)
+    EXPECT_NE(Entry().find("\nExec=\"/opt/my apps\\\\\\\\x/velloran\" -delstart\n"),
+              std::string::npos)
         << Entry();
     EXPECT_TRUE(host.boxes.empty());
 }
@@ -98,7 +99,7 @@ TEST_F(StartupDeleteTest, ShellDeleteFlags) {
     path = "/p/b";
     ShellDelete(app, kShellOpDelete, path, vbTrue);
     EXPECT_EQ(platform.calls, (std::vector<std::string>{"DeletePath:/p/folder", "DeletePath:/p/a",
-                                                       "MoveToRecycleBin:/p/b"}));
+                                                        "MoveToRecycleBin:/p/b"}));
     // Failures are skipped without a word in both modes; the answer stays True.
     platform.undeletable.insert("/p/c");
     path = "/p/c";
@@ -149,10 +150,9 @@ TEST_F(StartupDeleteTest, DelstartDeletesCleansUpAndEndsWithoutAWindow) {
 
     Application next(host, platform);
     EXPECT_EQ(StartWith("-delstart", next), 0);
-    EXPECT_EQ(platform.calls,
-              (std::vector<std::string>{"DeletePath:/home/alice/locked.dat",
-                                        "RemoveFile:" + AutostartEntryPath(),
-                                        "RemoveFile:" + StartupDeleteListPath()}));
+    EXPECT_EQ(platform.calls, (std::vector<std::string>{"DeletePath:/home/alice/locked.dat",
+                                                        "RemoveFile:" + AutostartEntryPath(),
+                                                        "RemoveFile:" + StartupDeleteListPath()}));
     EXPECT_FALSE(platform.files.count("/home/alice/locked.dat"));
     EXPECT_FALSE(platform.files.count(StartupDeleteListPath()));
     EXPECT_TRUE(host.shown.empty());
@@ -163,7 +163,7 @@ TEST_F(StartupDeleteTest, DelstartDeletesCleansUpAndEndsWithoutAWindow) {
     Application again(host, platform);
     EXPECT_EQ(StartWith("-delstart", again), 0);
     EXPECT_EQ(platform.calls, (std::vector<std::string>{"RemoveFile:" + AutostartEntryPath(),
-                                                       "RemoveFile:" + StartupDeleteListPath()}));
+                                                        "RemoveFile:" + StartupDeleteListPath()}));
 }
 
 TEST_F(StartupDeleteTest, StoredRecycleOptionSendsThePathToTheTrash) {
@@ -212,7 +212,8 @@ namespace velloran::test {
 class StartupDeleteOnDisk : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string t = (std::filesystem::temp_directory_path() / "velloran-delstart-XXXXXX").string();
+        std::string t =
+            (std::filesystem::temp_directory_path() / "velloran-delstart-XXXXXX").string();
         ASSERT_NE(mkdtemp(t.data()), nullptr);
         root = t;
         for (const char* name : {"XDG_STATE_HOME", "XDG_CONFIG_HOME"}) {
@@ -253,10 +254,12 @@ TEST_F(StartupDeleteOnDisk, RequestThenDelstartStart) {
     std::getline(list, line);
     EXPECT_EQ(line, (root / "data" / "in use").string() + "/");
     std::ifstream entryFile(root / "config" / "autostart" / "velloran-delstart.desktop");
-    std::string entry((std::istreambuf_iterator<char>(entryFile)), std::istreambuf_iterator<char>());
-    EXPECT_NE(entry.find("Exec=" + DesktopStringValue(DesktopExecArgument(platform.ExecutablePath())) +
-                         " -delstart\n"),
-              std::string::npos)
+    std::string entry((std::istreambuf_iterator<char>(entryFile)),
+                      std::istreambuf_iterator<char>());
+    EXPECT_NE(
+        entry.find("Exec=" + DesktopStringValue(DesktopExecArgument(platform.ExecutablePath())) +
+                   " -delstart\n"),
+        std::string::npos)
         << entry;
 
     Application next(host, platform);

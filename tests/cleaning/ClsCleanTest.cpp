@@ -47,7 +47,8 @@ TEST_F(ClsCleanTest, AddLogAppendsWithOneSeparatorAndMovesBarOnlyForPositions) {
     cs.AddLog("", 2, 13);
     EXPECT_EQ(cleaner.txtprogress.Text(),
               "H1\r\nH2\r\nH3\r\nVerifying Windows jobs...\r\nCleaning Run history ...\r\n");
-    EXPECT_EQ(cs.LogSnapshot(), "H1\r\nH2\r\nH3\r\nVerifying Windows jobs...\r\nCleaning Run history ...");
+    EXPECT_EQ(cs.LogSnapshot(),
+              "H1\r\nH2\r\nH3\r\nVerifying Windows jobs...\r\nCleaning Run history ...");
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0], std::make_tuple(std::string("Cleaning Run history ..."), 2, 5));
     EXPECT_EQ(std::get<2>(events[1]), 13);

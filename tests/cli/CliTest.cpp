@@ -51,10 +51,11 @@ protected:
         fs::create_directories(dir / "prefix");
         fs::create_directories(dir / "home");
         std::ofstream(dir / "prefix" / "user.reg", std::ios::binary) << kUserReg;
-        env = "HOME=" + (dir / "home").string() + " XDG_CONFIG_HOME=" + (dir / "home/.config").string() +
+        env = "HOME=" + (dir / "home").string() +
+              " XDG_CONFIG_HOME=" + (dir / "home/.config").string() +
               " XDG_DATA_HOME=" + (dir / "home/.local/share").string() +
-              " XDG_STATE_HOME=" + (dir / "home/.local/state").string() + " DISPLAY= WINEPREFIX=" +
-              (dir / "prefix").string();
+              " XDG_STATE_HOME=" + (dir / "home/.local/state").string() +
+              " DISPLAY= WINEPREFIX=" + (dir / "prefix").string();
     }
     void TearDown() override { fs::remove_all(dir); }
     fs::path dir;
@@ -82,7 +83,8 @@ TEST_F(CliTest, PreviewPrintsTheRealRunsLogAndChangesNothing) {
     const std::string after = Read(dir / "prefix" / "user.reg");
     EXPECT_EQ(after.find("notepad"), std::string::npos);
     EXPECT_NE(after.find("@=\"keep\""), std::string::npos);
-    EXPECT_NE(after.find("[Software\\\\Other] 1700000000\n#time=1da1747c66d0000\n\"Untouched\"=dword:0000002a\n"),
+    EXPECT_NE(after.find("[Software\\\\Other] "
+                         "1700000000\n#time=1da1747c66d0000\n\"Untouched\"=dword:0000002a\n"),
               std::string::npos)
         << "an unrelated key keeps its bytes";
 }

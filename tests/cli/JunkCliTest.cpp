@@ -1,9 +1,9 @@
 // 'velloran-cli junk' as a user runs it, on a real folder.
 #include <gtest/gtest.h>
 
-#include "support/TestProcess.hpp"
 #include <stdlib.h>
 #include <sys/wait.h>
+#include "support/TestProcess.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -26,9 +26,9 @@ protected:
         Write(tree / "a.tmp", 3);
         Write(tree / "odd" / "line\nbreak\\back.tmp", 5);
         Write(tree / "keep.txt", 7);
-        env = "HOME='" + (root / "home").string() + "' XDG_CONFIG_HOME='" + (root / "config").string() +
-              "' XDG_DATA_HOME='" + (root / "data").string() + "' XDG_STATE_HOME='" +
-              (root / "state").string() + "' WINEPREFIX=";
+        env = "HOME='" + (root / "home").string() + "' XDG_CONFIG_HOME='" +
+              (root / "config").string() + "' XDG_DATA_HOME='" + (root / "data").string() +
+              "' XDG_STATE_HOME='" + (root / "state").string() + "' WINEPREFIX=";
     }
     void TearDown() override { fs::remove_all(root); }
 
@@ -42,7 +42,8 @@ protected:
         std::vector<std::string> lines;
         std::istringstream in(out);
         for (std::string l; std::getline(in, l);) lines.push_back(l);
-        std::sort(lines.begin(), lines.begin() + static_cast<long>(std::min(sortedCount, lines.size())));
+        std::sort(lines.begin(),
+                  lines.begin() + static_cast<long>(std::min(sortedCount, lines.size())));
         return lines;
     }
 
@@ -51,7 +52,8 @@ protected:
 };
 
 TEST_F(JunkCliTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
-    const CliResult r = Cli("junk scan --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
+    const CliResult r =
+        Cli("junk scan --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
     ASSERT_EQ(r.code, 0) << r.out;
     const std::vector<std::string> expected = {
         "3\t" + (tree / "a.tmp").string(),
@@ -76,7 +78,8 @@ TEST_F(JunkCliTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
 
 TEST_F(JunkCliTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
     ASSERT_EQ(Cli("settings set1=1").code, 0);  // to the trash
-    const CliResult r = Cli("junk delete --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
+    const CliResult r =
+        Cli("junk delete --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
     ASSERT_EQ(r.code, 0) << r.out;
     EXPECT_NE(r.out.find("deleted\t" + (tree / "a.tmp").string() + "\n"), std::string::npos);
     EXPECT_NE(r.out.find("[64] Selected Task(s) Completed Successfully!\n"), std::string::npos);

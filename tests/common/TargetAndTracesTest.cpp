@@ -24,15 +24,19 @@ class EnvGuard {
 public:
     ~EnvGuard() {
         for (auto& [name, old] : saved_) {
-            if (old) setenv(name.c_str(), old->c_str(), 1);
-            else unsetenv(name.c_str());
+            if (old)
+                setenv(name.c_str(), old->c_str(), 1);
+            else
+                unsetenv(name.c_str());
         }
     }
     void Set(const std::string& name, const char* value) {
         const char* old = std::getenv(name.c_str());
         saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-        if (value) setenv(name.c_str(), value, 1);
-        else unsetenv(name.c_str());
+        if (value)
+            setenv(name.c_str(), value, 1);
+        else
+            unsetenv(name.c_str());
     }
 
 private:
@@ -75,7 +79,8 @@ TEST(Target, PrefixChoiceOrder) {
     EXPECT_EQ(SelectTarget(fs::path(home / "cli")).prefix, home / "cli") << "--prefix wins";
 
     env.Set("XDG_CONFIG_HOME", "relative/dir");
-    EXPECT_EQ(SelectTarget().ownStore, home / ".config" / "velloran") << "relative XDG paths are ignored";
+    EXPECT_EQ(SelectTarget().ownStore, home / ".config" / "velloran")
+        << "relative XDG paths are ignored";
     fs::remove_all(home);
 }
 

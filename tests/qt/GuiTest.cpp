@@ -391,7 +391,9 @@ private slots:
             QCOMPARE(host.MsgBox("first\r\nsecond", c.style, "Velloran"), c.answer);
             QCOMPARE(text, QString("first\nsecond"));
             QCOMPARE(icon, c.icon);
-            QCOMPARE(buttonCount, (c.style & 0xF) == vbYesNoCancel ? 3 : (c.style & 0xF) == vbOKOnly ? 1 : 2);
+            QCOMPARE(buttonCount, (c.style & 0xF) == vbYesNoCancel ? 3
+                                  : (c.style & 0xF) == vbOKOnly    ? 1
+                                                                   : 2);
         }
     }
 
@@ -414,7 +416,8 @@ private slots:
         QCOMPARE(dialog.ReportView()->toPlainText(), QString("Description: Overflow\nNumber: 6\n"));
         QVERIFY(dialog.findChild<QLabel*>("savedPath")->text().contains("saved.txt"));
         QTest::mouseClick(dialog.findChild<QPushButton*>("copy"), Qt::LeftButton);
-        QCOMPARE(QGuiApplication::clipboard()->text(), QString("Description: Overflow\nNumber: 6\n"));
+        QCOMPARE(QGuiApplication::clipboard()->text(),
+                 QString("Description: Overflow\nNumber: 6\n"));
         const QString copy = dir.filePath("copy.txt");
         QVERIFY(dialog.SaveTo(copy));
         QFile f(copy);

@@ -49,7 +49,8 @@ private slots:
 
         constexpr int kRows = 100000;
         for (int i = 0; i < kRows; ++i) {
-            const int row = lv.Add({}, "f" + std::to_string(i), {std::to_string(i) + " Bytes", "/d/"});
+            const int row =
+                lv.Add({}, "f" + std::to_string(i), {std::to_string(i) + " Bytes", "/d/"});
             lv.SetChecked(row, true);
             lv.SetColumnWidth(2, -2);
         }
@@ -58,10 +59,13 @@ private slots:
         QCOMPARE(model->rowCount(), kRows);
         QCOMPARE(inserted.count(), 1);
         QCOMPARE(fits.count(), 1);
-        QCOMPARE(model->data(model->index(kRows - 1, 0), Qt::DisplayRole).toString(), QString("f99999"));
-        QCOMPARE(model->data(model->index(kRows - 1, 1), Qt::DisplayRole).toString(), QString("99999 Bytes"));
+        QCOMPARE(model->data(model->index(kRows - 1, 0), Qt::DisplayRole).toString(),
+                 QString("f99999"));
+        QCOMPARE(model->data(model->index(kRows - 1, 1), Qt::DisplayRole).toString(),
+                 QString("99999 Bytes"));
         QCOMPARE(model->data(model->index(5, 0), Qt::CheckStateRole).toInt(), int(Qt::Checked));
-        QCOMPARE(model->headerData(2, Qt::Horizontal, Qt::DisplayRole).toString(), QString("Folder"));
+        QCOMPARE(model->headerData(2, Qt::Horizontal, Qt::DisplayRole).toString(),
+                 QString("Folder"));
 
         // A check box click goes to the control; the control's change comes back.
         QVERIFY(model->setData(model->index(7, 0), Qt::Unchecked, Qt::CheckStateRole));

@@ -99,7 +99,8 @@ public:
 private:
     void Remove(const std::string& p) {
         if (undeletable.count(p)) throw VbError(vbErrPermissionDenied, "Permission denied: " + p);
-        if (!files.erase(p) && !dirs.erase(p)) throw VbError(vbErrFileNotFound, "File not found: " + p);
+        if (!files.erase(p) && !dirs.erase(p))
+            throw VbError(vbErrFileNotFound, "File not found: " + p);
         texts.erase(p);
     }
 };

@@ -28,7 +28,8 @@ inline CliResult RunCli(const std::string& env, const std::string& args) {
 
 // A new, empty folder under the temporary folder.
 inline std::filesystem::path MakeTempDir(const char* stem) {
-    std::string t = (std::filesystem::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
+    std::string t =
+        (std::filesystem::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
     return mkdtemp(t.data());
 }
 

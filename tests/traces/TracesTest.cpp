@@ -41,7 +41,9 @@ TEST_F(TracesTest, ListProcedureKeepsDefaultAndKeyAndCountsAcrossLists) {
     Int16 found = 99;
     EXPECT_TRUE(w.CleanRunHistory(found));
     EXPECT_EQ(found, 3);
-    EXPECT_EQ(lines, (std::vector<std::string>{"Windows|Cleared Windows {run dialog} history. (3 Found!)"}));
+    EXPECT_EQ(
+        lines,
+        (std::vector<std::string>{"Windows|Cleared Windows {run dialog} history. (3 Found!)"}));
     auto left = registry.EnumerateValues(kHKeyCurrentUser, std::string(kExplorer) + "\\RunMRU");
     ASSERT_EQ(left.size(), 1u);
     EXPECT_TRUE(left[0].IsDefault());
@@ -50,7 +52,8 @@ TEST_F(TracesTest, ListProcedureKeepsDefaultAndKeyAndCountsAcrossLists) {
     // Three lists where only the second exists; a missing list counts 0 but still reports.
     lines.clear();
     Put("Software\\Microsoft\\Internet Explorer\\Explorer Bars\\"
-        "{C4EE31F3-4768-11D2-BE5C-00A0C9A83DA1}\\ContainingTextMRU", "a");
+        "{C4EE31F3-4768-11D2-BE5C-00A0C9A83DA1}\\ContainingTextMRU",
+        "a");
     EXPECT_TRUE(w.CleanExFindFilesHistory(found));
     EXPECT_EQ(found, 1);
     EXPECT_TRUE(w.CleanPrinterHistory(found));
@@ -74,7 +77,8 @@ TEST_F(TracesTest, OpenSaveListLosesValuesAndSubkeysOthersOnlyValues) {
     EXPECT_TRUE(registry.KeyExists(kHKeyCurrentUser, openSave));
     EXPECT_TRUE(w.CleanFindFilesHistory(found));
     EXPECT_EQ(found, 1);
-    EXPECT_TRUE(registry.KeyExists(kHKeyCurrentUser, "Software\\Microsoft\\Search Assistant\\ACMru\\5603"));
+    EXPECT_TRUE(
+        registry.KeyExists(kHKeyCurrentUser, "Software\\Microsoft\\Search Assistant\\ACMru\\5603"));
 }
 
 TEST_F(TracesTest, CancelAndOverflowPaths) {
@@ -98,7 +102,9 @@ TEST_F(TracesTest, CancelAndOverflowPaths) {
     lines.clear();
     EXPECT_FALSE(w.CleanRegistryStreams(found));
     EXPECT_EQ(found, 0);
-    EXPECT_EQ(lines, (std::vector<std::string>{"Windows|Failed: Clear Windows {registry streams} history."}));
+    EXPECT_EQ(
+        lines,
+        (std::vector<std::string>{"Windows|Failed: Clear Windows {registry streams} history."}));
     EXPECT_EQ(errors, (std::vector<std::string>{"6|ClsWindows:CleanRegistryStreams"}));
 }
 
@@ -109,9 +115,9 @@ TEST_F(TracesTest, SystemTraces) {
     EXPECT_TRUE(w.EmptyRecycleBin(main(), true));
     EXPECT_TRUE(w.EmptyRecycleBin(main(), false));
     EXPECT_TRUE(w.CleanRecentDocList());
-    EXPECT_EQ(platform.calls,
-              (std::vector<std::string>{"EmptyClipboard", "EmptyRecycleBin:7", "UpdateRecycleBinIcon",
-                                        "EmptyRecycleBin:0", "UpdateRecycleBinIcon", "ClearRecentDocs"}));
+    EXPECT_EQ(platform.calls, (std::vector<std::string>{
+                                  "EmptyClipboard", "EmptyRecycleBin:7", "UpdateRecycleBinIcon",
+                                  "EmptyRecycleBin:0", "UpdateRecycleBinIcon", "ClearRecentDocs"}));
 
     // Page file: the short message without the key, the paging files with it; the flag is text.
     const std::string mm = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Memory Management";
@@ -121,15 +127,15 @@ TEST_F(TracesTest, SystemTraces) {
     registry.WriteValue(kHKeyLocalMachine, mm, "PagingFiles",
                         RegValue::MultiString({"C:\\pagefile.sys 0 0", "D:\\pagefile.sys"}));
     EXPECT_TRUE(w.ClearPageFile());
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "Windows|Cleared Windows {Clipboard}.",
-                         "Windows|Emptied Windows {recycle bin} file.",
-                         "Windows|Emptied Windows {recycle bin} file.",
-                         "Windows|Cleared Windows {recent document} history.",
-                         "Windows|Page/SWAP File will be cleared on restart.",
-                         "Windows|Page/SWAP File will be cleared on restart. () ",
-                         "Windows|Page/SWAP File will be cleared on restart. "
-                         "(C:\\pagefile.sys 0 0 D:\\pagefile.sys) "}));
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{"Windows|Cleared Windows {Clipboard}.",
+                                        "Windows|Emptied Windows {recycle bin} file.",
+                                        "Windows|Emptied Windows {recycle bin} file.",
+                                        "Windows|Cleared Windows {recent document} history.",
+                                        "Windows|Page/SWAP File will be cleared on restart.",
+                                        "Windows|Page/SWAP File will be cleared on restart. () ",
+                                        "Windows|Page/SWAP File will be cleared on restart. "
+                                        "(C:\\pagefile.sys 0 0 D:\\pagefile.sys) "}));
     auto flag = registry.ReadValue(kHKeyLocalMachine, mm, "clearpagefileatshutdown");
     ASSERT_TRUE(flag);
     EXPECT_EQ(flag->type, kRegSz);
@@ -180,7 +186,9 @@ TEST_F(TracesTest, WindowsGroupLogAndProgress) {
     cleaner.Load();
     ClsClean cs(app);
     std::vector<std::tuple<std::string, int, int>> events;
-    cs.Progress = [&](const std::string& t, int total, int cur) { events.emplace_back(t, total, cur); };
+    cs.Progress = [&](const std::string& t, int total, int cur) {
+        events.emplace_back(t, total, cur);
+    };
     cleaner.txtprogress.SetText("HEADER");
     cs.DoWindows();
     EXPECT_EQ(cleaner.txtprogress.Text(),
@@ -189,9 +197,10 @@ TEST_F(TracesTest, WindowsGroupLogAndProgress) {
               "Setting Windows Page File for startup deletion ...\r\n"
               "Page/SWAP File will be cleared on restart.");
     using E = std::tuple<std::string, int, int>;
-    EXPECT_EQ(events, (std::vector<E>{E{"Cleaning Run history ...", 4, 5},
-                                      E{"Setting Windows Page File for startup deletion ...", 4, 13},
-                                      E{"Completed Windows jobs...", 4, 2}}));
+    EXPECT_EQ(events,
+              (std::vector<E>{E{"Cleaning Run history ...", 4, 5},
+                              E{"Setting Windows Page File for startup deletion ...", 4, 13},
+                              E{"Completed Windows jobs...", 4, 2}}));
     EXPECT_EQ(host.doEvents, 13) << "one pump per examined box";
     EXPECT_EQ(cs.cwin(), nullptr);
 }

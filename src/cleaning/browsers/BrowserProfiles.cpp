@@ -28,8 +28,7 @@ bool NetscapeCleaner::IsInstalled() const {
     if (platform_.DirectoryExists((mozilla / "firefox").string()) ||
         platform_.DirectoryExists((mozilla / "seamonkey").string()))
         return true;
-    if (platform_.DirectoryExists(mozilla.string()) && HasLegacySaltedProfile(mozilla))
-        return true;
+    if (platform_.DirectoryExists(mozilla.string()) && HasLegacySaltedProfile(mozilla)) return true;
     if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA))
         return platform_.DirectoryExists((fs::path(*appData) / "Mozilla" / "Profiles").string());
     return false;

@@ -85,8 +85,7 @@ void ListView::Reindex() {
 }
 
 int TreeView::Add(std::string parentKey, std::string key, std::string text, std::string image) {
-    if (!parentKey.empty() && !keys_.count(parentKey))
-        throw VbError(35601, "Element not found");
+    if (!parentKey.empty() && !keys_.count(parentKey)) throw VbError(35601, "Element not found");
     if (!key.empty()) {
         if (keys_.count(key)) throw VbError(kErrKeyNotUnique, "Key is not unique in collection");
         keys_.emplace(key, Count());

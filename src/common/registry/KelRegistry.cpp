@@ -106,13 +106,13 @@ RegData RegData::FromValue(const RegValue& value) {
             return RegData(value.AsStrings());
         case kRegDword:
             if (d.size() == 4)
-                return RegData(static_cast<std::int32_t>(
-                    d[0] | (d[1] << 8) | (d[2] << 16) | (static_cast<std::uint32_t>(d[3]) << 24)));
+                return RegData(static_cast<std::int32_t>(d[0] | (d[1] << 8) | (d[2] << 16) |
+                                                         (static_cast<std::uint32_t>(d[3]) << 24)));
             break;
         case kRegDwordBigEndian:
             if (d.size() == 4)
-                return RegData(static_cast<std::int32_t>(
-                    d[3] | (d[2] << 8) | (d[1] << 16) | (static_cast<std::uint32_t>(d[0]) << 24)));
+                return RegData(static_cast<std::int32_t>(d[3] | (d[2] << 8) | (d[1] << 16) |
+                                                         (static_cast<std::uint32_t>(d[0]) << 24)));
             break;
         case kRegQword:
             if (d.size() == 8) {
@@ -136,13 +136,14 @@ RegValue RegData::ToValue(std::uint32_t type) const {
             if (auto* list = std::get_if<Strings>(&v_)) return RegValue::MultiString(*list);
             return RegValue::MultiString({ToString()});
         case kRegDword:
-            return RegValue::Dword(static_cast<std::uint32_t>(
-                AsInteger(v_, -2147483648.0, 4294967295.0)));
+            return RegValue::Dword(
+                static_cast<std::uint32_t>(AsInteger(v_, -2147483648.0, 4294967295.0)));
         case kRegDwordBigEndian: {
             auto v = static_cast<std::uint32_t>(AsInteger(v_, -2147483648.0, 4294967295.0));
             RegValue out;
             out.type = type;
-            for (int i = 3; i >= 0; --i) out.data.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+            for (int i = 3; i >= 0; --i)
+                out.data.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
             return out;
         }
         case kRegQword:
@@ -151,11 +152,16 @@ RegValue RegData::ToValue(std::uint32_t type) const {
         default: {
             RegValue out;
             out.type = type;
-            if (auto* b = std::get_if<RegBytes>(&v_)) out.data = *b;
-            else if (auto* s = std::get_if<std::string>(&v_)) out.data.assign(s->begin(), s->end());
-            else if (auto* n = std::get_if<std::int32_t>(&v_)) AppendLe(out.data, static_cast<std::uint32_t>(*n), 4);
-            else if (auto* n64 = std::get_if<std::int64_t>(&v_)) AppendLe(out.data, static_cast<std::uint64_t>(*n64), 8);
-            else if (!IsEmpty()) TypeMismatch();
+            if (auto* b = std::get_if<RegBytes>(&v_))
+                out.data = *b;
+            else if (auto* s = std::get_if<std::string>(&v_))
+                out.data.assign(s->begin(), s->end());
+            else if (auto* n = std::get_if<std::int32_t>(&v_))
+                AppendLe(out.data, static_cast<std::uint32_t>(*n), 4);
+            else if (auto* n64 = std::get_if<std::int64_t>(&v_))
+                AppendLe(out.data, static_cast<std::uint64_t>(*n64), 8);
+            else if (!IsEmpty())
+                TypeMismatch();
             return out;
         }
     }

@@ -20,18 +20,18 @@ namespace velloran {
 class RegData {
 public:
     using Strings = std::vector<std::string>;
-    using Variant = std::variant<std::monostate, std::string, std::int32_t, std::int64_t, RegBytes,
-                                 Strings>;
+    using Variant =
+        std::variant<std::monostate, std::string, std::int32_t, std::int64_t, RegBytes, Strings>;
 
     RegData() = default;
-    RegData(std::string s) : v_(std::move(s)) {}                 // NOLINT
-    RegData(std::string_view s) : v_(std::string(s)) {}          // NOLINT
-    RegData(const char* s) : v_(std::string(s)) {}               // NOLINT
-    RegData(std::int32_t n) : v_(n) {}                           // NOLINT
-    RegData(std::int64_t n) : v_(n) {}                           // NOLINT
-    RegData(Int16 n) : v_(std::int32_t{std::int16_t(n)}) {}      // NOLINT
-    RegData(RegBytes b) : v_(std::move(b)) {}                    // NOLINT
-    RegData(Strings s) : v_(std::move(s)) {}                     // NOLINT
+    RegData(std::string s) : v_(std::move(s)) {}             // NOLINT
+    RegData(std::string_view s) : v_(std::string(s)) {}      // NOLINT
+    RegData(const char* s) : v_(std::string(s)) {}           // NOLINT
+    RegData(std::int32_t n) : v_(n) {}                       // NOLINT
+    RegData(std::int64_t n) : v_(n) {}                       // NOLINT
+    RegData(Int16 n) : v_(std::int32_t{std::int16_t(n)}) {}  // NOLINT
+    RegData(RegBytes b) : v_(std::move(b)) {}                // NOLINT
+    RegData(Strings s) : v_(std::move(s)) {}                 // NOLINT
 
     bool IsEmpty() const { return std::holds_alternative<std::monostate>(v_); }
     bool IsString() const { return std::holds_alternative<std::string>(v_); }

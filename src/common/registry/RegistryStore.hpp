@@ -42,8 +42,7 @@ public:
     virtual void WriteValue(std::uint32_t root, std::string_view path, std::string_view name,
                             const RegValue& value) = 0;
     // Returns false when the value does not exist; throws when the key does not exist.
-    virtual bool DeleteValue(std::uint32_t root, std::string_view path,
-                             std::string_view name) = 0;
+    virtual bool DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) = 0;
 
     // True when something changed since the last save.
     virtual bool IsDirty() const = 0;

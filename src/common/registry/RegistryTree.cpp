@@ -67,10 +67,9 @@ RegKeyNode::Value* RegKeyNode::FindValue(std::u16string_view n, size_t* index) {
         if (index) *index = values.size();
         return nullptr;
     }
-    auto it = std::lower_bound(values.begin(), values.end(), n,
-                               [](const Value& v, std::u16string_view x) {
-                                   return RegCompareNames(v.name, x) < 0;
-                               });
+    auto it = std::lower_bound(
+        values.begin(), values.end(), n,
+        [](const Value& v, std::u16string_view x) { return RegCompareNames(v.name, x) < 0; });
     if (index) *index = static_cast<size_t>(it - values.begin());
     if (it != values.end() && RegNamesEqual(it->name, n)) return &*it;
     return nullptr;
@@ -130,8 +129,12 @@ TreeStore::Start TreeStore::Begin(std::uint32_t root, std::string_view path) con
     Start s{nullptr, SplitRegPath(path)};
     for (const auto& t : s.tokens) CheckKeyName(t);
     switch (root) {
-        case kHKeyCurrentUser: s.key = user_.root.get(); break;
-        case kHKeyLocalMachine: s.key = machine_.root.get(); break;
+        case kHKeyCurrentUser:
+            s.key = user_.root.get();
+            break;
+        case kHKeyLocalMachine:
+            s.key = machine_.root.get();
+            break;
         case kHKeyClassesRoot:
             // The machine-wide classes; Wine merges the user's on top, which no
             // caller here needs.
@@ -252,8 +255,8 @@ bool TreeStore::DeleteKey(std::uint32_t root, std::string_view path, bool recurs
                       "A registry root cannot be deleted: " + FullName(root, path),
                       std::string(kSource));
     if (!key->subkeys.empty() && !recursive)
-        throw VbError(vbErrPermissionDenied,
-                      "Registry key has subkeys: " + FullName(root, path), std::string(kSource));
+        throw VbError(vbErrPermissionDenied, "Registry key has subkeys: " + FullName(root, path),
+                      std::string(kSource));
     RegHive& hive = HiveOf(parent);
     size_t index = 0;
     parent->FindSubkey(key->name, &index);
@@ -265,8 +268,7 @@ bool TreeStore::DeleteKey(std::uint32_t root, std::string_view path, bool recurs
     return true;
 }
 
-std::vector<std::string> TreeStore::EnumerateKeys(std::uint32_t root,
-                                                  std::string_view path) const {
+std::vector<std::string> TreeStore::EnumerateKeys(std::uint32_t root, std::string_view path) const {
     const RegKeyNode* key = OpenOrThrow(root, path);
     std::vector<std::string> out;
     out.reserve(key->subkeys.size());

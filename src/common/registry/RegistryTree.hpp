@@ -72,8 +72,8 @@ struct RegHive {
     std::string text;
     size_t headerEnd = 0;
     std::vector<Chunk> chunks;
-    bool fromFile = false;   // false: a new file, written with a fresh header
-    std::string arch;        // "win32", "win64" or empty
+    bool fromFile = false;  // false: a new file, written with a fresh header
+    std::string arch;       // "win32", "win64" or empty
     int archLine = 0;
     // The layout of the text last rendered, adopted once it is on disk.
     std::vector<Chunk> renderedChunks;

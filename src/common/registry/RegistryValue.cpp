@@ -11,10 +11,14 @@ namespace velloran {
 
 std::string RootKeyName(std::uint32_t root) {
     switch (root) {
-        case kHKeyClassesRoot: return "HKEY_CLASSES_ROOT";
-        case kHKeyCurrentUser: return "HKEY_CURRENT_USER";
-        case kHKeyLocalMachine: return "HKEY_LOCAL_MACHINE";
-        case kHKeyUsers: return "HKEY_USERS";
+        case kHKeyClassesRoot:
+            return "HKEY_CLASSES_ROOT";
+        case kHKeyCurrentUser:
+            return "HKEY_CURRENT_USER";
+        case kHKeyLocalMachine:
+            return "HKEY_LOCAL_MACHINE";
+        case kHKeyUsers:
+            return "HKEY_USERS";
         default: {
             char buf[16];
             std::snprintf(buf, sizeof buf, "0x%08X", root);
@@ -55,8 +59,10 @@ std::u16string Utf8ToUtf16(std::string_view s) {
                 break;
             }
             unsigned char cc = static_cast<unsigned char>(s[i + k]);
-            if ((cc & 0xC0) != 0x80) ok = false;
-            else cp = (cp << 6) | (cc & 0x3F);
+            if ((cc & 0xC0) != 0x80)
+                ok = false;
+            else
+                cp = (cp << 6) | (cc & 0x3F);
         }
         static constexpr char32_t kMin[] = {0, 0x80, 0x800, 0x10000};
         if (ok && (cp < kMin[extra] || cp > 0x10FFFF || (cp >= 0xD800 && cp < 0xE000))) ok = false;
@@ -117,10 +123,8 @@ char16_t FallbackLower(char16_t c) {
     if (c < 0xC0) return c;
     if (c <= 0xDE) return c == 0xD7 ? c : c + 32;
     if (c == 0x130) return u'i';
-    if ((c >= 0x100 && c <= 0x137) || (c >= 0x14A && c <= 0x177))
-        return (c % 2 == 0) ? c + 1 : c;
-    if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E))
-        return (c % 2 == 1) ? c + 1 : c;
+    if ((c >= 0x100 && c <= 0x137) || (c >= 0x14A && c <= 0x177)) return (c % 2 == 0) ? c + 1 : c;
+    if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E)) return (c % 2 == 1) ? c + 1 : c;
     if (c == 0x178) return 0xFF;
     if (c == 0x386) return 0x3AC;
     if (c >= 0x388 && c <= 0x38A) return c + 37;
@@ -129,8 +133,7 @@ char16_t FallbackLower(char16_t c) {
     if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) return c + 32;
     if (c >= 0x400 && c <= 0x40F) return c + 80;
     if (c >= 0x410 && c <= 0x42F) return c + 32;
-    if ((c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF))
-        return (c % 2 == 0) ? c + 1 : c;
+    if ((c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF)) return (c % 2 == 0) ? c + 1 : c;
     if (c >= 0xFF21 && c <= 0xFF3A) return c + 32;
     return c;
 }

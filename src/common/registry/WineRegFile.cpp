@@ -64,7 +64,6 @@ private:
     std::string why_;
 };
 
-
 // One UTF-8 sequence starting at src[i]; returns its length, or 0 when invalid.
 size_t DecodeUtf8(std::string_view src, size_t i, char32_t& cp) {
     unsigned char c = static_cast<unsigned char>(src[i]);
@@ -102,9 +101,12 @@ struct TypeTag {
     enum Parse { String, Dword, Hex } parse;
 };
 constexpr TypeTag kTags[] = {
-    {"\"", kRegSz, TypeTag::String},           {"str:\"", kRegSz, TypeTag::String},
-    {"str(2):\"", kRegExpandSz, TypeTag::String}, {"str(7):\"", kRegMultiSz, TypeTag::String},
-    {"hex:", kRegBinary, TypeTag::Hex},        {"dword:", kRegDword, TypeTag::Dword},
+    {"\"", kRegSz, TypeTag::String},
+    {"str:\"", kRegSz, TypeTag::String},
+    {"str(2):\"", kRegExpandSz, TypeTag::String},
+    {"str(7):\"", kRegMultiSz, TypeTag::String},
+    {"hex:", kRegBinary, TypeTag::Hex},
+    {"dword:", kRegDword, TypeTag::Dword},
 };
 
 std::uint32_t ParseDword(std::string_view s) {
@@ -176,8 +178,10 @@ public:
                 char c = p.empty() ? '\0' : p[0];
                 switch (c) {
                     case '[':
-                        if (!hive_.chunks.empty()) hive_.chunks.back().end = start;
-                        else hive_.headerEnd = start;
+                        if (!hive_.chunks.empty())
+                            hive_.chunks.back().end = start;
+                        else
+                            hive_.headerEnd = start;
                         key = ParseKey(p);
                         hive_.chunks.push_back({start, rd.Pos(), hive_.text.size(), key});
                         break;
@@ -203,8 +207,8 @@ public:
                 }
             }
         } catch (const ParseError& e) {
-            std::string msg = file_ + ", line " + std::to_string(std::max(rd.Line(), 1)) +
-                              ": " + e.Why() +
+            std::string msg = file_ + ", line " + std::to_string(std::max(rd.Line(), 1)) + ": " +
+                              e.Why() +
                               ". This is not a valid Wine registry file; it is left as it is.";
             hive_.Clear();
             throw VbError(kVbErrBadFileFormat, msg, "Registry");
@@ -268,7 +272,8 @@ private:
         } else if (rest.substr(0, 4) == "hex(") {
             size_t i = 4;
             std::uint64_t t = 0;
-            while (i < rest.size() && HexDigit(rest[i]) >= 0) t = t * 16 + static_cast<unsigned>(HexDigit(rest[i++]));
+            while (i < rest.size() && HexDigit(rest[i]) >= 0)
+                t = t * 16 + static_cast<unsigned>(HexDigit(rest[i++]));
             if (i == 4 || rest.substr(i, 2) != "):") throw ParseError("malformed value type");
             value.type = static_cast<std::uint32_t>(t);
             parse = TypeTag::Hex;
@@ -289,7 +294,8 @@ private:
             }
             case TypeTag::Dword: {
                 std::uint32_t dw = ParseDword(rest);
-                for (int i = 0; i < 4; ++i) value.data.push_back(static_cast<std::uint8_t>(dw >> (8 * i)));
+                for (int i = 0; i < 4; ++i)
+                    value.data.push_back(static_cast<std::uint8_t>(dw >> (8 * i)));
                 break;
             }
             case TypeTag::Hex: {
@@ -510,14 +516,38 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
         if (++p >= src.size()) return std::string_view::npos;
         char e = src[p];
         switch (e) {
-            case 'a': out.push_back(u'\a'); ++p; break;
-            case 'b': out.push_back(u'\b'); ++p; break;
-            case 'e': out.push_back(27); ++p; break;
-            case 'f': out.push_back(u'\f'); ++p; break;
-            case 'n': out.push_back(u'\n'); ++p; break;
-            case 'r': out.push_back(u'\r'); ++p; break;
-            case 't': out.push_back(u'\t'); ++p; break;
-            case 'v': out.push_back(u'\v'); ++p; break;
+            case 'a':
+                out.push_back(u'\a');
+                ++p;
+                break;
+            case 'b':
+                out.push_back(u'\b');
+                ++p;
+                break;
+            case 'e':
+                out.push_back(27);
+                ++p;
+                break;
+            case 'f':
+                out.push_back(u'\f');
+                ++p;
+                break;
+            case 'n':
+                out.push_back(u'\n');
+                ++p;
+                break;
+            case 'r':
+                out.push_back(u'\r');
+                ++p;
+                break;
+            case 't':
+                out.push_back(u'\t');
+                ++p;
+                break;
+            case 'v':
+                out.push_back(u'\v');
+                ++p;
+                break;
             case 'x': {
                 ++p;
                 if (p >= src.size() || HexDigit(src[p]) < 0) {
@@ -530,8 +560,14 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
                 out.push_back(static_cast<char16_t>(v));
                 break;
             }
-            case '0': case '1': case '2': case '3':
-            case '4': case '5': case '6': case '7': {
+            case '0':
+            case '1':
+            case '2':
+            case '3':
+            case '4':
+            case '5':
+            case '6':
+            case '7': {
                 unsigned v = 0;
                 for (int k = 0; k < 3 && p < src.size() && src[p] >= '0' && src[p] <= '7'; ++k)
                     v = v * 8 + static_cast<unsigned>(src[p++] - '0');
@@ -617,8 +653,8 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
     std::vector<std::vector<RegKeyNode*>> after(items.size() + 1);  // [0] = before all
     for (RegKeyNode* k : order) {
         if (k->emitted || !k->touched || !NeedsSection(k)) continue;
-        auto it = std::lower_bound(placed.begin(), placed.end(),
-                                   std::make_pair(k->order, size_t{0}));
+        auto it =
+            std::lower_bound(placed.begin(), placed.end(), std::make_pair(k->order, size_t{0}));
         after[it == placed.begin() ? 0 : std::prev(it)->second + 1].push_back(k);
     }
 
@@ -627,7 +663,8 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
     if (hive.fromFile) {
         out.append(text.substr(0, hive.headerEnd));
     } else {
-        out += std::string(kFirstLine) + "\n;; All keys relative to " + WineBranchPath(branch) + "\n";
+        out +=
+            std::string(kFirstLine) + "\n;; All keys relative to " + WineBranchPath(branch) + "\n";
         if (!arch.empty()) out += "\n#arch=" + std::string(arch) + "\n";
     }
     hive.renderedHeaderEnd = out.size();

@@ -74,8 +74,8 @@ pid_t FindServerProcess(const std::string& dirName, fs::path& serverDir) {
 std::string ShellQuote(const std::string& s) {
     bool plain = !s.empty();
     for (char c : s)
-        if (!(isalnum(static_cast<unsigned char>(c)) || std::string_view("/._-+,:@%").find(c) !=
-                                                             std::string_view::npos))
+        if (!(isalnum(static_cast<unsigned char>(c)) ||
+              std::string_view("/._-+,:@%").find(c) != std::string_view::npos))
             plain = false;
     if (plain) return s;
     std::string out = "'";
@@ -130,9 +130,11 @@ std::string WineServerRunningMessage(const fs::path& prefix, pid_t pid) {
     std::string p = prefix.string();
     std::string msg = "The Wine prefix " + p + " is in use: its wineserver";
     if (pid > 0) msg += " (process " + std::to_string(pid) + ")";
-    msg += " is running and keeps the registry in memory, so it would overwrite any change. "
-           "Nothing was written. Close the Windows programs running in it, or stop it with: "
-           "WINEPREFIX=" + ShellQuote(p) + " wineserver -k";
+    msg +=
+        " is running and keeps the registry in memory, so it would overwrite any change. "
+        "Nothing was written. Close the Windows programs running in it, or stop it with: "
+        "WINEPREFIX=" +
+        ShellQuote(p) + " wineserver -k";
     return msg;
 }
 

@@ -12,8 +12,8 @@ namespace velloran {
 
 struct WineServerStatus {
     bool running = false;
-    pid_t pid = 0;                       // 0 when not known
-    std::filesystem::path serverDir;     // the server-<dev>-<ino> folder found
+    pid_t pid = 0;                    // 0 when not known
+    std::filesystem::path serverDir;  // the server-<dev>-<ino> folder found
 };
 
 // `searchRoots` are the folders that may hold the server folders' parents

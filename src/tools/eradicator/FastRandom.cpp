@@ -21,7 +21,8 @@ std::uint64_t SplitMix(std::uint64_t& x) {
 FastRandom::FastRandom() {
     std::uint64_t seed[4] = {};
     if (getrandom(seed, sizeof seed, 0) != static_cast<ssize_t>(sizeof seed))
-        seed[0] = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+        seed[0] =
+            static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
     // Expand the seed so that no lane starts at the all-zero state.
     std::uint64_t x = seed[0] ^ seed[1] ^ seed[2] ^ seed[3];
     for (int w = 0; w < 4; ++w)

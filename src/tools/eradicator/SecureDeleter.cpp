@@ -52,7 +52,8 @@ struct FreeDeleter {
 using Buffer = std::unique_ptr<unsigned char[], FreeDeleter>;
 
 Buffer AlignedBuffer(std::size_t size) {
-    auto* p = static_cast<unsigned char*>(std::aligned_alloc(kAlign, (size + kAlign - 1) / kAlign * kAlign));
+    auto* p = static_cast<unsigned char*>(
+        std::aligned_alloc(kAlign, (size + kAlign - 1) / kAlign * kAlign));
     if (!p) throw std::bad_alloc();
     return Buffer(p);
 }
@@ -199,7 +200,8 @@ bool SecureDeleter::DeletePlain(const std::string& path, bool toRecycleBin) {
     Fd dirfd(linuxfs::OpenDirectoryPath(dir));
     if (dirfd.fd < 0) throw linuxfs::ErrnoError(errno, path);
     if (unlinkat(dirfd.fd, name.c_str(), 0) != 0) {
-        if (errno == EISDIR) throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is a folder");
+        if (errno == EISDIR)
+            throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is a folder");
         throw linuxfs::ErrnoError(errno, path);
     }
     return true;
@@ -243,13 +245,16 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
         Fd dirfd(linuxfs::OpenDirectoryPath(dir));
         if (dirfd.fd < 0) throw linuxfs::ErrnoError(errno, path);
         struct stat st {};
-        if (fstatat(dirfd.fd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw linuxfs::ErrnoError(errno, path);
+        if (fstatat(dirfd.fd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+            throw linuxfs::ErrnoError(errno, path);
         if (!S_ISREG(st.st_mode)) {
             report.push_back(path + ": not a regular file; refused");
-            throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is not a regular file");
+            throw VbError(vbErrPathFileAccess,
+                          "Path/File access error: " + path + " is not a regular file");
         }
         // Refuse before touching the data when the entry could not be removed after.
-        if (faccessat(dirfd.fd, ".", W_OK | X_OK, AT_EACCESS) != 0) throw linuxfs::ErrnoError(errno, dir);
+        if (faccessat(dirfd.fd, ".", W_OK | X_OK, AT_EACCESS) != 0)
+            throw linuxfs::ErrnoError(errno, dir);
         const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
         int raw = openat(dirfd.fd, name.c_str(), flags);
         if (raw < 0 && errno == EACCES && st.st_uid == geteuid()) {
@@ -257,7 +262,8 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             // very inode, never through a name that could have become a link.
             Fd p(openat(dirfd.fd, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
             struct stat ps {};
-            if (p.fd >= 0 && fstat(p.fd, &ps) == 0 && S_ISREG(ps.st_mode) && ps.st_ino == st.st_ino) {
+            if (p.fd >= 0 && fstat(p.fd, &ps) == 0 && S_ISREG(ps.st_mode) &&
+                ps.st_ino == st.st_ino) {
                 std::string proc = "/proc/self/fd/" + std::to_string(p.fd);
                 if (chmod(proc.c_str(), (ps.st_mode & 07777) | S_IRUSR | S_IWUSR) == 0)
                     raw = openat(dirfd.fd, name.c_str(), flags);
@@ -266,8 +272,10 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
         if (raw < 0) throw linuxfs::ErrnoError(errno, path);
         Fd fd(raw);
         struct stat fs {};
-        if (fstat(fd.fd, &fs) != 0 || !S_ISREG(fs.st_mode) || fs.st_ino != st.st_ino || fs.st_dev != st.st_dev)
-            throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " changed while opening");
+        if (fstat(fd.fd, &fs) != 0 || !S_ISREG(fs.st_mode) || fs.st_ino != st.st_ino ||
+            fs.st_dev != st.st_dev)
+            throw VbError(vbErrPathFileAccess,
+                          "Path/File access error: " + path + " changed while opening");
 
         bool complete = true;
         std::uint64_t size = static_cast<std::uint64_t>(fs.st_size);
@@ -297,21 +305,25 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             if (im.abort.load()) break;
             FastRandom rng;
             lastRandom = rng;
-            auto generate = [&rng](unsigned char* to, std::size_t n) { rng.Fill(to, (n + 63) / 64 * 64); };
+            auto generate = [&rng](unsigned char* to, std::size_t n) {
+                rng.Fill(to, (n + 63) / 64 * 64);
+            };
             if (!pass.random)
                 for (std::size_t i = 0; i < kChunk + 64; ++i)
                     buf[i] = pass.pattern[i % static_cast<std::size_t>(pass.patternLength)];
             std::uint64_t off = 0;
             bool ready = false;  // buf already holds random data for the chunk at off
             while (off < length && !im.abort.load()) {
-                std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
+                std::size_t n =
+                    static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
                 const unsigned char* src = buf.get();
                 std::future<void> next;
                 if (pass.random) {
                     if (!ready) generate(buf.get(), n);
                     // Make the next chunk's bytes on another core while this one is written.
                     if (off + n < length) {
-                        std::size_t nn = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off - n));
+                        std::size_t nn = static_cast<std::size_t>(
+                            std::min<std::uint64_t>(kChunk, length - off - n));
                         next = std::async(std::launch::async, generate, spare.get(), nn);
                     }
                 } else {
@@ -327,15 +339,16 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
                 if (!written) {
                     if ((err == ENOSPC || err == EDQUOT) && off + n > size && length > size) {
                         // The slack after the end could not be claimed: keep to the file.
-                        report.push_back(path + ": the space after the end of the file could not be "
-                                                "overwritten (disk full)");
+                        report.push_back(path +
+                                         ": the space after the end of the file could not be "
+                                         "overwritten (disk full)");
                         complete = false;
                         length = size;
                         ready = false;
                         continue;
                     }
-                    report.push_back(path + ": overwriting stopped at byte " + std::to_string(off) + ": " +
-                                     std::strerror(err));
+                    report.push_back(path + ": overwriting stopped at byte " + std::to_string(off) +
+                                     ": " + std::strerror(err));
                     complete = false;
                     failed = true;
                     break;
@@ -345,8 +358,8 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             }
             if (failed) break;
             if (fdatasync(fd.fd) != 0) {
-                report.push_back(path + ": pass " + std::to_string(passNo) + " could not be flushed: " +
-                                 std::strerror(errno));
+                report.push_back(path + ": pass " + std::to_string(passNo) +
+                                 " could not be flushed: " + std::strerror(errno));
                 complete = false;
             }
             if (im.hook && !im.abort.load()) im.hook(passNo, fd.fd, length);
@@ -356,7 +369,8 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             posix_fadvise(fd.fd, 0, 0, POSIX_FADV_DONTNEED);
             std::uint64_t bad = 0;
             for (std::uint64_t off = 0; off < length && !im.abort.load();) {
-                std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
+                std::size_t n =
+                    static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
                 lastRandom.Fill(buf.get(), (n + 63) / 64 * 64);
                 if (!ReadAll(fd.fd, check.get(), n, off)) {
                     bad += length - off;

@@ -399,7 +399,8 @@ void FrmJunk::StartCleaning() {
             }
             const ListRow& item = lvFiles.Row(row);
             const std::string name = item.text;
-            const std::string path = (item.subItems.size() >= 2 ? item.subItems[1] : std::string()) + name;
+            const std::string path =
+                (item.subItems.size() >= 2 ? item.subItems[1] : std::string()) + name;
             pbar.SetValue(pbar.Value() + 1);
             pbar.SetCaption("Deleting " + name + " ...");
 
@@ -408,10 +409,18 @@ void FrmJunk::StartCleaning() {
             try {
                 if (main.stChk(1).Value() == 1) {
                     switch (main.cmbsDelType.ListIndex()) {
-                        case 0: Require(deleter).DeleteZapper(path); break;
-                        case 1: Require(deleter).DeleteGutmann(path); break;
-                        case 2: Require(deleter).DeleteZero(path); break;
-                        default: Require(deleter).DeletePlain(path, true); break;
+                        case 0:
+                            Require(deleter).DeleteZapper(path);
+                            break;
+                        case 1:
+                            Require(deleter).DeleteGutmann(path);
+                            break;
+                        case 2:
+                            Require(deleter).DeleteZero(path);
+                            break;
+                        default:
+                            Require(deleter).DeletePlain(path, true);
+                            break;
                     }
                 } else {
                     Require(deleter).DeletePlain(path, main.stChk(0).Value() != 0);

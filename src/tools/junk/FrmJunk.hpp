@@ -63,8 +63,8 @@ public:
     void chkselallfiles_Click();
     void cmdFind_Click();
     void cs_FoundFile(const std::string& path);
-    void cs_FoundJunkFile(const std::string& folder, const std::string& name, const std::string& tag,
-                          std::int32_t size, double total);
+    void cs_FoundJunkFile(const std::string& folder, const std::string& name,
+                          const std::string& tag, std::int32_t size, double total);
     void cmddelete_Click();
     void StartCleaning();
 

@@ -34,7 +34,8 @@ std::vector<std::string> Split(std::string_view s, std::string_view sep) {
     std::size_t pos = 0;
     for (;;) {
         std::size_t at = s.find(sep, pos);
-        out.emplace_back(s.substr(pos, at == std::string_view::npos ? std::string_view::npos : at - pos));
+        out.emplace_back(
+            s.substr(pos, at == std::string_view::npos ? std::string_view::npos : at - pos));
         if (at == std::string_view::npos) break;
         pos = at + sep.size();
     }
@@ -64,7 +65,8 @@ bool JunkSearch::InPlace(const Filter& filter, const std::string& folder) {
         if (chain.size() > parts.size()) continue;
         for (std::size_t start = 0; start + chain.size() <= parts.size(); ++start) {
             bool ok = true;
-            for (std::size_t k = 0; k < chain.size() && ok; ++k) ok = chain[k].Matches(parts[start + k]);
+            for (std::size_t k = 0; k < chain.size() && ok; ++k)
+                ok = chain[k].Matches(parts[start + k]);
             if (ok) return true;
         }
     }
@@ -78,7 +80,8 @@ void JunkSearch::PrepareFilters() {
         const std::string& item = patterns_.Item(i);
         Filter f;
         f.tag = i <= tags_.Count() ? tags_.Item(i) : std::string();
-        if (!recordSeparator_.empty() && item.compare(0, recordSeparator_.size(), recordSeparator_) == 0)
+        if (!recordSeparator_.empty() &&
+            item.compare(0, recordSeparator_.size(), recordSeparator_) == 0)
             f.never = true;
         for (const std::string& raw : Split(item, fieldSeparator_)) {
             std::string m = Trim(raw);

@@ -87,7 +87,7 @@ public:
     struct Filter {
         std::vector<Wildcard> masks;
         std::vector<std::vector<Wildcard>> places;  // empty: anywhere
-        bool never = false;                          // restriction not understood
+        bool never = false;                         // restriction not understood
         std::string tag;
     };
     struct Event {

@@ -19,7 +19,8 @@ void Findallfiles(Application& app, TreeView& tv, Form& owner, bool volumeInfo) 
         Platform& platform = app.GetPlatform();
         const std::vector<LogicalDrive> drives = platform.LogicalDrives();
         owner.SetAutoRedraw(true);
-        for (std::size_t i = 0; i < drives.size() && i < static_cast<std::size_t>(kMaxDrives); ++i) {
+        for (std::size_t i = 0; i < drives.size() && i < static_cast<std::size_t>(kMaxDrives);
+             ++i) {
             const LogicalDrive& drive = drives[i];
             if (volumeInfo && drive.type != DRIVE_REMOVABLE && drive.type != DRIVE_CDROM) {
                 // Read with the drive list; nothing uses it further.
@@ -30,7 +31,8 @@ void Findallfiles(Application& app, TreeView& tv, Form& owner, bool volumeInfo) 
             if (drive.type == DRIVE_REMOVABLE || drive.type == DRIVE_FIXED) {
                 // Linux paths are case-sensitive: the root is shown as it is.
                 tv.Add({}, drive.root, drive.root);
-                if (drive.type == DRIVE_FIXED) DrivesFreeSpace += DiskFreeSpace(platform, drive.root);
+                if (drive.type == DRIVE_FIXED)
+                    DrivesFreeSpace += DiskFreeSpace(platform, drive.root);
             }
             // Every listed drive starts checked, even when this one made no node.
             tv.SetChecked(tv.Count() - 1, true);

@@ -18,7 +18,8 @@ void StringCollection::Add(std::string item, const std::string& key) {
     if (!folded.empty())
         for (const auto& [it, k] : items_)
             if (k == folded)
-                throw VbError(457, "This key is already associated with an element of this collection");
+                throw VbError(457,
+                              "This key is already associated with an element of this collection");
     items_.emplace_back(std::move(item), std::move(folded));
 }
 

@@ -50,9 +50,9 @@ Wildcard::Wildcard(std::string_view pattern) : pattern_(pattern) {
     } else {
         kind_ = Kind::General;
         // Most names fail on the literal head ("~$*", "hs_err_pid*"): test it first.
-        prefix_ = compiled_.substr(0, static_cast<std::size_t>(
-                                          std::find_if(compiled_.begin(), compiled_.end(), isWild) -
-                                          compiled_.begin()));
+        prefix_ = compiled_.substr(
+            0, static_cast<std::size_t>(std::find_if(compiled_.begin(), compiled_.end(), isWild) -
+                                        compiled_.begin()));
     }
 }
 
@@ -74,7 +74,8 @@ bool Wildcard::Matches(std::string_view name) const {
 // Set-of-states matching over the compiled pattern: states[k] means the first k
 // tokens have consumed the name so far. Linear in name × pattern, no backtracking.
 bool Wildcard::MatchGeneral(std::string_view name) const {
-    if (name.size() < prefix_.size() || !EqualsFolded(name.substr(0, prefix_.size()), prefix_)) return false;
+    if (name.size() < prefix_.size() || !EqualsFolded(name.substr(0, prefix_.size()), prefix_))
+        return false;
     const std::size_t m = compiled_.size();
     const std::size_t lastDot = name.rfind('.');
     // State sets live on the stack for patterns of ordinary length.
@@ -100,9 +101,12 @@ bool Wildcard::MatchGeneral(std::string_view name) const {
         for (std::size_t k = 0; k < m; ++k) {
             if (!st[k]) continue;
             char t = compiled_[k];
-            if (t == kStar || t == kDosStar) st[k + 1] = 1;
-            else if (t == kDosQm && (atEnd || atDot)) st[k + 1] = 1;
-            else if (t == kDosDot && atEnd) st[k + 1] = 1;
+            if (t == kStar || t == kDosStar)
+                st[k + 1] = 1;
+            else if (t == kDosQm && (atEnd || atDot))
+                st[k + 1] = 1;
+            else if (t == kDosDot && atEnd)
+                st[k + 1] = 1;
         }
     };
 

@@ -25,7 +25,8 @@ using Row = std::array<std::string_view, 5>;
 
 constexpr std::string_view kWinZip = "Software\\Nico Mak Computing\\WinZip";
 constexpr std::string_view kWinZipFailure = "Failed: To clean Winzip {extract to} history.";
-constexpr std::string_view kFrontPage = "Software\\Microsoft\\FrontPage\\Explorer\\FrontPage Explorer";
+constexpr std::string_view kFrontPage =
+    "Software\\Microsoft\\FrontPage\\Explorer\\FrontPage Explorer";
 constexpr std::string_view kFrontPageFailure = "Failed: Erase Clean frontpage tracks";
 
 // Office: the key tail and subkey of each application, and which values go.
@@ -130,13 +131,12 @@ void ClsPrograms::CleanMicrosoftOffice(float application) {
         if (!office) return;
         Int16 count;
         for (int version = 8; version <= 10; ++version) {
-            const std::string keyPath =
-                "Software\\Microsoft\\Office\\" + std::to_string(version) + std::string(office->tail);
+            const std::string keyPath = "Software\\Microsoft\\Office\\" + std::to_string(version) +
+                                        std::string(office->tail);
             ClearList(keyPath, std::string(office->subKey), count, office->selects);
         }
-        RaiseProgress(office->withCount
-                          ? std::string(office->message) + std::to_string(count) + ")"
-                          : std::string(office->message));
+        RaiseProgress(office->withCount ? std::string(office->message) + std::to_string(count) + ")"
+                                        : std::string(office->message));
     });
 }
 

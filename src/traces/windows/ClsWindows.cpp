@@ -143,47 +143,51 @@ bool ClsWindows::CleanEncryptedTracks(Int16& f) { return RunListTask("CleanEncry
 
 bool ClsWindows::CleanClipBoard() {
     // The platform's answer is not looked at: the task reports success regardless.
-    bool ok = TaskEnd::Done == RunTask("CleanClipBoard", "", [&] { app_.GetPlatform().EmptyClipboard(); });
+    bool ok = TaskEnd::Done ==
+              RunTask("CleanClipBoard", "", [&] { app_.GetPlatform().EmptyClipboard(); });
     if (ok) RaiseProgress("Cleared Windows {Clipboard}.");
     return ok;
 }
 
 bool ClsWindows::EmptyRecycleBin(Form& /*owner*/, bool Silent) {
     if (IsTrue(Cancel)) return false;
-    bool ok = TaskEnd::Done == RunTask("EmptyRecycleBin", "Failed: Empty Windows {recycle bin} file.", [&] {
-        Platform& platform = app_.GetPlatform();
-        platform.EmptyRecycleBin(Silent ? 7 : 0);
-        platform.UpdateRecycleBinIcon();
-    });
+    bool ok = TaskEnd::Done ==
+              RunTask("EmptyRecycleBin", "Failed: Empty Windows {recycle bin} file.", [&] {
+                  Platform& platform = app_.GetPlatform();
+                  platform.EmptyRecycleBin(Silent ? 7 : 0);
+                  platform.UpdateRecycleBinIcon();
+              });
     if (ok) RaiseProgress("Emptied Windows {recycle bin} file.");
     return ok;
 }
 
 bool ClsWindows::ClearPageFile() {
     std::string message;
-    bool ok = TaskEnd::Done == RunTask("ClearPageFile", "Failed: To set Page File/SWAP file to be clear on restart.",
-                      [&] {
-                          KelRegistry& reg = NewRegistry();
-                          reg.RootKey(kHKeyLocalMachine);
-                          reg.KeyPath("SYSTEM\\CurrentControlSet\\Control\\Session Manager");
-                          reg.SubKey("Memory Management");
-                          if (reg.KeyExists()) {
-                              const std::string paging = PagingFilesText(reg.ReadValue("PagingFiles"));
-                              reg.WriteValue("clearpagefileatshutdown", RegData("1"), kRegSz);
-                              message = "Page/SWAP File will be cleared on restart. (" + paging + ") ";
-                          } else {
-                              reg.WriteValue("clearpagefileatshutdown", RegData("1"), kRegSz);
-                              message = "Page/SWAP File will be cleared on restart.";
-                          }
-                          app_.SharedRegistry.reset();
-                      });
+    bool ok =
+        TaskEnd::Done ==
+        RunTask("ClearPageFile", "Failed: To set Page File/SWAP file to be clear on restart.", [&] {
+            KelRegistry& reg = NewRegistry();
+            reg.RootKey(kHKeyLocalMachine);
+            reg.KeyPath("SYSTEM\\CurrentControlSet\\Control\\Session Manager");
+            reg.SubKey("Memory Management");
+            if (reg.KeyExists()) {
+                const std::string paging = PagingFilesText(reg.ReadValue("PagingFiles"));
+                reg.WriteValue("clearpagefileatshutdown", RegData("1"), kRegSz);
+                message = "Page/SWAP File will be cleared on restart. (" + paging + ") ";
+            } else {
+                reg.WriteValue("clearpagefileatshutdown", RegData("1"), kRegSz);
+                message = "Page/SWAP File will be cleared on restart.";
+            }
+            app_.SharedRegistry.reset();
+        });
     if (ok) RaiseProgress(message);
     return ok;
 }
 
 bool ClsWindows::CleanRecentDocList() {
-    bool ok = TaskEnd::Done == RunTask("CleanRecentDocList", "Failed: Clear Windows {recent document} history.",
-                      [&] { app_.GetPlatform().ClearRecentDocs(); });
+    bool ok = TaskEnd::Done == RunTask("CleanRecentDocList",
+                                       "Failed: Clear Windows {recent document} history.",
+                                       [&] { app_.GetPlatform().ClearRecentDocs(); });
     if (ok) RaiseProgress("Cleared Windows {recent document} history.");
     return ok;
 }
@@ -212,7 +216,8 @@ std::string ClsWindows::LogonUserName() {
         reg.KeyPath("Software\\Microsoft\\Windows\\CurrentVersion");
         reg.SubKey("Explorer");
         if (reg.KeyExists()) {
-            app_.SharedList = reg.EnumerateValues(reg.RootKey(), reg.KeyPath() + "\\" + reg.SubKey());
+            app_.SharedList =
+                reg.EnumerateValues(reg.RootKey(), reg.KeyPath() + "\\" + reg.SubKey());
             for (const auto& entry : app_.SharedList) {
                 if (IsTrue(Cancel)) return result;
                 if (entry.first == "Logon User Name") result = entry.second.ToString();

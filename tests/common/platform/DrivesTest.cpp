@@ -26,10 +26,14 @@ TEST(Drives, MountTableBecomesTypedDrivesWithTheRootFirst) {
         asked.push_back(dev);
         return dev == "8:17";
     });
-    const std::vector<std::pair<std::string, int>> expected = {
-        {"/", DRIVE_FIXED},           {"/tmp", DRIVE_RAMDISK},      {"/media/my stick", DRIVE_REMOVABLE},
-        {"/net/home", DRIVE_REMOTE},  {"/media/cdrom", DRIVE_CDROM}, {"/snap/core/1", DRIVE_CDROM},
-        {"/home", DRIVE_FIXED},       {"/mnt/over", DRIVE_FIXED}};
+    const std::vector<std::pair<std::string, int>> expected = {{"/", DRIVE_FIXED},
+                                                               {"/tmp", DRIVE_RAMDISK},
+                                                               {"/media/my stick", DRIVE_REMOVABLE},
+                                                               {"/net/home", DRIVE_REMOTE},
+                                                               {"/media/cdrom", DRIVE_CDROM},
+                                                               {"/snap/core/1", DRIVE_CDROM},
+                                                               {"/home", DRIVE_FIXED},
+                                                               {"/mnt/over", DRIVE_FIXED}};
     ASSERT_EQ(drives.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(drives[i].root, expected[i].first);

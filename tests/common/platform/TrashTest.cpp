@@ -44,7 +44,8 @@ TEST(Trash, InfoTextEncodingAndParsing) {
     EXPECT_EQ(Trash::PercentDecode(enc), raw);
     EXPECT_EQ(Trash::PercentDecode("a%2"), "a%2");  // a broken escape stays as it is
 
-    auto info = Trash::ParseInfo("[Trash Info]\nPath=/x/a%20b\nPath=/other\nDeletionDate=20040831T22:32:08\n");
+    auto info = Trash::ParseInfo(
+        "[Trash Info]\nPath=/x/a%20b\nPath=/other\nDeletionDate=20040831T22:32:08\n");
     ASSERT_TRUE(info);
     EXPECT_EQ(info->path, "/x/a b");  // the first occurrence wins
     EXPECT_EQ(info->deletionDate, "20040831T22:32:08");
@@ -73,8 +74,9 @@ TEST(Trash, HomeTrashMovesRestoresCountsAndEmpties) {
     EXPECT_TRUE(fs::is_symlink(root / "data/Trash/files/link"));
 
     const std::string text = ReadFile(root / "data/Trash/info/a.2.tmp.trashinfo");
-    EXPECT_TRUE(std::regex_match(text, std::regex("\\[Trash Info\\]\nPath=" + (root / "two/a.tmp").string() +
-                                                  "\nDeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\n")))
+    EXPECT_TRUE(std::regex_match(
+        text, std::regex("\\[Trash Info\\]\nPath=" + (root / "two/a.tmp").string() +
+                         "\nDeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\n")))
         << text;
     struct stat st {};
     ASSERT_EQ(stat((root / "data/Trash/info/a.2.tmp.trashinfo").c_str(), &st), 0);
@@ -141,7 +143,8 @@ TEST(Trash, OtherVolumesUseTheirOwnTrash) {
     chmod((vol / "elsewhere").c_str(), 01777);
     fs::create_directory_symlink(vol / "elsewhere", vol / ".Trash");
     WriteFile(vol / "b.tmp", "b");
-    EXPECT_EQ(trash.MoveToTrash((vol / "b.tmp").string()).dir.path, (vol / (".Trash-" + u)).string());
+    EXPECT_EQ(trash.MoveToTrash((vol / "b.tmp").string()).dir.path,
+              (vol / (".Trash-" + u)).string());
     EXPECT_TRUE(fs::is_empty(vol / "elsewhere"));
 
     // A real sticky .Trash wins: $topdir/.Trash/$uid.

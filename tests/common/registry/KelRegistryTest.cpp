@@ -61,8 +61,9 @@ TEST(KelRegistry, ListProcedureClearsValuesButKeepsTheKey) {
     // Missing key: no error for the existence test, an error for the enumeration.
     reg.SubKey("StreamMRU");
     EXPECT_FALSE(reg.KeyExists());
-    EXPECT_EQ(ErrorNumber([&] { reg.EnumerateValues(kHKeyCurrentUser, kExplorer + "\\StreamMRU"); }),
-              vbErrInvalidCall);
+    EXPECT_EQ(
+        ErrorNumber([&] { reg.EnumerateValues(kHKeyCurrentUser, kExplorer + "\\StreamMRU"); }),
+        vbErrInvalidCall);
     EXPECT_EQ(ErrorNumber([&] { reg.DeleteValue("a"); }), vbErrInvalidCall);
     // A key without values enumerates as an empty list.
     store.CreateKey(kHKeyCurrentUser, kExplorer + "\\StreamMRU");
@@ -167,7 +168,8 @@ TEST(KelRegistry, DataConvertsLikeVisualBasic) {
     EXPECT_EQ(RegData::FromValue(RegValue::Qword(1ULL << 40)), RegData(std::int64_t{1} << 40));
     EXPECT_EQ(RegData::FromValue(RegValue::MultiString({"a", "b"})),
               RegData(RegData::Strings{"a", "b"}));
-    EXPECT_EQ(RegData::FromValue(RegValue::String("x\xC3\xA9", kRegExpandSz)), RegData("x\xC3\xA9"));
+    EXPECT_EQ(RegData::FromValue(RegValue::String("x\xC3\xA9", kRegExpandSz)),
+              RegData("x\xC3\xA9"));
     // A DWORD of the wrong size is handed over as its bytes.
     EXPECT_EQ(RegData::FromValue(RegValue::Binary({1, 2}, kRegDword)), RegData(RegBytes{1, 2}));
     // Strings stop at their first NUL, as the API hands them over.
@@ -209,8 +211,10 @@ TEST(KelRegistry, LinkKeysAreOpenedThroughLikeWineDoes) {
     store.Save();
     const std::string saved = ReadBytes(dir / "system.reg");
     const std::string original = ReadBytes(DataFile("wine8-system-fragment.reg"));
-    EXPECT_EQ(regtest::Section(saved, "[Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\Time Zones]"),
-              regtest::Section(original, "[Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\Time Zones]"));
+    EXPECT_EQ(regtest::Section(
+                  saved, "[Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\Time Zones]"),
+              regtest::Section(
+                  original, "[Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\Time Zones]"));
 
     // Deleting a link removes the link, never what it points to.
     reg.KeyPath("Software\\Microsoft\\Windows\\CurrentVersion");

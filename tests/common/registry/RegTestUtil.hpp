@@ -30,7 +30,8 @@ inline void WriteBytes(const std::filesystem::path& p, const std::string& s) {
 class ScratchDir {
 public:
     ScratchDir() {
-        std::string tmpl = (std::filesystem::temp_directory_path() / "velloran-reg-XXXXXX").string();
+        std::string tmpl =
+            (std::filesystem::temp_directory_path() / "velloran-reg-XXXXXX").string();
         if (!mkdtemp(tmpl.data())) std::abort();
         path_ = tmpl;
     }

@@ -46,13 +46,15 @@ TEST(WinePrefixStore, NewFilesGetWinesHeaderAndOnlyChangesAreWritten) {
         EXPECT_FALSE(store.IsDirty());
         store.Save();
         EXPECT_TRUE(FolderEntries(dir.Path()).empty());
-        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1", RegValue::String("1"));
+        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1",
+                         RegValue::String("1"));
         store.Save();
     }
     EXPECT_EQ(FolderEntries(dir.Path()), std::vector<std::string>{"user.reg"});
     const std::string text = ReadBytes(dir / "user.reg");
     const std::string head =
-        "WINE REGISTRY Version 2\n;; All keys relative to REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n"
+        "WINE REGISTRY Version 2\n;; All keys relative to "
+        "REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n"
         "#arch=win64\n\n[Software\\\\Velloran\\\\settings] ";
     EXPECT_EQ(text.substr(0, head.size()), head) << text;
     EXPECT_EQ(text.substr(text.size() - 11), "\"set1\"=\"1\"\n");
@@ -63,7 +65,8 @@ TEST(WinePrefixStore, NewFilesGetWinesHeaderAndOnlyChangesAreWritten) {
                   RegValue::String("1"));
         // Writing what is already there changes nothing, and nothing is written.
         struct stat before = StatOf(dir / "user.reg");
-        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1", RegValue::String("1"));
+        store.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set1",
+                         RegValue::String("1"));
         store.CreateKey(kHKeyCurrentUser, "Software\\Velloran");
         EXPECT_FALSE(store.IsDirty());
         store.Save();
@@ -74,13 +77,15 @@ TEST(WinePrefixStore, NewFilesGetWinesHeaderAndOnlyChangesAreWritten) {
         store.WriteValue(kHKeyLocalMachine, "Software\\X", "v", RegValue::Dword(3));
         store.Save();
         EXPECT_EQ(StatOf(dir / "user.reg").st_ino, before.st_ino);
-        EXPECT_NE(ReadBytes(dir / "system.reg").find(";; All keys relative to REGISTRY\\\\Machine\n"),
-                  std::string::npos);
+        EXPECT_NE(
+            ReadBytes(dir / "system.reg").find(";; All keys relative to REGISTRY\\\\Machine\n"),
+            std::string::npos);
     }
 
     // A new file takes the prefix's architecture from its sibling.
     ScratchDir dir32;
-    WriteBytes(dir32 / "system.reg", "WINE REGISTRY Version 2\n;; All keys relative to \\\\Machine\n\n#arch=win32\n");
+    WriteBytes(dir32 / "system.reg",
+               "WINE REGISTRY Version 2\n;; All keys relative to \\\\Machine\n\n#arch=win32\n");
     WinePrefixStore store32(dir32.Path());
     store32.CreateKey(kHKeyCurrentUser, "Software\\Velloran");
     store32.Save();
@@ -181,7 +186,8 @@ TEST(WinePrefixStore, FullDiskLeavesTheOldFileWhole) {
     const std::string original = ReadBytes(DataFile("wine8-user.reg"));
     WriteBytes(mnt / "user.reg", original);
     WinePrefixStore store(mnt);
-    store.WriteValue(kHKeyCurrentUser, "Software\\Big", "blob", RegValue::Binary(RegBytes(10000, 0xAB)));
+    store.WriteValue(kHKeyCurrentUser, "Software\\Big", "blob",
+                     RegValue::Binary(RegBytes(10000, 0xAB)));
     // Fill what is left of the disk.
     {
         int fd = open((mnt / "filler").c_str(), O_WRONLY | O_CREAT, 0600);
@@ -207,8 +213,9 @@ TEST(WinePrefixStore, FullDiskLeavesTheOldFileWhole) {
     // With room again the same changes go through.
     fs::remove(mnt / "filler");
     store.Save();
-    EXPECT_EQ(WinePrefixStore(mnt).ReadValue(kHKeyCurrentUser, "Software\\Big", "blob")->data.size(),
-              10000u);
+    EXPECT_EQ(
+        WinePrefixStore(mnt).ReadValue(kHKeyCurrentUser, "Software\\Big", "blob")->data.size(),
+        10000u);
 }
 
 // A child process that holds what a running wineserver holds: the lock in
@@ -278,9 +285,11 @@ TEST(WinePrefixStore, RefusesToWriteWhileTheWineserverRuns) {
             ADD_FAILURE() << "wrote a prefix held by a wineserver (lock " << lock << ")";
         } catch (const VbError& e) {
             EXPECT_EQ(e.Number(), vbErrPermissionDenied);
-            EXPECT_NE(e.Description().find("Wine prefix " + prefix.Path().string()), std::string::npos);
-            EXPECT_NE(e.Description().find("WINEPREFIX=" + prefix.Path().string() + " wineserver -k"),
-                      std::string::npos)
+            EXPECT_NE(e.Description().find("Wine prefix " + prefix.Path().string()),
+                      std::string::npos);
+            EXPECT_NE(
+                e.Description().find("WINEPREFIX=" + prefix.Path().string() + " wineserver -k"),
+                std::string::npos)
                 << e.Description();
             EXPECT_NE(e.Description().find(std::to_string(server.Pid())), std::string::npos);
         }

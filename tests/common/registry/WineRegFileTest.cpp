@@ -5,9 +5,9 @@
 #include <chrono>
 
 #include "common/VbError.hpp"
+#include "common/registry/RegTestUtil.hpp"
 #include "common/registry/WinePrefixStore.hpp"
 #include "common/registry/WineRegFile.hpp"
-#include "common/registry/RegTestUtil.hpp"
 
 namespace velloran {
 namespace {
@@ -87,14 +87,18 @@ TEST(WineRegFile, ReadsEveryValueTypeWineWrote) {
     };
     EXPECT_EQ(read(""), RegValue::String("default"));
     EXPECT_EQ(read("Name"), RegValue::String("caf\xC3\xA9 bar"));
-    EXPECT_EQ(read("\xC3\x9Cn\xC3\xAF" "c\xC3\xB6" "d\xC3\xA9 \xE5\x90\x8D\xE5\x89\x8D"),
-              RegValue::String("Gr\xC3\xBC\xC3\x9F" "e, \xE4\xB8\x96\xE7\x95\x8C \xF0\x9F\x98\x80 "
+    EXPECT_EQ(read("\xC3\x9Cn\xC3\xAF"
+                   "c\xC3\xB6"
+                   "d\xC3\xA9 \xE5\x90\x8D\xE5\x89\x8D"),
+              RegValue::String("Gr\xC3\xBC\xC3\x9F"
+                               "e, \xE4\xB8\x96\xE7\x95\x8C \xF0\x9F\x98\x80 "
                                "\"quoted\" back\\slash"));
     EXPECT_EQ(read("Path"), RegValue::String("%USERPROFILE%\\AppData", kRegExpandSz));
     EXPECT_EQ(read("List"), RegValue::MultiString({"one", "two"}));
     EXPECT_EQ(read("Count"), RegValue::Dword(42));
     EXPECT_EQ(read("Big"), RegValue::Qword(0x123456789abcdef0ULL));
-    EXPECT_EQ(read("Blob"), RegValue::Binary({0x00, 0x01, 0x02, 0xff, 0xfe, 0x0a, 0x0d, 0x5c, 0x22}));
+    EXPECT_EQ(read("Blob"),
+              RegValue::Binary({0x00, 0x01, 0x02, 0xff, 0xfe, 0x0a, 0x0d, 0x5c, 0x22}));
     EXPECT_EQ(read("Empty"), RegValue::Binary({}));
     EXPECT_EQ(read("Nothing"), RegValue::Binary({0, 0}, kRegNone));
     RegValue longBin = read("LongBin");
@@ -127,7 +131,8 @@ TEST(WineRegFile, ChangedKeysAreWrittenExactlyAsWineWritesThem) {
     const std::vector<std::pair<std::string, std::string>> keys = {
         {"Software\\VelloranFixture", "[Software\\\\VelloranFixture]"},
         {"Control Panel\\Desktop\\WindowMetrics", "[Control Panel\\\\Desktop\\\\WindowMetrics]"},
-        {"Software\\VelloranFixture\\[brackets]", "[Software\\\\VelloranFixture\\\\\\[brackets\\]]"},
+        {"Software\\VelloranFixture\\[brackets]",
+         "[Software\\\\VelloranFixture\\\\\\[brackets\\]]"},
     };
     for (const auto& [path, head] : keys) {
         store->WriteValue(kHKeyCurrentUser, path, "velloran-probe", RegValue::Dword(1));
@@ -143,7 +148,9 @@ TEST(WineRegFile, ChangedKeysAreWrittenExactlyAsWineWritesThem) {
         std::string wine = Section(original, head);
         ASSERT_FALSE(mine.empty()) << head;
         ASSERT_FALSE(wine.empty()) << head;
-        auto afterTime = [](const std::string& s) { return s.substr(s.find('\n', s.find("#time=")) + 1); };
+        auto afterTime = [](const std::string& s) {
+            return s.substr(s.find('\n', s.find("#time=")) + 1);
+        };
         EXPECT_EQ(afterTime(mine), afterTime(wine)) << head;
         EXPECT_GE(SectionSeconds(mine), before - 1);
         EXPECT_LE(SectionSeconds(mine), NowSeconds() + 1);
@@ -227,7 +234,8 @@ TEST(WineRegFile, NewAndDeletedKeysGoWhereWineWouldPutThem) {
         store->DeleteValue(kHKeyCurrentUser, "A", "x");
         store->Save();
         std::string saved = ReadBytes(dir / "user.reg");
-        EXPECT_EQ(saved.substr(0, std::string(kHeader).size() + 5), std::string(kHeader) + "\n[A] ");
+        EXPECT_EQ(saved.substr(0, std::string(kHeader).size() + 5),
+                  std::string(kHeader) + "\n[A] ");
         EXPECT_EQ(saved.find("Child"), std::string::npos);
         EXPECT_EQ(saved.back(), '\n');
         EXPECT_NE(saved.substr(saved.size() - 2), "\n\n");
@@ -274,11 +282,18 @@ TEST(WineRegFile, EscapesFollowWinesRules) {
         // Four digits when an ASCII hex digit follows.
         {u"\u00dcn\u00efc\u00f6d", "\\xdcn\\x00efc\\x00f6d", "\"\""},
         {u"\xd83d\xde00!", "\\xd83d\\xde00!", "\"\""},
-        {u"a\a\b\t\n\v\f\r\x1b" u"z", "a\\a\\b\\t\\n\\v\\f\\r\\ez", "\"\""},
+        {u"a\a\b\t\n\v\f\r\x1b"
+         u"z",
+         "a\\a\\b\\t\\n\\v\\f\\r\\ez", "\"\""},
         // Octal, with three digits when an octal digit follows.
         {std::u16string(u"a\0b", 3), "a\\0b", "\"\""},
-        {std::u16string(u"a\0" u"1", 3), "a\\0001", "\"\""},
-        {u"\x1f" u"8", "\\378", "\"\""},
+        {std::u16string(u"a\0"
+                        u"1",
+                        3),
+         "a\\0001", "\"\""},
+        {u"\x1f"
+         u"8",
+         "\\378", "\"\""},
         {u"q\"b\\s", "q\\\"b\\\\s", "\"\""},
         {u"[k]\"", "\\[k\\]\"", "[]"},
     };
@@ -297,12 +312,16 @@ TEST(WineRegFile, EscapesFollowWinesRules) {
         size_t r = UnescapeWineString(s, '"', out);
         return r == std::string::npos ? std::u16string(u"<none>") : out;
     };
-    EXPECT_EQ(parse("\\x41424344\""), u"\x4142" u"4344");
+    EXPECT_EQ(parse("\\x41424344\""),
+              u"\x4142"
+              u"4344");
     EXPECT_EQ(parse("\\xg\""), u"xg");
     EXPECT_EQ(parse("\\q\\101\""), u"qA");
     EXPECT_EQ(parse("caf\xC3\xA9\""), u"caf\u00e9");
     EXPECT_EQ(parse("\xF0\x9F\x98\x80\""), u"\xd83d\xde00");
-    EXPECT_EQ(parse("a\xFF" "b\""), u"ab");  // invalid UTF-8 is dropped
+    EXPECT_EQ(parse("a\xFF"
+                    "b\""),
+              u"ab");  // invalid UTF-8 is dropped
     EXPECT_EQ(parse("no end"), u"<none>");
     EXPECT_EQ(parse("ends in escape\\"), u"<none>");
 }
@@ -337,7 +356,8 @@ TEST(WineRegFile, MalformedFilesAreRefusedWithFileAndLine) {
             ADD_FAILURE() << "accepted: " << text;
         } catch (const VbError& e) {
             EXPECT_EQ(e.Number(), kVbErrBadFileFormat);
-            std::string expected = (dir / "user.reg").string() + ", line " + std::to_string(line) + ":";
+            std::string expected =
+                (dir / "user.reg").string() + ", line " + std::to_string(line) + ":";
             EXPECT_NE(e.Description().find(expected), std::string::npos)
                 << e.Description() << "\nfor: " << text;
         }

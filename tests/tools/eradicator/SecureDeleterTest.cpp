@@ -25,7 +25,9 @@ namespace fs = std::filesystem;
 
 using test::MakeTempDir;
 
-void WriteFile(const fs::path& p, const std::string& data) { std::ofstream(p, std::ios::binary) << data; }
+void WriteFile(const fs::path& p, const std::string& data) {
+    std::ofstream(p, std::ios::binary) << data;
+}
 
 std::vector<unsigned char> ReadFd(int fd, std::uint64_t length) {
     std::vector<unsigned char> v(length);
@@ -152,7 +154,8 @@ TEST_F(SecureDeleterTest, RefusesWhatIsNotARegularFileAndSparesOtherNames) {
     EXPECT_FALSE(d.Report().empty());
     EXPECT_EQ(number([&] { d.DeleteZapper((dir_ / "folder.tmp").string()); }), 75);
     EXPECT_EQ(number([&] { d.DeleteZero((dir_ / "missing.tmp").string()); }), vbErrFileNotFound);
-    EXPECT_EQ(number([&] { d.DeletePlain((dir_ / "missing.tmp").string(), false); }), vbErrFileNotFound);
+    EXPECT_EQ(number([&] { d.DeletePlain((dir_ / "missing.tmp").string(), false); }),
+              vbErrFileNotFound);
     EXPECT_EQ(number([&] { d.DeletePlain((dir_ / "folder.tmp").string(), false); }), 75);
     EXPECT_EQ(fs::file_size(target), 100u);
     EXPECT_TRUE(fs::exists(dir_ / "fifo.tmp"));
@@ -225,13 +228,17 @@ TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
     fs::path image = dir / "disk.img", mnt = dir / "mnt";
     fs::create_directories(mnt);
     auto cleanup = [&] { fs::remove_all(dir); };
-    std::string mk = "truncate -s 32M '" + image.string() + "' && mkfs.ext4 -q -F '" + image.string() +
-                     "' >/dev/null 2>&1";
+    std::string mk = "truncate -s 32M '" + image.string() + "' && mkfs.ext4 -q -F '" +
+                     image.string() + "' >/dev/null 2>&1";
     if (std::system(mk.c_str()) != 0) {
         cleanup();
         GTEST_SKIP() << "mkfs.ext4 is not available";
     }
-    auto mount = [&] { return std::system(("mount -o loop '" + image.string() + "' '" + mnt.string() + "' 2>/dev/null").c_str()) == 0; };
+    auto mount = [&] {
+        return std::system(
+                   ("mount -o loop '" + image.string() + "' '" + mnt.string() + "' 2>/dev/null")
+                       .c_str()) == 0;
+    };
     auto unmount = [&] { return std::system(("umount '" + mnt.string() + "'").c_str()) == 0; };
     auto imageHolds = [&](const std::string& marker) {
         std::ifstream in(image, std::ios::binary);

@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 TEST(FilterCollection, ReadsShippedThenUserLinesAndHonoursDrop) {
     fs::path dir = fs::temp_directory_path() / ("velloran-filters-" + std::to_string(getpid()));
     fs::create_directories(dir);
-    std::ofstream(dir / "shipped.txt") << "# comment\r\n*.tmp;Temporary files;x\r\n\r\n*.OLD;Old;backup\n#&&version;1\n";
+    std::ofstream(dir / "shipped.txt")
+        << "# comment\r\n*.tmp;Temporary files;x\r\n\r\n*.OLD;Old;backup\n#&&version;1\n";
     std::ofstream(dir / "user.txt") << "#&&drop;*.old\n*.mine;Mine;\n";
 
     FilterCollection fc({dir / "shipped.txt", dir / "user.txt", dir / "absent.txt"});
@@ -26,8 +27,8 @@ TEST(FilterCollection, ReadsShippedThenUserLinesAndHonoursDrop) {
     EXPECT_EQ(populated, 1);
     std::vector<std::string> lines;
     for (int i = 1; i <= fc.Lines().Count(); ++i) lines.push_back(fc.Lines().Item(i));
-    std::vector<std::string> want = {"# comment", "*.tmp;Temporary files;x", "", "#&&version;1",
-                                     "#&&drop;*.old", "*.mine;Mine;"};
+    std::vector<std::string> want = {"# comment",    "*.tmp;Temporary files;x", "",
+                                     "#&&version;1", "#&&drop;*.old",           "*.mine;Mine;"};
     EXPECT_EQ(lines, want);
 
     // A missing first source is an error; a second Populate starts afresh.
@@ -59,8 +60,7 @@ TEST(FilterCollection, ShippedFiltersAreWellFormedAndCompile) {
         EXPECT_GT(b, a + 1) << l;
         std::string pattern = l.substr(0, a), tag = l.substr(b + 1);
         // Broad patterns must carry a place.
-        if (pattern == "*" || pattern == "*.*" || pattern == "*.log" || pattern == "*.png")
-        {
+        if (pattern == "*" || pattern == "*.*" || pattern == "*.log" || pattern == "*.png") {
             EXPECT_NE(tag.find("in:"), std::string::npos) << l;
         }
         s.Patterns().Add(pattern, std::to_string(++filters));

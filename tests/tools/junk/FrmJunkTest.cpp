@@ -19,7 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kDoneScan = "Garbage Scanning completed successfully!\r" + std::string(55, '-') + "\r";
+const std::string kDoneScan =
+    "Garbage Scanning completed successfully!\r" + std::string(55, '-') + "\r";
 const std::string kAbortScan =
     "Scan successfully aborted by user!      \r" + std::string(54, '-') + "\r";
 
@@ -149,7 +150,8 @@ TEST_F(FrmJunkTest, ScanListsMatchesWithSizesFoldersAndTagsThenSummarises) {
     for (int i = 0; i < 2; ++i) rows[junk.lvFiles.Row(i).text] = junk.lvFiles.Row(i);
     EXPECT_EQ(rows["a.tmp"].subItems, (std::vector<std::string>{"10 Bytes", drive.string() + "/"}));
     EXPECT_EQ(rows["a.tmp"].tag, "temp");
-    EXPECT_EQ(rows["b.bak"].subItems, (std::vector<std::string>{"2.00 KB", (drive / "sub").string() + "/"}));
+    EXPECT_EQ(rows["b.bak"].subItems,
+              (std::vector<std::string>{"2.00 KB", (drive / "sub").string() + "/"}));
     EXPECT_EQ(rows["b.bak"].tag, "backup");
     EXPECT_TRUE(rows["a.tmp"].checked && rows["b.bak"].checked);
     EXPECT_EQ(junk.lblfound.Caption(), "Files Found: 2");
@@ -291,12 +293,16 @@ TEST_F(JunkDeletion, DeletesCheckedRowsTheWayTheSettingsSayThenCloses) {
     struct Case {
         int secure, recycle, method;
         bool toTrash;
-    } cases[] = {{0, 0, 0, false}, {0, 1, 0, true}, {1, 0, 0, false}, {1, 0, 1, false},
+    } cases[] = {{0, 0, 0, false},
+                 {0, 1, 0, true},
+                 {1, 0, 0, false},
+                 {1, 0, 1, false},
                  {1, 0, 2, false},
                  // Secure delete without a method falls back to the trash.
                  {1, 0, -1, true}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(std::to_string(c.secure) + std::to_string(c.recycle) + std::to_string(c.method));
+        SCOPED_TRACE(std::to_string(c.secure) + std::to_string(c.recycle) +
+                     std::to_string(c.method));
         fs::remove_all(root / "data");
         Settings(c.secure, c.recycle, c.method);
         FrmJunk& junk = Scanned();
@@ -306,7 +312,8 @@ TEST_F(JunkDeletion, DeletesCheckedRowsTheWayTheSettingsSayThenCloses) {
         junk.cmddelete.UserClick();
 
         ASSERT_EQ(host.boxes.size(), 2u);
-        EXPECT_EQ(host.boxes[0].text, "Please confirm that you will like to delete the selected file(s).");
+        EXPECT_EQ(host.boxes[0].text,
+                  "Please confirm that you will like to delete the selected file(s).");
         EXPECT_EQ(host.boxes[0].style, vbQuestion | vbYesNo);
         EXPECT_EQ(host.boxes[1].text, "Selected Task(s) Completed Successfully!");
         EXPECT_EQ(host.boxes[1].style, vbInformation);
@@ -354,10 +361,12 @@ TEST_F(JunkDeletion, RefusalsAndEmptySelectionsDeleteNothing) {
     junk.lvFiles.Clear();
     junk.cmddelete.UserClick();
     ASSERT_EQ(host.boxes.size(), 1u);
-    EXPECT_EQ(host.boxes[0].text, "Nothing to delete, Please search for files or make a selection.");
+    EXPECT_EQ(host.boxes[0].text,
+              "Nothing to delete, Please search for files or make a selection.");
     EXPECT_EQ(host.boxes[0].style, vbExclamation);
     EXPECT_TRUE(junk.IsLoaded());
-    for (const char* n : {"a", "b", "c"}) EXPECT_TRUE(fs::exists(drive / (std::string(n) + ".tmp")));
+    for (const char* n : {"a", "b", "c"})
+        EXPECT_TRUE(fs::exists(drive / (std::string(n) + ".tmp")));
 }
 
 TEST_F(JunkDeletion, StopLeavesTheRestAndAFileThatCannotBeDeletedIsOnlyDropped) {

@@ -42,8 +42,8 @@ struct Recorder {
     bool ok = false;
 
     void Attach(JunkSearch& s) {
-        s.FoundJunkFile.Connect([this](const std::string& f, const std::string& n, const std::string& t,
-                                       std::int32_t size, double total) {
+        s.FoundJunkFile.Connect([this](const std::string& f, const std::string& n,
+                                       const std::string& t, std::int32_t size, double total) {
             threads.insert(std::this_thread::get_id());
             junk.push_back({f, n, t, size, total});
         });
@@ -54,7 +54,8 @@ struct Recorder {
     }
 };
 
-std::shared_ptr<JunkSearch> Prepared(const std::vector<std::pair<std::string, std::string>>& filters) {
+std::shared_ptr<JunkSearch> Prepared(
+    const std::vector<std::pair<std::string, std::string>>& filters) {
     auto s = std::make_shared<JunkSearch>();
     int i = 1;
     for (const auto& [pattern, tag] : filters) {
@@ -80,7 +81,9 @@ protected:
         std::string out;
         while (fgets(line, sizeof line, p)) out += line;
         ASSERT_EQ(pclose(p), 0) << out;
-        ASSERT_EQ(std::sscanf(out.c_str(), "files=%*d dirs=%*d junk=%ld junk_bytes=%ld", &junk_, &junkBytes_), 2)
+        ASSERT_EQ(std::sscanf(out.c_str(), "files=%*d dirs=%*d junk=%ld junk_bytes=%ld", &junk_,
+                              &junkBytes_),
+                  2)
             << out;
     }
     static void TearDownTestSuite() {
@@ -93,8 +96,15 @@ protected:
 };
 
 TEST_F(HostileTree, ListsExactlyTheMatchingRegularFiles) {
-    auto s = Prepared({{"*.tmp", ""}, {"~*.*", ""}, {"*.bak", ""}, {"Thumbs.db", ""}, {"*.old", ""},
-                       {"*.chk", ""}, {"*.gid", ""}, {"*.$$$", ""}, {"*~", ""}});
+    auto s = Prepared({{"*.tmp", ""},
+                       {"~*.*", ""},
+                       {"*.bak", ""},
+                       {"Thumbs.db", ""},
+                       {"*.old", ""},
+                       {"*.chk", ""},
+                       {"*.gid", ""},
+                       {"*.$$$", ""},
+                       {"*~", ""}});
     Recorder r;
     r.Attach(*s);
     s->SetPump([&] { ++r.pumps; });
@@ -135,7 +145,10 @@ TEST_F(HostileTree, ListsExactlyTheMatchingRegularFiles) {
     EXPECT_EQ(sum, static_cast<double>(junkBytes_));
     EXPECT_DOUBLE_EQ(s->Total(), sum);
     const std::string h = (root_ / "t/hostile").string() + "/";
-    for (const char* n : {"new\nline.tmp", "bad\xff\xfe" "bytes.tmp", "with space.tmp", "-dash.tmp", "UPPER.TMP"})
+    for (const char* n : {"new\nline.tmp",
+                          "bad\xff\xfe"
+                          "bytes.tmp",
+                          "with space.tmp", "-dash.tmp", "UPPER.TMP"})
         EXPECT_TRUE(seen.count(h + n)) << n;
     EXPECT_FALSE(seen.count(h + "outside.tmp"));  // a link to a file is not a file
     bool deep = false;
@@ -156,7 +169,8 @@ TEST_F(HostileTree, ListsExactlyTheMatchingRegularFiles) {
     std::string hostile = (root_ / "t/hostile/").string(), upper = "*.TMP";
     found.clear();
     ASSERT_TRUE(s->Search(hostile, upper, found, unreadable, count));
-    for (const Found& f : r2.junk) EXPECT_TRUE(f.name.ends_with(".tmp") || f.name.ends_with(".TMP")) << f.name;
+    for (const Found& f : r2.junk)
+        EXPECT_TRUE(f.name.ends_with(".tmp") || f.name.ends_with(".TMP")) << f.name;
     EXPECT_GT(r2.junk.size(), 5000u);
     EXPECT_DOUBLE_EQ(s->Total(), sum + 4.0 * 6);
 }
@@ -209,9 +223,9 @@ TEST(JunkSearch, TagsRestrictPlacesAndNeverWidenAFilter) {
     // The temporary folder that holds this test is itself named tmp: use other names.
     auto s = Prepared({{"*.log", "in:scratch,in:temp"},
                        {"*.png", "in:.cache/thumbnails"},
-                       {"*.bak", "backup"},           // a label: anywhere
-                       {"*.txt", "inside:docs"},      // not understood: nowhere
-                       {"#&&*.sav", ""},              // a directive, not a filter
+                       {"*.bak", "backup"},              // a label: anywhere
+                       {"*.txt", "inside:docs"},         // not understood: nowhere
+                       {"#&&*.sav", ""},                 // a directive, not a filter
                        {"nothing.here;*.sav", "two"}});  // several masks in one item
     Recorder r;
     r.Attach(*s);
@@ -243,14 +257,14 @@ TEST(JunkSearch, TagsRestrictPlacesAndNeverWidenAFilter) {
         EXPECT_EQ(e.Number(), 75);
     }
     bool nestedRefused = false;
-    s->FoundJunkFile.Connect([&](const std::string&, const std::string&, const std::string&, std::int32_t,
-                                 double) {
-        try {
-            s->Search(root.string());
-        } catch (const VbError& e) {
-            nestedRefused = e.Number() == vbErrInvalidCall;
-        }
-    });
+    s->FoundJunkFile.Connect(
+        [&](const std::string&, const std::string&, const std::string&, std::int32_t, double) {
+            try {
+                s->Search(root.string());
+            } catch (const VbError& e) {
+                nestedRefused = e.Number() == vbErrInvalidCall;
+            }
+        });
     WriteFile(root / "more/f.bak", 1);
     s->Search(root.string());
     EXPECT_TRUE(nestedRefused);

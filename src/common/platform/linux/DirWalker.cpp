@@ -310,7 +310,8 @@ void DirWalker::ProcessFolder(unsigned worker, Item item, std::vector<char>& buf
                 if (selection < 0) continue;
                 if (!haveStat && fstatat(self->fd, nm, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
                 if (!S_ISREG(st.st_mode)) continue;  // replaced since the listing
-                visitor_->File(worker, item.folder, name, selection, static_cast<std::uint64_t>(st.st_size));
+                visitor_->File(worker, item.folder, name, selection,
+                               static_cast<std::uint64_t>(st.st_size));
             }
         }
         if (!children.empty()) {

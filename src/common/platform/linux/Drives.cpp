@@ -9,8 +9,8 @@
 #include <sstream>
 #include <vector>
 
-#include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/FsUtil.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
 
 namespace velloran {
 
@@ -18,16 +18,39 @@ namespace {
 
 // Kernel interfaces and plumbing: never drives, and neither is anything mounted
 // inside them (/dev/shm, /sys/fs/cgroup/...).
-const std::set<std::string, std::less<>> kPseudo = {
-    "proc",      "sysfs",      "cgroup",     "cgroup2",    "devpts",     "devtmpfs",
-    "mqueue",    "debugfs",    "tracefs",    "securityfs", "pstore",     "bpf",
-    "configfs",  "fusectl",    "hugetlbfs",  "autofs",     "binfmt_misc", "efivarfs",
-    "nsfs",      "rpc_pipefs", "selinuxfs",  "sockfs",     "pipefs",     "overlayfs_internal",
-    "fuse.gvfsd-fuse", "fuse.portal", "fuse.lxcfs", "nfsd", "cgroupfs"};
+const std::set<std::string, std::less<>> kPseudo = {"proc",
+                                                    "sysfs",
+                                                    "cgroup",
+                                                    "cgroup2",
+                                                    "devpts",
+                                                    "devtmpfs",
+                                                    "mqueue",
+                                                    "debugfs",
+                                                    "tracefs",
+                                                    "securityfs",
+                                                    "pstore",
+                                                    "bpf",
+                                                    "configfs",
+                                                    "fusectl",
+                                                    "hugetlbfs",
+                                                    "autofs",
+                                                    "binfmt_misc",
+                                                    "efivarfs",
+                                                    "nsfs",
+                                                    "rpc_pipefs",
+                                                    "selinuxfs",
+                                                    "sockfs",
+                                                    "pipefs",
+                                                    "overlayfs_internal",
+                                                    "fuse.gvfsd-fuse",
+                                                    "fuse.portal",
+                                                    "fuse.lxcfs",
+                                                    "nfsd",
+                                                    "cgroupfs"};
 
 const std::set<std::string, std::less<>> kNetwork = {
-    "nfs",  "nfs4",      "cifs",       "smb3",     "smbfs",      "ncpfs",   "afs",
-    "ceph", "glusterfs", "fuse.sshfs", "fuse.rclone", "davfs", "fuse.s3fs", "lustre", "9p"};
+    "nfs",       "nfs4",       "cifs",        "smb3",  "smbfs",     "ncpfs",  "afs", "ceph",
+    "glusterfs", "fuse.sshfs", "fuse.rclone", "davfs", "fuse.s3fs", "lustre", "9p"};
 
 // Read-only media and media images: optical discs and the compressed images that
 // package systems mount (squashfs snaps), which nobody cleans.

@@ -17,7 +17,6 @@ namespace velloran::linuxfs {
 
 namespace {
 
-
 class Fd {
 public:
     explicit Fd(int fd) : fd_(fd) {}

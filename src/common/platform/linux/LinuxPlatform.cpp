@@ -55,11 +55,20 @@ std::string LinuxPlatform::AppDataDirectory() {
 std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
     std::string path;
     switch (csidl & 0xFF) {
-        case CSIDL_WINDOWS: path = WindowsDirectory(); break;
-        case CSIDL_SYSTEM: path = SystemDirectory(); break;
-        case CSIDL_APPDATA: path = AppDataDirectory(); break;
-        case CSIDL_RECENT: path = RecentFolder(); break;
-        default: break;
+        case CSIDL_WINDOWS:
+            path = WindowsDirectory();
+            break;
+        case CSIDL_SYSTEM:
+            path = SystemDirectory();
+            break;
+        case CSIDL_APPDATA:
+            path = AppDataDirectory();
+            break;
+        case CSIDL_RECENT:
+            path = RecentFolder();
+            break;
+        default:
+            break;
     }
     if (path.empty()) return std::nullopt;
     return path;
@@ -117,7 +126,8 @@ std::string LinuxPlatform::RecentFolder() {
 }
 
 std::vector<fs::path> LinuxPlatform::RecentLists() {
-    return {XdgDataHome() / "recently-used.xbel", velloran::HomeDirectory() / ".recently-used.xbel"};
+    return {XdgDataHome() / "recently-used.xbel",
+            velloran::HomeDirectory() / ".recently-used.xbel"};
 }
 
 void LinuxPlatform::EmptyClipboard() {
@@ -144,7 +154,8 @@ void LinuxPlatform::ClearRecentDocs() {
 RemovalCount LinuxPlatform::RecentDocsContents() {
     linuxfs::TraceCount n;
     for (const auto& list : RecentLists()) n += linuxfs::CountRecentlyUsed(list);
-    if (std::string recent = RecentFolder(); !recent.empty()) n += linuxfs::CountFolderFiles(recent);
+    if (std::string recent = RecentFolder(); !recent.empty())
+        n += linuxfs::CountFolderFiles(recent);
     return {n.items, n.bytes};
 }
 

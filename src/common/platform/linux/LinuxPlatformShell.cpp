@@ -32,7 +32,9 @@ bool LinuxPlatform::RemoveFile(const std::string& path) { return ::unlink(path.c
 
 void LinuxPlatform::DeletePath(const std::string& path) { linuxfs::RemovePath(path); }
 
-void LinuxPlatform::MoveToRecycleBin(const std::string& path) { linuxfs::Trash().MoveToTrash(path); }
+void LinuxPlatform::MoveToRecycleBin(const std::string& path) {
+    linuxfs::Trash().MoveToTrash(path);
+}
 
 bool LinuxPlatform::PowerOff() {
     return linuxfs::RequestPowerAction(linuxfs::PowerAction::PowerOff, systemBusAddress);

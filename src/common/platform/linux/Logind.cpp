@@ -42,8 +42,7 @@ bool RequestPowerAction(PowerAction action, const std::string& busAddress, std::
     const char* method = action == PowerAction::PowerOff ? "PowerOff" : "Reboot";
     r = sd_bus_call_method(bus.get(), "org.freedesktop.login1", "/org/freedesktop/login1",
                            "org.freedesktop.login1.Manager", method, &busError, &reply, "b", 0);
-    if (r < 0 && error)
-        *error = busError.message ? busError.message : std::strerror(-r);
+    if (r < 0 && error) *error = busError.message ? busError.message : std::strerror(-r);
     sd_bus_error_free(&busError);
     sd_bus_message_unref(reply);
     return r >= 0;

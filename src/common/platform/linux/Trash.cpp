@@ -91,10 +91,10 @@ bool EnsureTrashLayout(const std::string& trash, uid_t uid, bool create) {
 
 bool IsPseudoFsType(const std::string& t) {
     static const std::set<std::string> kPseudo = {
-        "proc",    "sysfs",     "cgroup",    "cgroup2",     "devpts",   "debugfs", "tracefs",
-        "securityfs", "pstore", "bpf",       "configfs",    "fusectl",  "mqueue",  "hugetlbfs",
-        "autofs",  "binfmt_misc", "efivarfs", "selinuxfs",  "nsfs",     "rpc_pipefs", "devtmpfs",
-        "squashfs", "ramfs"};
+        "proc",    "sysfs",      "cgroup",   "cgroup2",     "devpts",   "debugfs",
+        "tracefs", "securityfs", "pstore",   "bpf",         "configfs", "fusectl",
+        "mqueue",  "hugetlbfs",  "autofs",   "binfmt_misc", "efivarfs", "selinuxfs",
+        "nsfs",    "rpc_pipefs", "devtmpfs", "squashfs",    "ramfs"};
     return kPseudo.count(t) != 0;
 }
 
@@ -119,7 +119,7 @@ std::vector<std::string> UserVolumes() {
 
 std::string LocalTimeStamp() {
     std::time_t now = std::time(nullptr);
-    std::tm tm {};
+    std::tm tm{};
     localtime_r(&now, &tm);
     char buf[32];
     std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%S", &tm);
@@ -188,7 +188,8 @@ bool RemoveTree(int dirfd, const std::string& name, const std::string& shown, de
     if (DIR* d = fdopendir(dup(fd))) {
         std::vector<std::string> names;
         while (dirent* e = readdir(d))
-            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, "..")) names.emplace_back(e->d_name);
+            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, ".."))
+                names.emplace_back(e->d_name);
         closedir(d);
         for (const auto& n : names) ok = RemoveTree(fd, n, shown + "/" + n, dev, failed) && ok;
     } else {
@@ -208,7 +209,8 @@ std::vector<std::string> ListNames(const std::string& dir) {
     if (fd < 0) return out;
     if (DIR* d = fdopendir(fd)) {
         while (dirent* e = readdir(d))
-            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, "..")) out.emplace_back(e->d_name);
+            if (std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, ".."))
+                out.emplace_back(e->d_name);
         closedir(d);
     } else {
         close(fd);
@@ -251,8 +253,8 @@ std::string Trash::PercentDecode(std::string_view text) {
     };
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size() &&
-            hex(text[i + 1]) >= 0 && hex(text[i + 2]) >= 0) {
+        if (text[i] == '%' && i + 2 < text.size() && hex(text[i + 1]) >= 0 &&
+            hex(text[i + 2]) >= 0) {
             out += static_cast<char>(hex(text[i + 1]) * 16 + hex(text[i + 2]));
             i += 2;
         } else {
@@ -318,7 +320,8 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
     UniqueFd dirfd(OpenDirectoryPath(dir));
     if (!dirfd) throw ErrnoError(errno, path);
     struct stat st {};
-    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) throw ErrnoError(errno, path);
+    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+        throw ErrnoError(errno, path);
     std::string realDir = RealDir(dir);
     if (realDir.empty()) throw ErrnoError(errno, path);
     const std::string absolute = Join(realDir, name);
@@ -327,13 +330,15 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
     TrashDir target;
     std::string homeParent = home_;
     struct stat hs {};
-    while (stat(homeParent.c_str(), &hs) != 0 && homeParent != "/") homeParent = SplitPath(homeParent).first;
+    while (stat(homeParent.c_str(), &hs) != 0 && homeParent != "/")
+        homeParent = SplitPath(homeParent).first;
     if (hs.st_dev == st.st_dev) {
         std::string parent = SplitPath(home_).first;
         std::error_code ec;
         std::filesystem::create_directories(parent, ec);
         if (!EnsureTrashLayout(home_, uid_, true))
-            throw VbError(vbErrPathFileAccess, "Path/File access error: cannot use the trash " + home_);
+            throw VbError(vbErrPathFileAccess,
+                          "Path/File access error: cannot use the trash " + home_);
         target = TrashDir{home_, "", true};
     } else {
         std::string top = MountTop(realDir, st.st_dev);
@@ -349,8 +354,10 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         while (!recorded.empty() && recorded[0] == '/') recorded.erase(0, 1);
     }
 
-    UniqueFd infoDir(open(Join(target.path, "info").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    UniqueFd filesDir(open(Join(target.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd infoDir(
+        open(Join(target.path, "info").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd filesDir(
+        open(Join(target.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!infoDir || !filesDir) throw ErrnoError(errno, target.path);
 
     const std::string content = "[Trash Info]\nPath=" + PercentEncode(recorded) +
@@ -358,7 +365,8 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
     for (int attempt = 0; attempt < 10000; ++attempt) {
         std::string candidate = Candidate(name, attempt);
         std::string infoName = candidate + kInfoSuffix;
-        int fd = openat(infoDir.get(), infoName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        int fd = openat(infoDir.get(), infoName.c_str(),
+                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (fd < 0) {
             if (errno == EEXIST) continue;
             if (errno == ENAMETOOLONG) {
@@ -375,7 +383,8 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
             unlinkat(infoDir.get(), infoName.c_str(), 0);  // a stray entry without info
             continue;
         }
-        if (write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) || fsync(fd) != 0) {
+        if (write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
+            fsync(fd) != 0) {
             int err = errno;
             unlinkat(infoDir.get(), infoName.c_str(), 0);
             throw ErrnoError(err, Join(Join(target.path, "info"), infoName));
@@ -400,7 +409,8 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
                 old = ss.str();
             }
             if (!old.empty() && old.back() != '\n') old += '\n';
-            old += std::to_string(size) + " " + std::to_string(static_cast<long long>(is.st_mtime)) + " " +
+            old += std::to_string(size) + " " +
+                   std::to_string(static_cast<long long>(is.st_mtime)) + " " +
                    PercentEncode(candidate) + "\n";
             std::string tmp = sizes + ".tmp" + std::to_string(getpid());
             if (std::ofstream out{tmp, std::ios::binary | std::ios::trunc}; out << old) {
@@ -410,7 +420,8 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         }
         return TrashedItem{target, candidate, absolute};
     }
-    throw VbError(vbErrPathFileAccess, "Path/File access error: no free name in the trash for " + path);
+    throw VbError(vbErrPathFileAccess,
+                  "Path/File access error: no free name in the trash for " + path);
 }
 
 void Trash::Restore(const TrashDir& dir, const std::string& name) {
@@ -420,12 +431,14 @@ void Trash::Restore(const TrashDir& dir, const std::string& name) {
     auto [parent, base] = SplitPath(original);
     UniqueFd to(OpenDirectoryPath(parent));
     if (!to) throw ErrnoError(errno, parent);
-    UniqueFd from(open(Join(dir.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd from(
+        open(Join(dir.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!from) throw ErrnoError(errno, dir.path);
     struct stat st {};
     if (fstatat(to.get(), base.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0)
         throw VbError(kFileExists, "File already exists: " + original);
-    if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0) throw ErrnoError(errno, original);
+    if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0)
+        throw ErrnoError(errno, original);
     unlink(Join(Join(dir.path, "info"), name + kInfoSuffix).c_str());
 }
 
@@ -463,7 +476,8 @@ std::uint64_t Trash::CountItems() const {
 std::uint64_t Trash::Size() const {
     std::uint64_t total = 0;
     for (const TrashDir& d : TrashDirs()) {
-        UniqueFd files(open(Join(d.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        UniqueFd files(
+            open(Join(d.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         struct stat st {};
         if (!files || fstat(files.get(), &st) != 0) continue;
         for (const std::string& n : ListNames(Join(d.path, "files")))
@@ -495,7 +509,8 @@ Trash::EmptyResult Trash::Empty() {
             if (n.size() <= kInfoSuffix.size() ||
                 n.compare(n.size() - kInfoSuffix.size(), kInfoSuffix.size(), kInfoSuffix) != 0)
                 continue;
-            if (!kept.count(n.substr(0, n.size() - kInfoSuffix.size()))) unlinkat(info.get(), n.c_str(), 0);
+            if (!kept.count(n.substr(0, n.size() - kInfoSuffix.size())))
+                unlinkat(info.get(), n.c_str(), 0);
         }
         // directorysizes keeps only lines of items that are still there.
         const std::string sizes = Join(d.path, "directorysizes");
@@ -505,7 +520,8 @@ Trash::EmptyResult Trash::Empty() {
             std::string line, out;
             while (std::getline(in, line)) {
                 std::size_t sp = line.rfind(' ');
-                if (sp != std::string::npos && kept.count(PercentDecode(line.substr(sp + 1)))) out += line + "\n";
+                if (sp != std::string::npos && kept.count(PercentDecode(line.substr(sp + 1))))
+                    out += line + "\n";
             }
             in.close();
             std::string tmp = sizes + ".tmp" + std::to_string(getpid());
