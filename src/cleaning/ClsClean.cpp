@@ -3,6 +3,7 @@
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
+#include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/ModFunctions.hpp"
@@ -16,6 +17,16 @@ std::string RunHeader(const std::string& user, const std::string& winVersion,
     return "Current User: " + user + "\r\n" + "Windows Type: Microsoft Windows " + winVersion +
            "\r\n" + "Windows Directory: " + windowsDirectory;
 }
+
+const ClsClean::BrowserWindow ClsClean::kIEWindow{
+    "IEFrame", "Microsoft Internet Explorer is open! \"",
+    "Please close all windows. Internet Explorer jobs will be cancelled."};
+const ClsClean::BrowserWindow ClsClean::kNetscapeWindow{
+    "MozillaWindowClass", "Netscape browser is open! \"",
+    "Please close all windows. Netscape jobs will be cancelled."};
+const ClsClean::BrowserWindow ClsClean::kOperaWindow{
+    "OpWindow", "Opera browser is open! \"",
+    "Please close all windows. Opera jobs will be cancelled."};
 
 ClsClean::ClsClean(Application& app) : app_(app) {}
 ClsClean::~ClsClean() = default;
@@ -239,10 +250,21 @@ void ClsClean::DoWindows() {
     });
 }
 
+bool ClsClean::BrowserWindowOpen(const BrowserWindow& browser) {
+    if (!IsTrue(FindAnyWindow(app_, browser.windowClass, windowTitle_, vbFalse))) return false;
+    browserOpen_ = vbTrue;
+    aborted_ = vbTrue;
+    app_.MsgBox(std::string(browser.firstText) + Utf8Left(windowTitle_, 30) + "...\"," + "\r\n" +
+                    browser.lastText,
+                vbInformation);
+    return true;
+}
+
 void ClsClean::DoIE() {
     WithErrorHandler(app_, "ClsClean:DoIE", [this] {
         CountTicked(app_.Main().ie_Chk);
         if (groupTotal_ == 0) return;
+        if (BrowserWindowOpen(kIEWindow)) return;
     });
 }
 
@@ -250,6 +272,7 @@ void ClsClean::DoNetscape() {
     WithErrorHandler(app_, "ClsClean:DoNetscape", [this] {
         CountTicked(app_.Main().ns_Chk);
         if (groupTotal_ == 0) return;
+        if (BrowserWindowOpen(kNetscapeWindow)) return;
     });
 }
 
@@ -257,6 +280,7 @@ void ClsClean::DoOpera() {
     WithErrorHandler(app_, "ClsClean:DoOpera", [this] {
         CountTicked(app_.Main().op_Chk);
         if (groupTotal_ == 0) return;
+        if (BrowserWindowOpen(kOperaWindow)) return;
     });
 }
 

@@ -53,6 +53,15 @@ public:
                      const std::string& location, const std::string& version);
 
 private:
+    // Step 4 of a browser group: true (and the user told) when the browser is open.
+    struct BrowserWindow {
+        const char* windowClass;
+        const char* firstText;
+        const char* lastText;
+    };
+    static const BrowserWindow kIEWindow, kNetscapeWindow, kOperaWindow;
+    bool BrowserWindowOpen(const BrowserWindow& browser);
+
     // Steps 1-2 of every group: count the ticked boxes, index 0 never examined.
     void CountTicked(const ControlArray<CheckBox>& array);
     void RaiseProgress(const std::string& text, int total, int current);

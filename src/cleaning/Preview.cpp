@@ -34,6 +34,13 @@ void PreviewPlatform::Count(RemovalCount c) {
     summary_.bytes += c.bytes;
 }
 
+std::optional<std::string> PreviewPlatform::FindTopLevelWindow(const std::string& windowClass,
+                                                               bool close) {
+    auto title = inner_.FindTopLevelWindow(windowClass, false);
+    if (title && close) summary_.operations.emplace_back("close the window \"" + *title + "\"");
+    return title;
+}
+
 void PreviewPlatform::EmptyClipboard() { summary_.operations.emplace_back("empty the clipboard"); }
 
 void PreviewPlatform::EmptyRecycleBin(int /*flags*/) { Count(inner_.RecycleBinContents()); }

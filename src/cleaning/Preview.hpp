@@ -83,6 +83,8 @@ public:
     bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
     std::string HomeDirectory() override { return inner_.HomeDirectory(); }
     void ShellOpen(const std::string& p) override { inner_.ShellOpen(p); }
+    std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
+                                                  bool close) override;
     RemovalCount RecycleBinContents() override { return inner_.RecycleBinContents(); }
     RemovalCount RecentDocsContents() override { return inner_.RecentDocsContents(); }
 

@@ -134,6 +134,61 @@ TEST_F(ClsCleanTest, ReportErrorRecordsUnloadsAndEnds) {
     EXPECT_FALSE(app.CleanerLoaded());
 }
 
+TEST_F(ClsCleanTest, OpenBrowserSkipsItsGroupAfterOneMessage) {
+    struct Case {
+        const char* windowClass;
+        ControlArray<CheckBox>& boxes;
+        std::string message;
+        const char* verifyLine;
+    };
+    // Titles are read 29 characters at a time; the message shows at most 30 of them.
+    const std::string title = "Example Domain \xe2\x80\x94 Mozilla Firefox and more";
+    const std::string cut = "Example Domain \xe2\x80\x94 Mozilla Fire";
+    const Case cases[] = {
+        {"IEFrame", main().ie_Chk,
+         "Microsoft Internet Explorer is open! \"" + cut +
+             "...\",\r\nPlease close all windows. Internet Explorer jobs will be cancelled.",
+         "Verifying IE jobs..."},
+        {"MozillaWindowClass", main().ns_Chk,
+         "Netscape browser is open! \"" + cut +
+             "...\",\r\nPlease close all windows. Netscape jobs will be cancelled.",
+         "Verifying Netscape jobs..."},
+        {"OpWindow", main().op_Chk,
+         "Opera browser is open! \"" + cut +
+             "...\",\r\nPlease close all windows. Opera jobs will be cancelled.",
+         "Verifying opera jobs..."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.windowClass);
+        host.boxes.clear();
+        platform.windows = {{c.windowClass, title}};
+        c.boxes(1).SetValue(1);
+        main().oprg_chk(1).SetValue(1);
+        app.Cleaner().Load();
+        ClsClean cs(app);
+        cs.Clean();
+        ASSERT_EQ(host.boxes.size(), 1u) << "no success message after a skipped group";
+        EXPECT_EQ(host.boxes[0].text, c.message);
+        EXPECT_EQ(host.boxes[0].style, vbInformation);
+        EXPECT_TRUE(IsTrue(cs.BrowserOpen()));
+        EXPECT_TRUE(IsTrue(cs.Aborted()));
+        const std::string log = app.Cleaner().txtprogress.Text();
+        EXPECT_EQ(log.find(c.verifyLine), std::string::npos);
+        EXPECT_NE(log.find("Verifying program jobs..."), std::string::npos) << "later groups run";
+        c.boxes(1).SetValue(0);
+        app.Cleaner().Unload();
+    }
+
+    // An open browser whose boxes are not ticked is never looked for.
+    host.boxes.clear();
+    platform.windows = {{"IEFrame", title}};
+    app.Cleaner().Load();
+    ClsClean cs(app);
+    cs.DoIE();
+    EXPECT_TRUE(host.boxes.empty());
+    EXPECT_FALSE(IsTrue(cs.BrowserOpen()));
+}
+
 TEST(ModListView, FitsEveryColumnOrTheLast) {
     ListView lv("lvFiles");
     std::vector<std::pair<int, int>> sent;

@@ -30,6 +30,7 @@ public:
     std::map<std::string, std::string> texts;  // contents of the files written or read
     std::set<std::string> undeletable;         // paths whose removal fails with error 70
     bool powerRefused = false;
+    std::map<std::string, std::string> windows;  // open windows: class -> title
 
     std::optional<OsVersionInfo> GetVersionEx() override { return version; }
     std::string WindowsDirectory() override { return windowsDir; }
@@ -54,6 +55,13 @@ public:
     bool DirectoryExists(const std::string& p) override { return dirs.count(p) != 0; }
     std::string HomeDirectory() override { return home; }
     void ShellOpen(const std::string& p) override { opened.push_back(p); }
+    std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
+                                                  bool close) override {
+        auto it = windows.find(windowClass);
+        if (it == windows.end()) return std::nullopt;
+        if (close) calls.push_back("CloseWindow:" + windowClass);
+        return it->second;
+    }
     void EmptyClipboard() override { calls.push_back("EmptyClipboard"); }
     void EmptyRecycleBin(int flags) override {
         calls.push_back("EmptyRecycleBin:" + std::to_string(flags));

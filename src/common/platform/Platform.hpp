@@ -106,6 +106,14 @@ public:
     virtual RemovalCount RecycleBinContents() = 0;
     virtual RemovalCount RecentDocsContents() = 0;
 
+    // --- Other programs' windows
+    // The title of an open top-level window of a Windows window class ("IEFrame",
+    // "MozillaWindowClass", "OpWindow"), nullopt when none is open. Where windows carry
+    // no such class the browser's own windows or, failing those, its running process
+    // stand for it. `close` asks that window to close without waiting.
+    virtual std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
+                                                          bool close) = 0;
+
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.
     virtual void ShellOpen(const std::string& path) = 0;

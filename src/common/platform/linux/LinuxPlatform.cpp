@@ -2,6 +2,7 @@
 
 #include "common/platform/linux/DesktopTraces.hpp"
 #include "common/platform/linux/Trash.hpp"
+#include "common/platform/linux/WindowLookup.hpp"
 
 #include <pwd.h>
 #include <spawn.h>
@@ -115,6 +116,14 @@ void LinuxPlatform::ShellOpen(const std::string& path) {
 }  // namespace velloran
 
 namespace velloran {
+
+std::optional<std::string> LinuxPlatform::FindTopLevelWindow(const std::string& windowClass,
+                                                             bool close) {
+    const linuxfs::WindowClassRule* rule = linuxfs::RuleForWindowClass(windowClass);
+    if (!rule) return std::nullopt;
+    if (auto title = linuxfs::FindX11Window(*rule, close)) return title;
+    return linuxfs::FindProcess(*rule, procRoot);
+}
 
 std::string LinuxPlatform::RecentFolder() {
     if (!target_.HasPrefix()) return {};

@@ -23,6 +23,8 @@ public:
     bool DirectoryExists(const std::string& path) override;
     std::string HomeDirectory() override;
     void ShellOpen(const std::string& path) override;
+    std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
+                                                  bool close) override;
     void EmptyClipboard() override;
     void EmptyRecycleBin(int flags) override;
     void ClearRecentDocs() override;
@@ -41,6 +43,9 @@ public:
     // The bus logind is asked on; empty for the system bus. Tests point it at a
     // private bus so that no test ever reaches the real logind.
     std::string systemBusAddress;
+
+    // Where the process table is read; tests point it at a made-up one.
+    std::string procRoot = "/proc";
 
     // The GUI toolkit's clipboard, used instead of X11 while the GUI runs (it also
     // reaches Wayland).
