@@ -52,6 +52,11 @@ public:
     // The registry every task works on, chosen once at start; error 91 without one.
     RegistryStore& Registry() const;
     void SetRegistry(RegistryStore* store) { registry_ = store; }
+    // Where Velloran keeps its own options: its own store, never a target prefix
+    // (cleaning a prefix must not add anything to it). Without a store of its own
+    // set, the target's registry is that store.
+    RegistryStore& SettingsRegistry() const { return settings_ ? *settings_ : Registry(); }
+    void SetSettingsRegistry(RegistryStore* store) { settings_ = store; }
     // The registry object and the list of the trace task in progress, shared by
     // the trace workers and released by their terminate step and ReleaseShared.
     std::shared_ptr<KelRegistry> SharedRegistry;
@@ -78,6 +83,7 @@ private:
     Host& host_;
     Platform& platform_;
     RegistryStore* registry_ = nullptr;
+    RegistryStore* settings_ = nullptr;
     std::unique_ptr<FrmMain> main_;
     std::unique_ptr<FrmCleaner> cleaner_;
     std::unique_ptr<frmAbout> about_;
