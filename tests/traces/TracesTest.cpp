@@ -140,6 +140,20 @@ TEST_F(TracesTest, SystemTraces) {
     ASSERT_TRUE(flag);
     EXPECT_EQ(flag->type, kRegSz);
     EXPECT_EQ(flag->AsString(), "1");
+
+    // The Explorer list of recent documents goes with its per-extension lists; the
+    // rest of Explorer stays.
+    const std::string docs = std::string(kExplorer) + "\\RecentDocs";
+    Put(docs, "0");
+    Put(docs, "1");
+    Put(docs + "\\.txt", "0");
+    lines.clear();
+    EXPECT_TRUE(w.CleanRecentDocList());
+    EXPECT_FALSE(registry.KeyExists(kHKeyCurrentUser, docs));
+    EXPECT_TRUE(registry.KeyExists(kHKeyCurrentUser, kExplorer));
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "Windows|Cleared Windows {recent document} history.",
+                         "Windows|Removed the Explorer list of recent documents (3 entries)."}));
 }
 
 TEST_F(TracesTest, ProgramListsAndOffice) {
