@@ -48,6 +48,9 @@ public:
     std::string WinVersion;
     // Set while an error is being reported; the program ends after it.
     bool Reporting = false;
+    // Things the user asked for that could not be done (each told in its own line);
+    // the console's exit status reports them.
+    std::int64_t LeftUndone = 0;
 
     // The registry every task works on, chosen once at start; error 91 without one.
     RegistryStore& Registry() const;

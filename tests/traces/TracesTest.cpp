@@ -156,6 +156,23 @@ TEST_F(TracesTest, SystemTraces) {
                          "Windows|Removed the Explorer list of recent documents (3 entries)."}));
 }
 
+TEST_F(TracesTest, WhatTheDesktopLeftIsToldAndCounted) {
+    ClsWindows w(app);
+    Listen(w);
+    platform.trashLeftovers = {"/t/files/box/home: another file system is mounted here"};
+    platform.recentLeftovers = {"/h/recently-used.xbel: a link, not a file; left as it is"};
+    EXPECT_TRUE(w.EmptyRecycleBin(main(), true));
+    EXPECT_TRUE(w.CleanRecentDocList());
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "Windows|Emptied Windows {recycle bin} file.",
+                         "Windows|Not removed: /t/files/box/home: another file system is "
+                         "mounted here",
+                         "Windows|Cleared Windows {recent document} history.",
+                         "Windows|Not removed: /h/recently-used.xbel: a link, not a file; left "
+                         "as it is"}));
+    EXPECT_EQ(app.LeftUndone, 2);
+}
+
 TEST_F(TracesTest, ProgramListsAndOffice) {
     ClsPrograms p(app);
     Listen(p);

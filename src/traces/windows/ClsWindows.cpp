@@ -151,13 +151,15 @@ bool ClsWindows::CleanClipBoard() {
 
 bool ClsWindows::EmptyRecycleBin(Form& /*owner*/, bool Silent) {
     if (IsTrue(Cancel)) return false;
+    Leftovers left;
     bool ok = TaskEnd::Done ==
               RunTask("EmptyRecycleBin", "Failed: Empty Windows {recycle bin} file.", [&] {
                   Platform& platform = app_.GetPlatform();
-                  platform.EmptyRecycleBin(Silent ? 7 : 0);
+                  left = platform.EmptyRecycleBin(Silent ? 7 : 0);
                   platform.UpdateRecycleBinIcon();
               });
     if (ok) RaiseProgress("Emptied Windows {recycle bin} file.");
+    ReportLeftovers(left);
     return ok;
 }
 
@@ -186,12 +188,14 @@ bool ClsWindows::ClearPageFile() {
 
 bool ClsWindows::CleanRecentDocList() {
     std::int64_t registryEntries = -1;
+    Leftovers left;
     bool ok = TaskEnd::Done == RunTask("CleanRecentDocList",
                                        "Failed: Clear Windows {recent document} history.", [&] {
-                                           app_.GetPlatform().ClearRecentDocs();
+                                           left = app_.GetPlatform().ClearRecentDocs();
                                            registryEntries = RemoveRecentDocsKey();
                                        });
     if (ok) RaiseProgress("Cleared Windows {recent document} history.");
+    ReportLeftovers(left);
     // The shell's own clear call also drops the Explorer list of recent documents.
     if (ok && registryEntries >= 0)
         RaiseProgress("Removed the Explorer list of recent documents (" +

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "common/VbError.hpp"
+#include "common/platform/linux/FileOps.hpp"
 
 namespace velloran::linuxfs {
 namespace {
@@ -163,6 +164,56 @@ TEST(Trash, OtherVolumesUseTheirOwnTrash) {
     EXPECT_EQ(trash.CountItems(), 0u);
     umount(vol.c_str());
     fs::remove_all(root);
+}
+
+}  // namespace
+}  // namespace velloran::linuxfs
+
+namespace velloran::linuxfs {
+namespace {
+
+// A bind mount of `source` at `at` for the test's lifetime; inactive where mounting
+// is not allowed (not root, or a sandbox without mount rights).
+class BindMount {
+public:
+    BindMount(const fs::path& source, const fs::path& at) : at_(at) {
+        fs::create_directories(at);
+        active_ = ::mount(source.c_str(), at.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    }
+    ~BindMount() {
+        if (active_) ::umount2(at_.c_str(), MNT_DETACH);
+    }
+    bool Active() const { return active_; }
+
+private:
+    fs::path at_;
+    bool active_ = false;
+};
+
+TEST(Trash, BindMountsInsideTheTrashOrAStartupDeletionAreNeverEntered) {
+    const fs::path root = MakeTempDir("velloran-bind");
+    // What a trashed chroot or container holds: its home is the real home, bound in.
+    WriteFile(root / "real-home/precious.txt", "keep me");
+    WriteFile(root / "data/Trash/files/chroot/etc/hostname", "box");
+    WriteFile(root / "data/Trash/info/chroot.trashinfo", "[Trash Info]\nPath=/tmp/chroot\n");
+    BindMount trashed(root / "real-home", root / "data/Trash/files/chroot/home");
+    WriteFile(root / "startup/tree/file", "x");
+    BindMount listed(root / "real-home", root / "startup/tree/home");
+    if (!trashed.Active() || !listed.Active()) GTEST_SKIP() << "bind mounts need root";
+
+    Trash trash((root / "data/Trash").string(), getuid(), {});
+    const Trash::EmptyResult r = trash.Empty();
+    EXPECT_EQ(ReadFile(root / "real-home/precious.txt"), "keep me");
+    EXPECT_FALSE(fs::exists(root / "data/Trash/files/chroot/etc"));
+    ASSERT_EQ(r.failed.size(), 1u);
+    EXPECT_EQ(r.failed[0], (root / "data/Trash/files/chroot/home").string() +
+                               ": another file system is mounted here; left as it is");
+    EXPECT_TRUE(fs::exists(root / "data/Trash/info/chroot.trashinfo")) << "kept with its item";
+
+    // The same tree deleted as a start-up deletion would delete it.
+    EXPECT_THROW(RemovePath((root / "startup/tree").string()), VbError);
+    EXPECT_EQ(ReadFile(root / "real-home/precious.txt"), "keep me");
+    EXPECT_FALSE(fs::exists(root / "startup/tree/file"));
 }
 
 }  // namespace

@@ -53,6 +53,8 @@ int RemoveEntry(int dirfd, const char* name, dev_t dev, std::string& failedPath,
     struct stat self {};
     if (fstat(fd.get(), &self) != 0 || self.st_ino != st.st_ino || self.st_dev != st.st_dev)
         return fail(EBUSY);
+    // A bind mount of this same file system is still someone else's tree.
+    if (IsMountRoot(dirfd, fd.get())) return fail(EXDEV);
     std::vector<std::string> names;
     if (DIR* d = fdopendir(dup(fd.get()))) {
         while (dirent* e = readdir(d))

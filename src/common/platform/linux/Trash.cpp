@@ -142,6 +142,10 @@ std::uint64_t DiskUsage(int dirfd, const char* name, dev_t dev) {
     if (!S_ISDIR(st.st_mode) || st.st_dev != dev) return total;
     int fd = openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) return total;
+    if (IsMountRoot(dirfd, fd)) {
+        close(fd);
+        return total;
+    }
     DIR* d = fdopendir(fd);
     if (!d) {
         close(fd);
@@ -155,33 +159,35 @@ std::uint64_t DiskUsage(int dirfd, const char* name, dev_t dev) {
     return total;
 }
 
+constexpr const char* kMountLeft = "another file system is mounted here; left as it is";
+
 // Removes an entry and everything below it without following links and without
-// leaving device `dev`. Appends what it could not remove to `failed`.
+// entering another mount. Appends what it could not remove, with why, to `failed`.
 bool RemoveTree(int dirfd, const std::string& name, const std::string& shown, dev_t dev,
                 std::vector<std::string>& failed) {
     struct stat st {};
     if (fstatat(dirfd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
+    auto fail = [&](const std::string& why) {
+        failed.push_back(shown + ": " + why);
+        return false;
+    };
     if (!S_ISDIR(st.st_mode)) {
         if (unlinkat(dirfd, name.c_str(), 0) == 0 || errno == ENOENT) return true;
-        failed.push_back(shown);
-        return false;
+        return fail(std::strerror(errno));
     }
-    if (st.st_dev != dev) {  // a mount inside the trash: leave it alone
-        failed.push_back(shown);
-        return false;
-    }
+    if (st.st_dev != dev) return fail(kMountLeft);
     int fd = openat(dirfd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0 && errno == EACCES && fchmodat(dirfd, name.c_str(), 0700, 0) == 0)
         fd = openat(dirfd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) {
-        failed.push_back(shown);
-        return false;
-    }
+    if (fd < 0) return fail(std::strerror(errno));
     struct stat self {};
     if (fstat(fd, &self) != 0 || self.st_ino != st.st_ino || self.st_dev != st.st_dev) {
         close(fd);
-        failed.push_back(shown);
-        return false;
+        return fail("changed while it was being removed; left as it is");
+    }
+    if (IsMountRoot(dirfd, fd)) {
+        close(fd);
+        return fail(kMountLeft);
     }
     if ((self.st_mode & 0700) != 0700) fchmod(fd, self.st_mode | 0700);
     bool ok = true;
@@ -193,13 +199,11 @@ bool RemoveTree(int dirfd, const std::string& name, const std::string& shown, de
         closedir(d);
         for (const auto& n : names) ok = RemoveTree(fd, n, shown + "/" + n, dev, failed) && ok;
     } else {
-        ok = false;
+        ok = fail(std::strerror(errno));
     }
     close(fd);
-    if (ok && unlinkat(dirfd, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) {
-        failed.push_back(shown);
-        ok = false;
-    }
+    if (ok && unlinkat(dirfd, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT)
+        ok = fail(std::strerror(errno));
     return ok;
 }
 
