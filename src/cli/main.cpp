@@ -11,6 +11,7 @@
 #include "app/SettingsStore.hpp"
 #include "app/StartupDelete.hpp"
 #include "app/TaskCatalogue.hpp"
+#include "app/Version.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
@@ -49,7 +50,10 @@ constexpr const char* kUsage =
     "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
     "                             use this filter instead of the filter files\n"
     "                             (repeatable)\n"
-    "  help                       show this help\n"
+    "  -delstart                  delete what the last start-up deletion request\n"
+    "                             listed, remove the autostart entry, and end\n"
+    "  help | --help | -h         show this help\n"
+    "  --version                  show the version\n"
     "\n"
     "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
     "user.reg, else its own store in $XDG_CONFIG_HOME/velloran.\n";
@@ -265,19 +269,22 @@ int main(int argc, char** argv) {
         std::cout << kUsage;
         return 0;
     }
+    if (command == "--version") {
+        std::cout << VersionLine("velloran-cli") << '\n';
+        return 0;
+    }
     if (command == "clean") return CmdClean(args);
     if (command == "settings") return CmdSettings(args);
     if (command == "junk") return CmdJunk(args);
     // An autostart entry may name this program: "-delstart" deletes what the last
     // start-up request listed and ends, as the window program does.
-    const bool delstart = args.size() == 1 && command == kStartupDeleteSwitch;
-    if (command != "tasks" && !delstart) return UsageError("unknown command '" + command + "'");
+    if (args.size() == 1 && command == kStartupDeleteSwitch) return RunStartupDelete();
+    if (command != "tasks") return UsageError("unknown command '" + command + "'");
 
-    ConsoleSession session({std::nullopt, false, false, delstart ? command : std::string()});
+    ConsoleSession session({});
     if (!session.Ready()) return 1;
     try {
-        FrmMain& frm = session.LoadMain();
-        return delstart ? 0 : CmdTasks(frm);
+        return CmdTasks(session.LoadMain());
     } catch (const ProgramEnd& end) {
         return end.code;
     }

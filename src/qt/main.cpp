@@ -4,10 +4,15 @@
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QStringList>
+#include <cstring>
+#include <iostream>
 #include <memory>
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "app/StartupDelete.hpp"
+#include "app/Version.hpp"
+#include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
@@ -22,6 +27,14 @@
 int main(int argc, char** argv) {
     using namespace velloran;
     using namespace velloran::gui;
+
+    // Decided before the toolkit starts: the autostart entry may run before the
+    // session's display is ready, and neither answer needs a window.
+    if (argc == 2 && std::strcmp(argv[1], kStartupDeleteSwitch) == 0) return RunStartupDelete();
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::cout << VersionLine("velloran") << '\n';
+        return 0;
+    }
 
     QApplication qapp(argc, argv);
     QApplication::setApplicationName("velloran");
