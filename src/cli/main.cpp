@@ -15,6 +15,7 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "cli/JunkCommand.hpp"
 #include "common/Target.hpp"
@@ -158,7 +159,7 @@ std::string TickTasks(FrmMain& frm, const CleanOptions& o) {
 // Prints what the progress window's log gains, line by line, as it happens.
 class LogPrinter {
 public:
-    explicit LogPrinter(TextBox& log) : log_(log) {
+    LogPrinter(TextBox& log, ConsoleProgress& progress) : log_(log), progress_(progress) {
         id_ = log_.Changed.Connect([this] { Print(); });
     }
     ~LogPrinter() { log_.Changed.Disconnect(id_); }
@@ -174,9 +175,11 @@ private:
         }
         printed_ = text;
         if (text.empty()) return;
+        progress_.MakeRoomForOutput();
         std::cout << ConsoleText(fresh) << '\n' << std::flush;
     }
     TextBox& log_;
+    ConsoleProgress& progress_;
     std::string printed_;
     int id_ = 0;
 };
@@ -246,7 +249,14 @@ int CmdClean(const std::vector<std::string>& args) {
     try {
         FrmMain& frm = session.LoadMain();
         if (std::string err = TickTasks(frm, o); !err.empty()) return UsageError(err);
-        LogPrinter printer(app.Cleaner().txtprogress);
+        // The progress window's bar and caption (the job, the file being deleted).
+        FrmCleaner& cleaner = app.Cleaner();
+        auto progress = ConsoleProgress::ForStandardError();
+        progress->Follow({&cleaner.pbar}, [&cleaner] {
+            return ConsoleProgress::Percent(cleaner.pbar.Value(), cleaner.pbar.Max(),
+                                            cleaner.pbar.Caption());
+        });
+        LogPrinter printer(cleaner.txtprogress, *progress);
         frm.cmdClean.UserClick();
         if (o.preview) std::cout << session.Summary().Text() << '\n';
         return app.LeftUndone > 0 ? 1 : 0;
