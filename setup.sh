@@ -20,7 +20,7 @@ packages=(
   python3 e2fsprogs
   dbus python3-dbusmock
   clang-format ccache
-  librsvg2-bin desktop-file-utils appstream dpkg-dev file lintian groff-base man-db
+  librsvg2-bin desktop-file-utils appstream groff-base dpkg-dev file
 )
 
 install_missing() {
