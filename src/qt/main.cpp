@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QStringList>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -34,6 +35,17 @@ int main(int argc, char** argv) {
     if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
         std::cout << VersionLine("velloran") << '\n';
         return 0;
+    }
+
+    // Without a display the toolkit aborts with a core dump; say what to use instead.
+    const auto unset = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value == nullptr || *value == '\0';
+    };
+    if (unset("DISPLAY") && unset("WAYLAND_DISPLAY") && unset("QT_QPA_PLATFORM")) {
+        std::cerr << "velloran: no display found (DISPLAY and WAYLAND_DISPLAY are not set); "
+                     "velloran-cli works without one\n";
+        return 1;
     }
 
     QApplication qapp(argc, argv);

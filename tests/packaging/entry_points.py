@@ -58,6 +58,12 @@ for program in programs:
         check(not os.path.exists(entry), f"{name} -delstart left the autostart entry")
         check(r.stdout == "", f"{name} -delstart printed {r.stdout!r}")
 
+        if name == "velloran":
+            # Started with no display at all it says so, instead of the toolkit aborting.
+            r = run([program], env)
+            check(r.returncode == 1 and "no display" in r.stderr,
+                  f"velloran without a display: {r.returncode} {r.stderr!r}")
+
         if name == "velloran-cli":
             usage = run([program, "help"], env)
             check(usage.returncode == 0 and usage.stdout.startswith("usage: velloran-cli"),
