@@ -64,7 +64,11 @@ case "$mode" in
     install_missing
     # A build of its own: the package installs under /usr, the checkout build does not.
     pkg="${VELLORAN_PACKAGE_BUILD_DIR:-$here/build-package}"
-    cmake -S "$here" -B "$pkg" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
+    # Debian's hardening flags (stack protector, fortify, full RELRO and BIND_NOW).
+    export DEB_BUILD_MAINT_OPTIONS=hardening=+all
+    CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" \
+      LDFLAGS="$(dpkg-buildflags --get LDFLAGS)" \
+      cmake -S "$here" -B "$pkg" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
       -DVELLORAN_TESTS=OFF -DVELLORAN_BENCH=OFF >/dev/null
     cmake --build "$pkg" -j "$(nproc)"
     (cd "$pkg" && cpack -G DEB)
