@@ -279,8 +279,22 @@ TEST_F(IECleanerTest, FileBoxesEmptyTheirFoldersOnly) {
     EXPECT_TRUE(errors.empty());
 }
 
-TEST_F(IECleanerTest, MissingFoldersAndACancelAreReportedHonestly) {
+TEST_F(IECleanerTest, MissingFoldersARefusedWriteAndACancelAreReportedHonestly) {
     PrefixPlatform platform(Target{prefix, root / "own"});
+    // A store that may not write (its wineserver runs): a line, not a fatal error.
+    struct RefusingStore : MemoryStore {
+        void Save() override { throw VbError(70, "The prefix is in use."); }
+    } refusing;
+    KelRegistry typed(refusing);
+    typed.KeyPath(std::string(kIE) + "\\TypedURLs");
+    typed.WriteValue("url1", RegData("http://a.test/"), kRegSz);
+    Int16 found = 0;
+    EXPECT_FALSE(Cleaner(refusing, platform).CleanTypedUrls(found));
+    EXPECT_EQ(lines, std::vector<std::string>{
+                         "Failed: Clear IE {typed addresses}: The prefix is in use."});
+    EXPECT_TRUE(errors.empty());
+    lines.clear();
+
     fs::remove_all(profile / "History" / "History.IE5");
     MemoryStore bare;  // no shell folders at all
     IECleaner none = Cleaner(bare, platform);
