@@ -48,10 +48,18 @@ public:
     std::string WinVersion;
     // Set while an error is being reported; the program ends after it.
     bool Reporting = false;
+    // Things the user asked for that could not be done (each told in its own line);
+    // the console's exit status reports them.
+    std::int64_t LeftUndone = 0;
 
     // The registry every task works on, chosen once at start; error 91 without one.
     RegistryStore& Registry() const;
     void SetRegistry(RegistryStore* store) { registry_ = store; }
+    // Where Velloran keeps its own options: its own store, never a target prefix
+    // (cleaning a prefix must not add anything to it). Without a store of its own
+    // set, the target's registry is that store.
+    RegistryStore& SettingsRegistry() const { return settings_ ? *settings_ : Registry(); }
+    void SetSettingsRegistry(RegistryStore* store) { settings_ = store; }
     // The registry object and the list of the trace task in progress, shared by
     // the trace workers and released by their terminate step and ReleaseShared.
     std::shared_ptr<KelRegistry> SharedRegistry;
@@ -78,6 +86,7 @@ private:
     Host& host_;
     Platform& platform_;
     RegistryStore* registry_ = nullptr;
+    RegistryStore* settings_ = nullptr;
     std::unique_ptr<FrmMain> main_;
     std::unique_ptr<FrmCleaner> cleaner_;
     std::unique_ptr<frmAbout> about_;

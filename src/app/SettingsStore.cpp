@@ -25,7 +25,7 @@ constexpr std::array<StoredOption, 6> kOptions{
     {{"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}}};
 
 KelRegistry PointAtSettings(Application& app) {
-    KelRegistry reg(app.Registry());
+    KelRegistry reg(app.SettingsRegistry());
     reg.RootKey(kHKeyCurrentUser);
     reg.KeyPath(std::string(kKeyPath));
     reg.SubKey(std::string(kSection));
@@ -63,7 +63,7 @@ void SaveSettings(FrmMain& frm) {
             reg.WriteValue(std::string(option.name), RegData(static_cast<std::int32_t>(v)),
                            kRegDword);
         }
-        app.Registry().Save();
+        app.SettingsRegistry().Save();
         frm.sBar.SetPanel(7, "Done.");
     });
 }

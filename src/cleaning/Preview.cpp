@@ -43,9 +43,15 @@ std::optional<std::string> PreviewPlatform::FindTopLevelWindow(const std::string
 
 void PreviewPlatform::EmptyClipboard() { summary_.operations.emplace_back("empty the clipboard"); }
 
-void PreviewPlatform::EmptyRecycleBin(int /*flags*/) { Count(inner_.RecycleBinContents()); }
+Leftovers PreviewPlatform::EmptyRecycleBin(int /*flags*/) {
+    Count(inner_.RecycleBinContents());
+    return {};
+}
 
-void PreviewPlatform::ClearRecentDocs() { Count(inner_.RecentDocsContents()); }
+Leftovers PreviewPlatform::ClearRecentDocs() {
+    Count(inner_.RecentDocsContents());
+    return {};
+}
 
 void PreviewPlatform::WriteTextFile(const std::string& path, const std::string& /*text*/) {
     summary_.operations.push_back("write " + path);

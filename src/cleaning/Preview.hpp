@@ -97,8 +97,8 @@ public:
     }
 
     void EmptyClipboard() override;
-    void EmptyRecycleBin(int flags) override;
-    void ClearRecentDocs() override;
+    Leftovers EmptyRecycleBin(int flags) override;
+    Leftovers ClearRecentDocs() override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
     void CreateDirectories(const std::string& path) override;
     bool RemoveFile(const std::string& path) override;

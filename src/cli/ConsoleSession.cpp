@@ -10,14 +10,19 @@ ConsoleSession::ConsoleSession(const Options& options)
       host_(std::cout, std::cerr, options.answerNo) {
     try {
         store_ = OpenRegistryStore(target_);
+        settingsStore_ = OpenSettingsStore(target_);
     } catch (const VbError& e) {
         std::cerr << "velloran-cli: " << e.Description() << '\n';
         return;
     }
     Platform* platform = &platform_;
     RegistryStore* store = store_.get();
+    RegistryStore* settings = settingsStore_.get();
     if (options.preview) {
         previewStore_ = std::make_unique<PreviewStore>(*store_, summary_);
+        if (settings)
+            settings =
+                (previewSettings_ = std::make_unique<PreviewStore>(*settings, summary_)).get();
         previewPlatform_ = std::make_unique<PreviewPlatform>(platform_, summary_);
         platform = previewPlatform_.get();
         store = previewStore_.get();
@@ -26,6 +31,7 @@ ConsoleSession::ConsoleSession(const Options& options)
     app_->TargetDescription = target_.Describe();
     app_->CommandLine = options.commandLine;
     app_->SetRegistry(store);
+    app_->SetSettingsRegistry(settings);
 }
 
 FrmMain& ConsoleSession::LoadMain() {

@@ -39,8 +39,10 @@ private:
     LinuxPlatform platform_;
     ConsoleHost host_;
     std::unique_ptr<RegistryStore> store_;
+    std::unique_ptr<RegistryStore> settingsStore_;  // null: the target's store
     PreviewSummary summary_;
     std::unique_ptr<PreviewStore> previewStore_;
+    std::unique_ptr<PreviewStore> previewSettings_;
     std::unique_ptr<PreviewPlatform> previewPlatform_;
     std::unique_ptr<Application> app_;
 };

@@ -245,10 +245,10 @@ int CmdClean(const std::vector<std::string>& args) {
         LogPrinter printer(app.Cleaner().txtprogress);
         frm.cmdClean.UserClick();
         if (o.preview) std::cout << session.Summary().Text() << '\n';
-        return 0;
+        return app.LeftUndone > 0 ? 1 : 0;
     } catch (const ProgramEnd& end) {
         if (o.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
-        return end.code;
+        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
     }
 }
 

@@ -40,9 +40,11 @@ int main(int argc, char** argv) {
     const Target target = SelectTarget();
     // Screenshots run a real clean; its registry changes must go nowhere.
     std::unique_ptr<RegistryStore> store;
+    std::unique_ptr<RegistryStore> settings;
     if (screenshotDir.isEmpty()) {
         try {
             store = OpenRegistryStore(target);
+            settings = OpenSettingsStore(target);
         } catch (const VbError& e) {
             QMessageBox::critical(nullptr, "Velloran",
                                   QString::fromStdString("The registry of " + target.Describe() +
@@ -58,6 +60,7 @@ int main(int argc, char** argv) {
     QtHost host;
     Application app(host, platform);
     app.SetRegistry(store.get());
+    app.SetSettingsRegistry(settings.get());
     app.CommandLine = args.join(' ').toStdString();
     app.TargetDescription = target.Describe();
 

@@ -61,6 +61,11 @@ void TraceWorker::Fail(const std::string& method, const std::string& failureText
                 app_.VersionText());
 }
 
+void TraceWorker::ReportLeftovers(const std::vector<std::string>& left) {
+    for (const std::string& line : left) RaiseProgress("Not removed: " + line);
+    app_.LeftUndone += static_cast<std::int64_t>(left.size());
+}
+
 void TraceWorker::Commit() { app_.Registry().Save(); }
 
 TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failureText,

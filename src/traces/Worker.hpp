@@ -46,6 +46,8 @@ protected:
     // Removes every subkey of `keyPath` whole, adding to `count`.
     void ClearSubkeys(const std::string& keyPath, Int16& count);
     void RaiseProgress(const std::string& text);
+    // One "Not removed:" line for each thing left, and the run counts them.
+    void ReportLeftovers(const std::vector<std::string>& left);
     // The failure path: the failure line (when there is one), then Error.
     void Fail(const std::string& method, const std::string& failureText, int number,
               const std::string& description);

@@ -111,6 +111,28 @@ TEST_F(CliTest, UsageErrorsAndSettings) {
     EXPECT_EQ(quiet.out.find("[64]"), std::string::npos) << quiet.out;
 }
 
+TEST_F(CliTest, SettingsLiveInVelloransOwnStoreNeverInTheTarget) {
+    // Nothing of the prefix's to clean: the prefix stays byte for byte, and the
+    // options stored while it is the target are there for the next target too.
+    std::ofstream(dir / "prefix" / "user.reg", std::ios::binary | std::ios::trunc)
+        << "WINE REGISTRY Version 2\n;; All keys relative to "
+           "REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n"
+           "\n#arch=win64\n";
+    const std::string before = Read(dir / "prefix" / "user.reg");
+    EXPECT_EQ(Cli(env, "settings set5=1").code, 0);
+    EXPECT_EQ(Cli(env, "clean win_chk:5").code, 0);
+    EXPECT_EQ(Read(dir / "prefix" / "user.reg"), before);
+    EXPECT_FALSE(fs::exists(dir / "prefix" / "system.reg"));
+    const std::string own = Read(dir / "home/.config/velloran/user.reg");
+    EXPECT_NE(own.find("[Software\\\\Velloran\\\\settings]"), std::string::npos) << own;
+
+    fs::create_directories(dir / "other");
+    std::ofstream(dir / "other" / "user.reg", std::ios::binary) << before;
+    EXPECT_EQ(Cli(env + " WINEPREFIX=" + (dir / "other").string(), "settings").out,
+              "set1=0\nset2=0\nset3=0\nset5=1\nset6=0\nset7=0\n");
+    EXPECT_EQ(Read(dir / "other" / "user.reg"), before);
+}
+
 TEST_F(CliTest, MalformedRegistryIsRefusedAndLeftWhole) {
     std::ofstream(dir / "prefix" / "user.reg", std::ios::binary | std::ios::trunc)
         << "WINE REGISTRY Version 2\n\n[Software\\\\Broken] 1\n\"a\"=dword:zz\n";

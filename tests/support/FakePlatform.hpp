@@ -63,11 +63,16 @@ public:
         return it->second;
     }
     void EmptyClipboard() override { calls.push_back("EmptyClipboard"); }
-    void EmptyRecycleBin(int flags) override {
+    Leftovers trashLeftovers, recentLeftovers;  // what the next clear leaves
+    Leftovers EmptyRecycleBin(int flags) override {
         calls.push_back("EmptyRecycleBin:" + std::to_string(flags));
+        return trashLeftovers;
     }
     void UpdateRecycleBinIcon() override { calls.push_back("UpdateRecycleBinIcon"); }
-    void ClearRecentDocs() override { calls.push_back("ClearRecentDocs"); }
+    Leftovers ClearRecentDocs() override {
+        calls.push_back("ClearRecentDocs");
+        return recentLeftovers;
+    }
     RemovalCount RecycleBinContents() override { return trash; }
     RemovalCount RecentDocsContents() override { return recent; }
     std::string ExecutablePath() override { return exePath; }

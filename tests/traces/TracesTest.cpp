@@ -140,6 +140,37 @@ TEST_F(TracesTest, SystemTraces) {
     ASSERT_TRUE(flag);
     EXPECT_EQ(flag->type, kRegSz);
     EXPECT_EQ(flag->AsString(), "1");
+
+    // The Explorer list of recent documents goes with its per-extension lists; the
+    // rest of Explorer stays.
+    const std::string docs = std::string(kExplorer) + "\\RecentDocs";
+    Put(docs, "0");
+    Put(docs, "1");
+    Put(docs + "\\.txt", "0");
+    lines.clear();
+    EXPECT_TRUE(w.CleanRecentDocList());
+    EXPECT_FALSE(registry.KeyExists(kHKeyCurrentUser, docs));
+    EXPECT_TRUE(registry.KeyExists(kHKeyCurrentUser, kExplorer));
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "Windows|Cleared Windows {recent document} history.",
+                         "Windows|Removed the Explorer list of recent documents (3 entries)."}));
+}
+
+TEST_F(TracesTest, WhatTheDesktopLeftIsToldAndCounted) {
+    ClsWindows w(app);
+    Listen(w);
+    platform.trashLeftovers = {"/t/files/box/home: another file system is mounted here"};
+    platform.recentLeftovers = {"/h/recently-used.xbel: a link, not a file; left as it is"};
+    EXPECT_TRUE(w.EmptyRecycleBin(main(), true));
+    EXPECT_TRUE(w.CleanRecentDocList());
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "Windows|Emptied Windows {recycle bin} file.",
+                         "Windows|Not removed: /t/files/box/home: another file system is "
+                         "mounted here",
+                         "Windows|Cleared Windows {recent document} history.",
+                         "Windows|Not removed: /h/recently-used.xbel: a link, not a file; left "
+                         "as it is"}));
+    EXPECT_EQ(app.LeftUndone, 2);
 }
 
 TEST_F(TracesTest, ProgramListsAndOffice) {

@@ -57,6 +57,10 @@ struct RemovalCount {
     std::int64_t bytes = 0;
 };
 
+// What an operation could not remove, one "<path>: <why>" line each; a user is
+// never told that something is gone when it is not.
+using Leftovers = std::vector<std::string>;
+
 // Shell folder ids used by the program.
 enum Csidl : int {
     CSIDL_RECENT = 8,
@@ -105,11 +109,12 @@ public:
     // Empties the clipboard; does nothing where there is no clipboard to reach.
     virtual void EmptyClipboard() = 0;
     // Empties every recycle bin of the user (SHEmptyRecycleBin flags; the desktop's
-    // trash never asks for confirmation).
-    virtual void EmptyRecycleBin(int flags) = 0;
+    // trash never asks for confirmation). Returns what was left, one line each.
+    virtual Leftovers EmptyRecycleBin(int flags) = 0;
     virtual void UpdateRecycleBinIcon() {}
     // Empties the list of recent documents (SHAddToRecentDocs with no item).
-    virtual void ClearRecentDocs() = 0;
+    // Returns what was left, one line each.
+    virtual Leftovers ClearRecentDocs() = 0;
     // What the two above would remove.
     virtual RemovalCount RecycleBinContents() = 0;
     virtual RemovalCount RecentDocsContents() = 0;

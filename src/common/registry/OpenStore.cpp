@@ -10,4 +10,11 @@ std::unique_ptr<RegistryStore> OpenRegistryStore(const Target& target) {
     return std::make_unique<WinePrefixStore>(target.RegistryFolder(), options);
 }
 
+std::unique_ptr<RegistryStore> OpenSettingsStore(const Target& target) {
+    if (!target.HasPrefix()) return nullptr;
+    WinePrefixStore::Options options;
+    options.isPrefix = false;
+    return std::make_unique<WinePrefixStore>(target.ownStore, options);
+}
+
 }  // namespace velloran

@@ -10,5 +10,8 @@ namespace velloran {
 
 // Throws VbError when a file cannot be read or is not a valid registry file.
 std::unique_ptr<RegistryStore> OpenRegistryStore(const Target& target);
+// Velloran's own store for its settings when the target is a prefix; nullptr when
+// the target already is that store. Throws VbError like OpenRegistryStore.
+std::unique_ptr<RegistryStore> OpenSettingsStore(const Target& target);
 
 }  // namespace velloran

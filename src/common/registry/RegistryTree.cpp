@@ -128,6 +128,10 @@ void RegHive::Clear() {
 TreeStore::Start TreeStore::Begin(std::uint32_t root, std::string_view path) const {
     Start s{nullptr, SplitRegPath(path)};
     for (const auto& t : s.tokens) CheckKeyName(t);
+    if (s.tokens.size() > kMaxKeyDepth)
+        throw VbError(vbErrInvalidCall,
+                      "Registry key nested deeper than 512 levels: " + FullName(root, path),
+                      std::string(kSource));
     switch (root) {
         case kHKeyCurrentUser:
             s.key = user_.root.get();

@@ -45,6 +45,8 @@ struct RegKeyNode {
 // Longest names Wine accepts, in UTF-16 units.
 inline constexpr size_t kMaxKeyNameUnits = 256;
 inline constexpr size_t kMaxValueNameUnits = 16383;
+// Windows refuses keys nested deeper than this; every walk of the tree relies on it.
+inline constexpr size_t kMaxKeyDepth = 512;
 
 // The current time as a FILETIME.
 std::uint64_t RegNowFiletime();

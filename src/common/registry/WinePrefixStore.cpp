@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 #include "common/VbError.hpp"
 #include "common/registry/WineServer.hpp"
@@ -86,8 +87,7 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
     fs::path tmp;
     int fd = -1;
     for (int i = 0; i < 1000 && fd < 0; ++i) {
-        tmp = dir / ("." + target.filename().string() + ".velloran-" + std::to_string(getpid()) +
-                     "-" + std::to_string(i) + ".tmp");
+        tmp = dir / AtomicTemporaryName(target, getpid(), i);
         fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, existed ? 0600 : 0666);
         if (fd < 0 && errno != EEXIST) ThrowIo(errno, "Cannot save", target);
     }
@@ -130,10 +130,38 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
     }
 }
 
+std::string AtomicTemporaryName(const fs::path& file, long pid, int n) {
+    return "." + file.filename().string() + ".velloran-" + std::to_string(pid) + "-" +
+           std::to_string(n) + ".tmp";
+}
+
+int RemoveStaleTemporaries(const fs::path& file, const fs::path& procRoot) {
+    const std::string stem = "." + file.filename().string() + ".velloran-";
+    std::error_code ec;
+    int removed = 0;
+    for (const fs::directory_entry& e : fs::directory_iterator(file.parent_path(), ec)) {
+        const std::string name = e.path().filename().string();
+        if (!name.starts_with(stem) || !name.ends_with(".tmp")) continue;
+        const std::string rest = name.substr(stem.size());
+        const std::string pid = rest.substr(0, rest.find('-'));
+        if (pid.empty() || pid.find_first_not_of("0123456789") != std::string::npos) continue;
+        // A save in progress in another Velloran keeps its file.
+        std::string comm;
+        std::ifstream(procRoot / pid / "comm") >> comm;
+        if (comm.starts_with("velloran")) continue;
+        if (e.is_regular_file(ec) && !e.is_symlink(ec) && fs::remove(e.path(), ec)) ++removed;
+    }
+    return removed;
+}
+
 WinePrefixStore::WinePrefixStore(fs::path folder) : WinePrefixStore(std::move(folder), Options{}) {}
 
 WinePrefixStore::WinePrefixStore(fs::path folder, Options options)
     : folder_(std::move(folder)), options_(std::move(options)) {
+    // A save killed while writing leaves a full-size temporary file; nothing else
+    // ever cleans it up.
+    for (const fs::path& file : {MachineFile(), UserFile()})
+        RemoveStaleTemporaries(file, options_.procRoot);
     // system.reg first: it decides the prefix's architecture, as in wineserver.
     Load(machine_, MachineFile());
     Load(user_, UserFile());

@@ -19,6 +19,8 @@ public:
         bool isPrefix = true;
         // Where server folders are looked for; empty = /tmp and $TMPDIR.
         std::vector<std::filesystem::path> serverSearchRoots;
+        // The process table, to tell a save in progress from one that was killed.
+        std::filesystem::path procRoot = "/proc";
     };
 
     // Reads both files; a missing file is an empty branch. Throws VbError for a file
@@ -49,5 +51,12 @@ private:
 
 // Writes `text` to `file` atomically; see WinePrefixStore::Save. Exposed for tests.
 void WriteFileAtomically(const std::filesystem::path& file, const std::string& text);
+
+// The temporary name a save of `file` by process `pid` uses (attempt `n`).
+std::string AtomicTemporaryName(const std::filesystem::path& file, long pid, int n);
+// Removes temporary files that a save of `file` in a process that no longer runs
+// left behind (a kill during the write); returns how many were removed.
+int RemoveStaleTemporaries(const std::filesystem::path& file,
+                           const std::filesystem::path& procRoot);
 
 }  // namespace velloran

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <unordered_map>
 
 #include "common/VbError.hpp"
 
@@ -160,6 +161,79 @@ void AppendUnits(RegBytes& out, std::u16string_view units) {
     }
 }
 
+std::u16string Folded(std::u16string_view name) {
+    std::u16string out(name);
+    for (char16_t& c : out) c = RegFoldCase(c);
+    return out;
+}
+
+// Keys and values as a file lists them. Wine's own files are sorted, so a new name
+// usually goes last and the sorted arrays are kept as they are; a parent that gets
+// names out of order switches to a hash index and is sorted once at the end, so
+// loading stays linear whatever the order.
+class LoadIndex {
+public:
+    RegKeyNode* Subkey(RegKeyNode* parent, std::u16string_view name, std::uint64_t modified) {
+        auto unsorted = keys_.find(parent);
+        if (unsorted == keys_.end()) {
+            auto& subs = parent->subkeys;
+            if (subs.empty() || RegCompareNames(subs.back()->name, name) < 0 ||
+                subs.size() < kSmall)
+                return parent->AddSubkey(name, modified);
+            if (RegKeyNode* found = parent->FindSubkey(name)) return found;
+            unsorted = keys_.emplace(parent, Names<RegKeyNode*>{}).first;
+            for (auto& k : subs) unsorted->second.emplace(Folded(k->name), k.get());
+        }
+        auto [it, added] = unsorted->second.emplace(Folded(name), nullptr);
+        if (!added) return it->second;
+        auto key = std::make_unique<RegKeyNode>();
+        key->name = name;
+        key->parent = parent;
+        key->modified = modified;
+        it->second = key.get();
+        parent->subkeys.push_back(std::move(key));
+        return it->second;
+    }
+
+    RegKeyNode::Value& Value(RegKeyNode* key, std::u16string_view name) {
+        auto unsorted = values_.find(key);
+        if (unsorted == values_.end()) {
+            auto& vals = key->values;
+            if (vals.empty() || RegCompareNames(vals.back().name, name) < 0 || vals.size() < kSmall)
+                return key->SetValue(name);
+            if (RegKeyNode::Value* found = key->FindValue(name)) return *found;
+            unsorted = values_.emplace(key, Names<size_t>{}).first;
+            for (size_t i = 0; i < vals.size(); ++i)
+                unsorted->second.emplace(Folded(vals[i].name), i);
+        }
+        auto [it, added] = unsorted->second.emplace(Folded(name), key->values.size());
+        if (added) key->values.push_back(RegKeyNode::Value{std::u16string(name), {}});
+        return key->values[it->second];
+    }
+
+    // Puts every parent that went out of order back into Wine's order.
+    void Finish() {
+        for (auto& [parent, names] : keys_)
+            std::sort(
+                parent->subkeys.begin(), parent->subkeys.end(),
+                [](const auto& a, const auto& b) { return RegCompareNames(a->name, b->name) < 0; });
+        for (auto& [key, names] : values_)
+            std::sort(key->values.begin(), key->values.end(), [](const auto& a, const auto& b) {
+                return RegCompareNames(a.name, b.name) < 0;
+            });
+        keys_.clear();
+        values_.clear();
+    }
+
+private:
+    // Below this many names a sorted insert costs less than an index.
+    static constexpr size_t kSmall = 64;
+    template <class T>
+    using Names = std::unordered_map<std::u16string, T>;
+    std::unordered_map<RegKeyNode*, Names<RegKeyNode*>> keys_;
+    std::unordered_map<RegKeyNode*, Names<size_t>> values_;
+};
+
 class Parser {
 public:
     Parser(RegHive& hive, const std::string& fileName) : hive_(hive), file_(fileName) {}
@@ -206,6 +280,7 @@ public:
                         throw ParseError("unrecognized line");
                 }
             }
+            index_.Finish();
         } catch (const ParseError& e) {
             std::string msg = file_ + ", line " + std::to_string(std::max(rd.Line(), 1)) + ": " +
                               e.Why() +
@@ -218,8 +293,11 @@ public:
 private:
     RegKeyNode* ParseKey(std::string_view p) {
         std::u16string name;
-        size_t r = UnescapeWineString(p.substr(1), ']', name);
+        size_t invalid = 0;
+        size_t r = UnescapeWineString(p.substr(1), ']', name, &invalid);
         if (r == std::string_view::npos) throw ParseError("malformed key name (no closing \"]\")");
+        // Wine would drop the bytes and could merge this key with another.
+        if (invalid) throw ParseError("key name is not valid UTF-8");
         std::string_view rest = SkipSpace(p.substr(1 + r));
         std::uint64_t modified = 0;
         if (!rest.empty() && rest[0] >= '0' && rest[0] <= '9') {
@@ -231,12 +309,16 @@ private:
         }
         if (!name.empty() && name[0] == u'\\') throw ParseError("malformed key name");
         RegKeyNode* key = hive_.root.get();
+        size_t depth = 0;
         for (size_t i = 0; i < name.size();) {
             size_t j = name.find(u'\\', i);
             if (j == std::u16string::npos) j = name.size();
             if (j > i) {
                 if (j - i > kMaxKeyNameUnits) throw ParseError("key name too long");
-                key = key->AddSubkey(std::u16string_view(name).substr(i, j - i), modified);
+                if (++depth > kMaxKeyDepth)
+                    throw ParseError("key nested deeper than " + std::to_string(kMaxKeyDepth) +
+                                     " levels");
+                key = index_.Subkey(key, std::u16string_view(name).substr(i, j - i), modified);
             }
             i = j + 1;
         }
@@ -248,8 +330,10 @@ private:
         std::u16string name;
         size_t len = 1;
         if (p[0] == '"') {
-            size_t r = UnescapeWineString(p.substr(1), '"', name);
+            size_t invalid = 0;
+            size_t r = UnescapeWineString(p.substr(1), '"', name, &invalid);
             if (r == std::string_view::npos) throw ParseError("malformed value name");
+            if (invalid) throw ParseError("value name is not valid UTF-8");
             len = r + 1;
             if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
         }
@@ -313,7 +397,7 @@ private:
             }
         }
         // A repeated name replaces the data and keeps the first spelling.
-        key->SetValue(name).value = std::move(value);
+        index_.Value(key, name).value = std::move(value);
     }
 
     void ParseKeyOption(RegKeyNode* key, std::string_view p) {
@@ -344,6 +428,7 @@ private:
 
     RegHive& hive_;
     const std::string& file_;
+    LoadIndex index_;
 };
 
 // ---- writing ----
@@ -371,7 +456,7 @@ void DumpValue(std::string& out, const RegKeyNode::Value& v) {
                 units.push_back(static_cast<char16_t>(d[i] | (d[i + 1] << 8)));
             if (type != kRegSz) out += "str(" + std::to_string(type) + "):";
             out += '"';
-            out += EscapeWineString(units, "\"\"");
+            out += EscapeWineString(units, "\"\"", true);
             out += "\"\n";
             return;
         }
@@ -458,7 +543,7 @@ bool HasComment(std::string_view trivia) {
 
 // ---- escaping ----
 
-std::string EscapeWineString(std::u16string_view s, std::string_view delims) {
+std::string EscapeWineString(std::u16string_view s, std::string_view delims, bool impliedNul) {
     static constexpr char kEscapes[] = ".......abtnvfr.............e....";
     std::string out;
     out.reserve(s.size());
@@ -474,7 +559,7 @@ std::string EscapeWineString(std::u16string_view s, std::string_view delims) {
             continue;
         }
         if (c < 32) {
-            if (c == 0 && !more) continue;  // the terminating NUL is implied
+            if (c == 0 && !more && impliedNul) continue;
             if (kEscapes[c] != '.') {
                 out += '\\';
                 out += kEscapes[c];
@@ -493,7 +578,8 @@ std::string EscapeWineString(std::u16string_view s, std::string_view delims) {
     return out;
 }
 
-size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
+size_t UnescapeWineString(std::string_view src, char end, std::u16string& out,
+                          size_t* invalidBytes) {
     size_t p = 0;
     while (p < src.size() && src[p] != end) {
         unsigned char c = static_cast<unsigned char>(src[p]);
@@ -508,7 +594,8 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
                     AppendUtf16(out, cp);
                     p += n;
                 } else {
-                    ++p;  // invalid UTF-8 is dropped
+                    ++p;
+                    if (invalidBytes) ++*invalidBytes;
                 }
             }
             continue;
@@ -582,6 +669,7 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out) {
                     n = DecodeUtf8(src, p, cp);
                     if (!n) {
                         ++p;
+                        if (invalidBytes) ++*invalidBytes;
                         break;
                     }
                 }
@@ -725,6 +813,11 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
         c.end = i + 1 < hive.renderedChunks.size() ? hive.renderedChunks[i + 1].begin : out.size();
         c.contentEnd = std::min(c.contentEnd, c.end);
     }
+    // Blank lines and comments kept before the first section belong to the header
+    // from now on, or the next save, which copies the header and the sections,
+    // would lose them.
+    hive.renderedHeaderEnd =
+        hive.renderedChunks.empty() ? out.size() : hive.renderedChunks.front().begin;
     return out;
 }
 

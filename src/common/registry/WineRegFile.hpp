@@ -31,10 +31,15 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
 void AdoptWineRegistry(RegHive& hive, std::string text);
 
 // String escaping as Wine's dump_strW / parse_strW do it. `delims` are the two
-// characters escaped besides "\" ("\"\"" in strings, "[]" in key names).
-std::string EscapeWineString(std::u16string_view s, std::string_view delims);
+// characters escaped besides "\" ("\"\"" in strings, "[]" in key names). String data
+// carries its terminating NUL, which the file leaves implied (`impliedNul`); a name
+// that ends in a NUL of its own keeps it.
+std::string EscapeWineString(std::u16string_view s, std::string_view delims,
+                             bool impliedNul = false);
 // Parses up to the unescaped `end` character; returns the position after it, or
-// npos when `end` never comes. Raw bytes from 0x80 up are read as UTF-8.
-size_t UnescapeWineString(std::string_view src, char end, std::u16string& out);
+// npos when `end` never comes. Raw bytes from 0x80 up are read as UTF-8; invalid
+// sequences are dropped, as Wine drops them, and counted in `invalidBytes`.
+size_t UnescapeWineString(std::string_view src, char end, std::u16string& out,
+                          size_t* invalidBytes = nullptr);
 
 }  // namespace velloran

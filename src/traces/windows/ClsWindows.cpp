@@ -151,13 +151,15 @@ bool ClsWindows::CleanClipBoard() {
 
 bool ClsWindows::EmptyRecycleBin(Form& /*owner*/, bool Silent) {
     if (IsTrue(Cancel)) return false;
+    Leftovers left;
     bool ok = TaskEnd::Done ==
               RunTask("EmptyRecycleBin", "Failed: Empty Windows {recycle bin} file.", [&] {
                   Platform& platform = app_.GetPlatform();
-                  platform.EmptyRecycleBin(Silent ? 7 : 0);
+                  left = platform.EmptyRecycleBin(Silent ? 7 : 0);
                   platform.UpdateRecycleBinIcon();
               });
     if (ok) RaiseProgress("Emptied Windows {recycle bin} file.");
+    ReportLeftovers(left);
     return ok;
 }
 
@@ -185,11 +187,37 @@ bool ClsWindows::ClearPageFile() {
 }
 
 bool ClsWindows::CleanRecentDocList() {
+    std::int64_t registryEntries = -1;
+    Leftovers left;
     bool ok = TaskEnd::Done == RunTask("CleanRecentDocList",
-                                       "Failed: Clear Windows {recent document} history.",
-                                       [&] { app_.GetPlatform().ClearRecentDocs(); });
+                                       "Failed: Clear Windows {recent document} history.", [&] {
+                                           left = app_.GetPlatform().ClearRecentDocs();
+                                           registryEntries = RemoveRecentDocsKey();
+                                       });
     if (ok) RaiseProgress("Cleared Windows {recent document} history.");
+    ReportLeftovers(left);
+    // The shell's own clear call also drops the Explorer list of recent documents.
+    if (ok && registryEntries >= 0)
+        RaiseProgress("Removed the Explorer list of recent documents (" +
+                      std::to_string(registryEntries) + " entries).");
     return ok;
+}
+
+std::int64_t ClsWindows::RemoveRecentDocsKey() {
+    KelRegistry& reg = NewRegistry();
+    reg.RootKey(kHKeyCurrentUser);
+    reg.KeyPath(std::string(kExplorer));
+    reg.SubKey("RecentDocs");
+    if (!reg.KeyExists()) return -1;
+    // Every value of the key and of its per-extension subkeys, "MRUListEx" included.
+    const std::string path = reg.CurrentKey();
+    std::int64_t entries =
+        static_cast<std::int64_t>(reg.EnumerateValues(kHKeyCurrentUser, path).size());
+    for (const std::string& sub : reg.EnumerateKeys(kHKeyCurrentUser, path))
+        entries += static_cast<std::int64_t>(
+            reg.EnumerateValues(kHKeyCurrentUser, path + "\\" + sub).size());
+    reg.DeleteKey("RecentDocs");
+    return entries;
 }
 
 std::string ClsWindows::SystemDirectory() {

@@ -37,6 +37,8 @@ public:
     std::string LogonUserName();
 
 private:
+    // Deletes the Explorer RecentDocs key; the values it held, -1 when it was missing.
+    std::int64_t RemoveRecentDocsKey();
     bool RunListTask(const char* method, Int16& Found);
 };
 

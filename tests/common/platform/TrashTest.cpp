@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "common/VbError.hpp"
+#include "common/platform/linux/FileOps.hpp"
 
 namespace velloran::linuxfs {
 namespace {
@@ -162,6 +163,89 @@ TEST(Trash, OtherVolumesUseTheirOwnTrash) {
     EXPECT_EQ(trash.Empty().removed, 2u);
     EXPECT_EQ(trash.CountItems(), 0u);
     umount(vol.c_str());
+    fs::remove_all(root);
+}
+
+}  // namespace
+}  // namespace velloran::linuxfs
+
+namespace velloran::linuxfs {
+namespace {
+
+// A bind mount of `source` at `at` for the test's lifetime; inactive where mounting
+// is not allowed (not root, or a sandbox without mount rights).
+class BindMount {
+public:
+    BindMount(const fs::path& source, const fs::path& at) : at_(at) {
+        fs::create_directories(at);
+        active_ = ::mount(source.c_str(), at.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    }
+    ~BindMount() {
+        if (active_) ::umount2(at_.c_str(), MNT_DETACH);
+    }
+    bool Active() const { return active_; }
+
+private:
+    fs::path at_;
+    bool active_ = false;
+};
+
+TEST(Trash, BindMountsInsideTheTrashOrAStartupDeletionAreNeverEntered) {
+    const fs::path root = MakeTempDir("velloran-bind");
+    // What a trashed chroot or container holds: its home is the real home, bound in.
+    WriteFile(root / "real-home/precious.txt", "keep me");
+    WriteFile(root / "data/Trash/files/chroot/etc/hostname", "box");
+    WriteFile(root / "data/Trash/info/chroot.trashinfo", "[Trash Info]\nPath=/tmp/chroot\n");
+    BindMount trashed(root / "real-home", root / "data/Trash/files/chroot/home");
+    WriteFile(root / "startup/tree/file", "x");
+    BindMount listed(root / "real-home", root / "startup/tree/home");
+    if (!trashed.Active() || !listed.Active()) GTEST_SKIP() << "bind mounts need root";
+
+    Trash trash((root / "data/Trash").string(), getuid(), {});
+    const Trash::EmptyResult r = trash.Empty();
+    EXPECT_EQ(ReadFile(root / "real-home/precious.txt"), "keep me");
+    EXPECT_FALSE(fs::exists(root / "data/Trash/files/chroot/etc"));
+    ASSERT_EQ(r.failed.size(), 1u);
+    EXPECT_EQ(r.failed[0], (root / "data/Trash/files/chroot/home").string() +
+                               ": another file system is mounted here; left as it is");
+    EXPECT_TRUE(fs::exists(root / "data/Trash/info/chroot.trashinfo")) << "kept with its item";
+
+    // The same tree deleted as a start-up deletion would delete it.
+    EXPECT_THROW(RemovePath((root / "startup/tree").string()), VbError);
+    EXPECT_EQ(ReadFile(root / "real-home/precious.txt"), "keep me");
+    EXPECT_FALSE(fs::exists(root / "startup/tree/file"));
+}
+
+}  // namespace
+}  // namespace velloran::linuxfs
+
+namespace velloran::linuxfs {
+namespace {
+
+TEST(Trash, AVolumeTrashSwappedForALinkAfterItWasFoundIsNeverFollowed) {
+    // Whoever can write in a shared sticky .Trash can swap our folder for a link to
+    // elsewhere between the moment it is found and the moment it is used.
+    const fs::path root = MakeTempDir("velloran-swap");
+    const fs::path top = root / "volume";
+    const fs::path mine = top / ".Trash" / std::to_string(getuid());
+    fs::create_directories(mine / "files");
+    fs::create_directories(mine / "info");
+    fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
+    WriteFile(root / "elsewhere/files/victim.txt", "keep me");
+    WriteFile(root / "elsewhere/info/victim.txt.trashinfo",
+              "[Trash Info]\nPath=restored.txt\nDeletionDate=2026-01-01T00:00:00\n");
+    Trash trash((root / "home/Trash").string(), getuid(), {top.string()});
+    const std::vector<TrashDir> dirs = trash.TrashDirs();
+    ASSERT_EQ(dirs.size(), 1u);
+
+    fs::rename(mine, top / ".Trash" / "aside");
+    fs::create_directory_symlink(root / "elsewhere", mine);
+    EXPECT_THROW(trash.Restore(dirs[0], "victim.txt"), VbError);
+    EXPECT_EQ(ReadFile(root / "elsewhere/files/victim.txt"), "keep me");
+    EXPECT_FALSE(fs::exists(top / "restored.txt"));
+    const Trash::EmptyResult r = trash.Empty();
+    EXPECT_EQ(ReadFile(root / "elsewhere/files/victim.txt"), "keep me");
+    EXPECT_EQ(r.removed, 0u);
     fs::remove_all(root);
 }
 

@@ -370,3 +370,40 @@ TEST(WinePrefixStore, TargetsOpenTheirStore) {
 
 }  // namespace
 }  // namespace velloran
+
+namespace velloran {
+namespace {
+
+TEST(WinePrefixStore, KilledSavesLeaveNoTemporaryFileBehind) {
+    regtest::ScratchDir dir;
+    regtest::ScratchDir proc;
+    const std::string user = "WINE REGISTRY Version 2\n;; x\n\n[A] 1\n\"a\"=\"1\"\n";
+    regtest::WriteBytes(dir / "user.reg", user);
+    // 111 is gone; 222 is a running Velloran in the middle of its own save; 333 is
+    // some other program that got a killed Velloran's pid.
+    std::filesystem::create_directories(proc / "222");
+    regtest::WriteBytes(proc / "222" / "comm", "velloran-cli\n");
+    std::filesystem::create_directories(proc / "333");
+    regtest::WriteBytes(proc / "333" / "comm", "bash\n");
+    const auto tmp = [&](long pid, const char* file) {
+        return dir / AtomicTemporaryName(dir / file, pid, 0);
+    };
+    for (long pid : {111, 222, 333}) regtest::WriteBytes(tmp(pid, "user.reg"), user);
+    regtest::WriteBytes(tmp(111, "system.reg"), "half a file");
+    regtest::WriteBytes(dir / ".user.reg.velloran-notes.tmp", "not ours");
+    regtest::WriteBytes(dir / "user.reg.velloran-111-0.tmp", "not ours either");
+
+    WinePrefixStore::Options options;
+    options.procRoot = proc.Path();
+    WinePrefixStore store(dir.Path(), options);
+    EXPECT_FALSE(std::filesystem::exists(tmp(111, "user.reg")));
+    EXPECT_FALSE(std::filesystem::exists(tmp(111, "system.reg")));
+    EXPECT_FALSE(std::filesystem::exists(tmp(333, "user.reg")));
+    EXPECT_TRUE(std::filesystem::exists(tmp(222, "user.reg")));
+    EXPECT_TRUE(std::filesystem::exists(dir / ".user.reg.velloran-notes.tmp"));
+    EXPECT_TRUE(std::filesystem::exists(dir / "user.reg.velloran-111-0.tmp"));
+    EXPECT_EQ(regtest::ReadBytes(dir / "user.reg"), user);
+}
+
+}  // namespace
+}  // namespace velloran

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "common/VbError.hpp"
+#include "common/registry/RegRoundTrip.hpp"
 #include "common/registry/RegTestUtil.hpp"
 #include "common/registry/WinePrefixStore.hpp"
 #include "common/registry/WineRegFile.hpp"
@@ -305,7 +306,7 @@ TEST(WineRegFile, EscapesFollowWinesRules) {
         EXPECT_EQ(back, c.units) << c.text;
     }
     // The NUL that ends a string is not written.
-    EXPECT_EQ(EscapeWineString(std::u16string(u"ab\0", 3), "\"\""), "ab");
+    EXPECT_EQ(EscapeWineString(std::u16string(u"ab\0", 3), "\"\"", true), "ab");
 
     auto parse = [](const std::string& s) {
         std::u16string out;
@@ -373,6 +374,112 @@ TEST(WineRegFile, MalformedFilesAreRefusedWithFileAndLine) {
         ADD_FAILURE() << "mismatched architectures accepted";
     } catch (const VbError& e) {
         EXPECT_NE(e.Description().find("user.reg, line 4:"), std::string::npos) << e.Description();
+    }
+}
+
+}  // namespace
+}  // namespace velloran
+
+namespace velloran {
+namespace {
+
+std::string RefusalOf(const std::string& text) {
+    RegHive hive;
+    try {
+        ReadWineRegistry(hive, text, "x.reg");
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.Number(), kVbErrBadFileFormat);
+        return e.Description();
+    }
+    return {};
+}
+
+TEST(WineRegFile, NamesSurviveExactlyOrTheFileIsRefused) {
+    const std::string h = "WINE REGISTRY Version 2\n;; All keys relative to \\\\User\\\\S-1\n";
+    // A key and a value whose names end in a NUL of their own stay apart from the
+    // ones without it, through a rewrite of every key.
+    const std::string nul =
+        h + "\n[A\\\\k\\0] 1\n\"v\\0\"=\"1\"\n\"v\"=\"2\"\n\n[A\\\\k] 1\n\"v\"=\"3\"\n";
+    EXPECT_EQ(regtest::CheckRoundTrip(nul), "");
+    RegHive hive;
+    ReadWineRegistry(hive, nul, "x.reg");
+    ASSERT_EQ(hive.root->subkeys[0]->subkeys.size(), 2u);
+    EXPECT_EQ(hive.root->subkeys[0]->subkeys[1]->values.size(), 2u);
+
+    // Wine drops invalid UTF-8, so two such names could become one: refused.
+    EXPECT_NE(RefusalOf(h + "[A]\n\"v\\xff\"=\"1\"\n").find(""), std::string::npos);
+    EXPECT_NE(RefusalOf(h + "[A]\n\"v\xff\"=\"1\"\n\"v\xfe\"=\"2\"\n").find("x.reg, line 4:"),
+              std::string::npos);
+    EXPECT_NE(RefusalOf(h + "[A\\\\k\xc3]\n").find("x.reg, line 3: key name is not valid UTF-8"),
+              std::string::npos);
+    // In string data the bytes are dropped exactly as Wine drops them.
+    EXPECT_EQ(RefusalOf(h + "[A]\n\"v\"=\"a\xffz\"\n"), "");
+
+    // Deeper than Windows allows: a clear refusal, never a crash.
+    std::string deep = h + "[k";
+    for (int i = 0; i < 100000; ++i) deep += "\\\\k";
+    EXPECT_NE(RefusalOf(deep + "]\n").find("line 3: key nested deeper than 512 levels"),
+              std::string::npos);
+    std::string deepest = h + "[k";
+    for (int i = 1; i < 512; ++i) deepest += "\\\\k";
+    EXPECT_EQ(regtest::CheckRoundTrip(deepest + "] 1\n\"v\"=\"1\"\n"), "");
+}
+
+TEST(WineRegFile, LayoutBeforeTheFirstRewrittenKeySurvivesLaterSaves) {
+    const std::string text = std::string(kHeader) +
+                             "\n;; kept comment\n\n[A] 1\n\"a\"=\"1\"\n; note on A\n\n"
+                             "[B] 1\n\"b\"=\"1\"\n\n[C] 1\n\"c\"=\"1\"\n";
+    ScratchDir dir;
+    auto store = StoreWith(dir, text);
+    ASSERT_TRUE(store->DeleteKey(kHKeyCurrentUser, "A", true));
+    store->Save();
+    std::string once = ReadBytes(dir / "user.reg");
+    EXPECT_NE(once.find(";; kept comment"), std::string::npos);
+    EXPECT_NE(once.find("; note on A"), std::string::npos);
+    ASSERT_TRUE(store->DeleteValue(kHKeyCurrentUser, "B", "b"));
+    store->Save();
+    std::string twice = ReadBytes(dir / "user.reg");
+    EXPECT_NE(twice.find(";; kept comment"), std::string::npos) << twice;
+    EXPECT_NE(twice.find("; note on A"), std::string::npos) << twice;
+    EXPECT_TRUE(twice.ends_with("\n\n[C] 1\n\"c\"=\"1\"\n")) << twice;
+}
+
+TEST(WineRegFile, NamesInAnyOrderLoadIntoWinesOrder) {
+    // A file written in reverse order (and with repeated sections in another case)
+    // loads into the same sorted tree as the sorted file; large sibling lists take
+    // the indexed path.
+    std::string sorted = std::string(kHeader), reversed = std::string(kHeader);
+    std::vector<std::string> names;
+    for (int i = 0; i < 3000; ++i) {
+        char buf[16];
+        std::snprintf(buf, sizeof buf, "k%05d", i);
+        names.push_back(buf);
+    }
+    for (const auto& n : names) sorted += "\n[P\\\\" + n + "] 1\n\"v\"=\"" + n + "\"\n";
+    for (auto it = names.rbegin(); it != names.rend(); ++it)
+        reversed += "\n[p\\\\" + *it + "] 1\n\"v\"=\"" + *it + "\"\n";
+    reversed += "\n[P\\\\K00007] 1\n\"w\"=\"x\"\n";
+    for (int i = 200; i > 0; --i) reversed += "\"z" + std::to_string(i) + "\"=\"\"\n";
+    RegHive a, b;
+    ReadWineRegistry(a, sorted, "a.reg");
+    ReadWineRegistry(b, reversed, "b.reg");
+    ASSERT_EQ(b.root->subkeys.size(), 1u);
+    const auto& subs = b.root->subkeys[0]->subkeys;
+    ASSERT_EQ(subs.size(), names.size());
+    for (size_t i = 0; i < names.size(); ++i) ASSERT_EQ(Utf16ToUtf8(subs[i]->name), names[i]);
+    const auto& vals = subs[7]->values;
+    ASSERT_EQ(vals.size(), 202u) << "the repeated section adds to the key";
+    for (size_t i = 1; i < vals.size(); ++i)
+        EXPECT_LT(RegCompareNames(vals[i - 1].name, vals[i].name), 0);
+    EXPECT_EQ(regtest::CheckRoundTrip(reversed), "");
+}
+
+TEST(WineRegFile, EveryFixtureAndFuzzFindingRoundTrips) {
+    for (const char* folder : {"registry", "registry-fuzz"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(
+                 std::filesystem::path(VELLORAN_TEST_DATADIR) / folder)) {
+            EXPECT_EQ(regtest::CheckRoundTrip(ReadBytes(entry.path())), "") << entry.path();
+        }
     }
 }
 

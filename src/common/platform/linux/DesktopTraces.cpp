@@ -85,10 +85,10 @@ TraceCount CountRecentlyUsed(const fs::path& xbel) {
     return n;
 }
 
-void ClearRecentlyUsed(const fs::path& xbel) {
+bool ClearRecentlyUsed(const fs::path& xbel) {
     struct stat st {};
-    if (::lstat(xbel.c_str(), &st) != 0) return;  // nothing recorded
-    if (!S_ISREG(st.st_mode)) return;             // never write through a link
+    if (::lstat(xbel.c_str(), &st) != 0) return true;  // nothing recorded
+    if (!S_ISREG(st.st_mode)) return false;
     const fs::path tmp = xbel.string() + ".velloran-tmp";
     int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
                     st.st_mode & 07777);
@@ -103,6 +103,7 @@ void ClearRecentlyUsed(const fs::path& xbel) {
         ::unlink(tmp.c_str());
         throw IoError("Cannot write", xbel, e);
     }
+    return true;
 }
 
 TraceCount CountFolderFiles(const fs::path& dir) {

@@ -23,8 +23,9 @@ struct TraceCount {
 // Bookmarks in a recently-used.xbel file (0 when it is missing).
 TraceCount CountRecentlyUsed(const std::filesystem::path& xbel);
 // Replaces the file by an empty list, atomically and keeping its mode; a missing
-// file stays missing. Throws VbError when it cannot be written.
-void ClearRecentlyUsed(const std::filesystem::path& xbel);
+// file stays missing. False when the list is no regular file (a link is never
+// written through). Throws VbError when it cannot be written.
+bool ClearRecentlyUsed(const std::filesystem::path& xbel);
 
 // Regular files directly inside a folder (the Windows Recent folder holds links).
 TraceCount CountFolderFiles(const std::filesystem::path& dir);

@@ -1,5 +1,10 @@
 #include "common/platform/linux/FsUtil.hpp"
 
+#include <fcntl.h>
+#include <linux/stat.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cstring>
@@ -51,6 +56,41 @@ std::string UnescapeMountField(const std::string& s) {
         }
     }
     return out;
+}
+
+namespace {
+
+struct MountFacts {
+    bool haveId = false;
+    std::uint64_t id = 0;
+    bool knowsRoot = false;
+    bool isRoot = false;
+    dev_t dev = 0;
+};
+
+MountFacts Facts(int fd) {
+    MountFacts f;
+    struct statx sx {};
+    if (statx(fd, "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, STATX_MNT_ID, &sx) == 0) {
+        f.haveId = (sx.stx_mask & STATX_MNT_ID) != 0;
+        f.id = sx.stx_mnt_id;
+        f.knowsRoot = (sx.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0;
+        f.isRoot = (sx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+        f.dev = makedev(sx.stx_dev_major, sx.stx_dev_minor);
+        return f;
+    }
+    struct stat st {};
+    if (fstat(fd, &st) == 0) f.dev = st.st_dev;
+    return f;
+}
+
+}  // namespace
+
+bool IsMountRoot(int parent, int child) {
+    const MountFacts p = Facts(parent), c = Facts(child);
+    if (c.knowsRoot && c.isRoot) return true;
+    if (p.haveId && c.haveId) return p.id != c.id;
+    return p.dev != c.dev;
 }
 
 }  // namespace velloran::linuxfs

@@ -17,4 +17,9 @@ std::pair<std::string, std::string> SplitPath(std::string path);
 // A mount table field with its octal escapes (space, tab, newline, backslash) undone.
 std::string UnescapeMountField(const std::string& s);
 
+// True when the open folder `child`, entered from the open folder `parent`, is the
+// root of another mount. Bind mounts of the same file system count: their device
+// is the parent's, so the mount id (or the mount-root attribute) decides.
+bool IsMountRoot(int parent, int child);
+
 }  // namespace velloran::linuxfs

@@ -195,16 +195,20 @@ void LinuxPlatform::EmptyClipboard() {
 }
 
 // The desktop's trash never asks, whatever the flags say.
-void LinuxPlatform::EmptyRecycleBin(int /*flags*/) { linuxfs::Trash().Empty(); }
+Leftovers LinuxPlatform::EmptyRecycleBin(int /*flags*/) { return linuxfs::Trash().Empty().failed; }
 
 RemovalCount LinuxPlatform::RecycleBinContents() {
     linuxfs::Trash trash;
     return {static_cast<std::int64_t>(trash.CountItems()), static_cast<std::int64_t>(trash.Size())};
 }
 
-void LinuxPlatform::ClearRecentDocs() {
-    for (const auto& list : RecentLists()) linuxfs::ClearRecentlyUsed(list);
+Leftovers LinuxPlatform::ClearRecentDocs() {
+    Leftovers left;
+    for (const auto& list : RecentLists())
+        if (!linuxfs::ClearRecentlyUsed(list))
+            left.push_back(list.string() + ": a link, not a file; left as it is");
     if (std::string recent = RecentFolder(); !recent.empty()) linuxfs::RemoveFolderFiles(recent);
+    return left;
 }
 
 RemovalCount LinuxPlatform::RecentDocsContents() {

@@ -27,8 +27,8 @@ public:
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                   bool close) override;
     void EmptyClipboard() override;
-    void EmptyRecycleBin(int flags) override;
-    void ClearRecentDocs() override;
+    Leftovers EmptyRecycleBin(int flags) override;
+    Leftovers ClearRecentDocs() override;
     RemovalCount RecycleBinContents() override;
     RemovalCount RecentDocsContents() override;
     std::string ExecutablePath() override;
