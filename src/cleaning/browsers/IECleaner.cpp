@@ -49,6 +49,19 @@ std::string Lower(std::string s) {
 
 std::string Join(const fs::path& base, const char* leaf) { return (base / leaf).string(); }
 
+constexpr std::int32_t kFilesPerPump = 256;
+
+// The folders directly in `dir`, links to folders left out, sorted.
+std::vector<std::string> Subfolders(const std::string& dir) {
+    std::vector<std::string> out;
+    std::error_code ec;
+    for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec))
+        if (it->symlink_status(ec).type() == fs::file_type::directory)
+            out.push_back(it->path().string());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
 bool IsFolder(const std::string& path) {
     std::error_code ec;
     return fs::symlink_status(path, ec).type() == fs::file_type::directory;
@@ -244,6 +257,28 @@ std::string FileCountText(std::int64_t files, std::int64_t bytes) {
     return Plural(files, "file", "files") + ", " + Plural(bytes, "byte", "bytes");
 }
 
+void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
+    const auto items = NotYetRemoved(ListFiles(folder, true));
+    bool whole = true;
+    try {
+        platform_.DeletePath(folder);
+    } catch (const VbError&) {
+        whole = false;
+    }
+    std::error_code ec;
+    for (const auto& item : items) {
+        // A preview answers as a removal would and leaves the files where they are.
+        if (!whole && fs::symlink_status(item.path, ec).type() != fs::file_type::not_found)
+            continue;
+        removed_.insert(item.path);
+        ++tally.files;
+        tally.bytes += item.bytes;
+    }
+    if (whole) return;
+    tally.deferred.push_back(folder);
+    if (StartupDelete) StartupDelete(folder);
+}
+
 std::vector<IECleaner::FileItem> IECleaner::NotYetRemoved(std::vector<FileItem> items) const {
     std::erase_if(items, [this](const FileItem& i) { return removed_.count(i.path) != 0; });
     return items;
@@ -275,7 +310,7 @@ void IECleaner::ReportDeferred(const std::string& label, const FileTally& tally)
     if (tally.deferred.empty()) return;
     std::string names;
     for (const auto& p : tally.deferred) names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
-    Raise("Failed: " + Plural(static_cast<std::int64_t>(tally.deferred.size()), "file", "files") +
+    Raise("Failed: " + Plural(static_cast<std::int64_t>(tally.deferred.size()), "item", "items") +
           " of IE {" + label + "} could not be deleted now and " +
           (tally.deferred.size() == 1 ? "was" : "were") +
           " handed to the deletion at the next start: " + names + ".");
@@ -331,19 +366,16 @@ bool IECleaner::CleanHistory() {
             missing = "no History.IE5 folder in \"" + *base + "\".";
             return;
         }
-        for (const auto& item : NotYetRemoved(ListFiles(dir, true))) {
+        for (const auto& item : NotYetRemoved(ListFiles(dir, false))) {
             if (Cancelled()) return;
             RemoveOne(item, tally);
         }
-        // Day folders that are empty now go too; the top folder stays for wininet.
-        std::vector<fs::path> folders;
-        std::error_code ec;
-        for (fs::recursive_directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec))
-            if (it->symlink_status(ec).type() == fs::file_type::directory)
-                folders.push_back(it->path());
-        std::sort(folders.rbegin(), folders.rend());
-        for (const auto& f : folders)
-            if (fs::is_empty(f, ec) && !ec) platform_.DeletePath(f.string());
+        // The day and week folders go whole, through the platform's removal that
+        // never follows a link or enters a mount; the top folder stays for wininet.
+        for (const auto& folder : Subfolders(dir)) {
+            if (Cancelled()) return;
+            RemoveFolder(folder, tally);
+        }
     });
     if (!ok || Cancelled()) return false;
     if (!missing.empty())
@@ -370,11 +402,7 @@ bool IECleaner::CleanCache(Form& /*progressWindow*/) {
         }
         // The cache's own folder first (its index.dat), then each of its subfolders.
         std::vector<std::string> folders{root};
-        std::error_code ec;
-        for (fs::directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec))
-            if (it->symlink_status(ec).type() == fs::file_type::directory)
-                folders.push_back(it->path().string());
-        std::sort(folders.begin() + 1, folders.end());
+        for (auto& sub : Subfolders(root)) folders.push_back(std::move(sub));
         for (const auto& folder : folders) {
             const auto files = NotYetRemoved(ListFiles(folder, false));
             ++folderCount;
@@ -383,6 +411,8 @@ bool IECleaner::CleanCache(Form& /*progressWindow*/) {
                 if (Cancelled()) return;
                 if (FileProgress) FileProgress(folder, total, i + 1);
                 RemoveOne(files[static_cast<std::size_t>(i)], tally);
+                // A big folder still lets the window repaint and hear Cancel.
+                if ((i + 1) % kFilesPerPump == 0 && DoEvents) DoEvents();
             }
             if (DoEvents) DoEvents();
         }

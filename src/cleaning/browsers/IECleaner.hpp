@@ -62,7 +62,7 @@ public:
     struct FileTally {
         std::int64_t files = 0;
         std::int64_t bytes = 0;
-        std::vector<std::string> deferred;  // handed to the start-up deletion
+        std::vector<std::string> deferred;  // files and folders handed to the start-up deletion
     };
 
     // A shell folder ("Cache", "Cookies", "History") of the environment as a host
@@ -77,6 +77,8 @@ private:
 
     // Removes one file; a file that stays is handed to the start-up deletion.
     void RemoveOne(const FileItem& item, FileTally& tally);
+    // Removes a folder whole; what stays is handed to the start-up deletion.
+    void RemoveFolder(const std::string& folder, FileTally& tally);
     // `items` without the files this object already removed.
     std::vector<FileItem> NotYetRemoved(std::vector<FileItem> items) const;
     void ReportFiles(const std::string& label, const FileTally& tally, const std::string& extra);
