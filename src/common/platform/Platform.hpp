@@ -65,9 +65,7 @@ using Leftovers = std::vector<std::string>;
 enum Csidl : int {
     CSIDL_RECENT = 8,
     CSIDL_APPDATA = 26,
-    CSIDL_INTERNET_CACHE = 32,
     CSIDL_COOKIES = 33,
-    CSIDL_HISTORY = 34,
     CSIDL_WINDOWS = 36,
     CSIDL_SYSTEM = 37,
 };
