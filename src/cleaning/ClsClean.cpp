@@ -152,6 +152,8 @@ void ClsClean::cIE_FileProgress(const std::string& folder, std::int32_t total,
 }
 
 void ClsClean::cIE_Progress(const std::string& area, const std::string& text) {
+    // Each "Failed:" line of the IE cleaner names something it had to leave.
+    if (text.starts_with("Failed:")) app_.LeftUndone += 1;
     WorkerProgress(area, text);
 }
 

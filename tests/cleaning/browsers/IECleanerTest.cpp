@@ -407,6 +407,7 @@ TEST_F(IECleanerTest, DoIERunsTheBoxesAndHandsALockedFileToTheNextStart) {
     EXPECT_EQ(events.back(), std::make_tuple(std::string("Completed IE jobs..."), 7, 7));
     EXPECT_EQ(cs.cIE(), nullptr) << "the worker is released at the end of the group";
 
+    EXPECT_EQ(app.LeftUndone, 1) << "the console's exit status tells of the locked file";
     EXPECT_EQ(ReadAll(StartupDeleteListPath()), locked.string() + "\n");
     EXPECT_TRUE(fs::exists(AutostartEntryPath()));
     EXPECT_TRUE(fs::exists(locked));
