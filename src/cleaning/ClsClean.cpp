@@ -3,9 +3,11 @@
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
+#include "app/StartupDelete.hpp"
 #include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/IECleaner.hpp"
 #include "common/ModFunctions.hpp"
 #include "traces/programs/ClsPrograms.hpp"
 #include "traces/windows/ClsWindows.hpp"
@@ -116,6 +118,10 @@ void ClsClean::SetCancel(bool value) {
         cwin_->Cancel = ToVb(value);
         cwin_.reset();
     }
+    if (cIE_) {
+        cIE_->Cancel = ToVb(value);
+        cIE_.reset();
+    }
 }
 
 void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& text) {
@@ -128,6 +134,41 @@ void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& te
 void ClsClean::WorkerError(std::int16_t number, const std::string& description,
                            const std::string& location, const std::string& version) {
     ReportError(app_, number, description, location, false, location, version, 16);
+}
+
+void ClsClean::cIE_Error(std::int16_t number, const std::string& description,
+                         const std::string& location, const std::string& source,
+                         const std::string& version) {
+    ReportError(app_, number, description, source, false, location, version, 16);
+}
+
+void ClsClean::cIE_FileProgress(const std::string& folder, std::int32_t total,
+                                std::int32_t current) {
+    if (!app_.CleanerLoaded()) return;
+    ProgressBar& bar = app_.Cleaner().pbar;
+    bar.SetCaption("Deleting temp/cache files in \"" + folder + "\" ");
+    bar.SetMax(total);
+    bar.SetValue(current);
+}
+
+void ClsClean::cIE_Progress(const std::string& area, const std::string& text) {
+    // Each "Failed:" line of the IE cleaner names something it had to leave.
+    if (text.starts_with("Failed:")) app_.LeftUndone += 1;
+    WorkerProgress(area, text);
+}
+
+void ClsClean::cIE_StartupDelete(const std::string& path) { RequestStartupDelete(app_, path); }
+
+void ClsClean::AttachIE(IECleaner& worker) {
+    worker.Progress = [this](const std::string& a, const std::string& t) { cIE_Progress(a, t); };
+    worker.Error = [this](std::int16_t n, const std::string& d, const std::string& l,
+                          const std::string& s, const std::string& v) { cIE_Error(n, d, l, s, v); };
+    worker.FileProgress = [this](const std::string& f, std::int32_t t, std::int32_t c) {
+        cIE_FileProgress(f, t, c);
+    };
+    worker.StartupDelete = [this](const std::string& p) { cIE_StartupDelete(p); };
+    // The cache walk lets the window repaint its bar and handle Cancel between folders.
+    worker.DoEvents = [this] { app_.GetHost().DoEvents(); };
 }
 
 template <class Worker>
@@ -182,6 +223,28 @@ constexpr std::array<WinJob, 13> kWindowsJobs{{
     {12, "Cleaning Windows Encrypted Tracks ...", ListTask<&ClsWindows::CleanEncryptedTracks>},
     {13, "Setting Windows Page File for startup deletion ...",
      [](ClsWindows& w, Application&) { w.ClearPageFile(); }},
+}};
+
+// The typed-address, hidden-log and password calls take a by-reference count the
+// run sets to 0 and never reads.
+template <bool (IECleaner::*Task)(Int16&)>
+void CountedIETask(IECleaner& c, Application&) {
+    Int16 flag = 0;
+    (c.*Task)(flag);
+}
+
+using IEJob = Job<IECleaner>;
+constexpr std::array<IEJob, 7> kIEJobs{{
+    {1, "Cleaning IE Type Url's history ...", CountedIETask<&IECleaner::CleanTypedUrls>},
+    {2, "Cleaning IE Type Autocomplete forms ...",
+     [](IECleaner& c, Application&) { c.CleanAutoCompleteForms(); }},
+    {3, "Restoring IE window position ...",
+     [](IECleaner& c, Application&) { c.RestoreWindowPosition(); }},
+    {4, "Cleaning IE Encrypted Hidden logs ...", CountedIETask<&IECleaner::CleanHiddenLogs>},
+    {5, "Cleaning IE Autocomplete passwords ...",
+     CountedIETask<&IECleaner::CleanAutoCompletePasswords>},
+    {6, "Cleaning IE Cache ...", [](IECleaner& c, Application& a) { c.CleanCache(a.Cleaner()); }},
+    {7, "Cleaning IE history ...", [](IECleaner& c, Application&) { c.CleanHistory(); }},
 }};
 
 using PrgJob = Job<ClsPrograms>;
@@ -262,9 +325,17 @@ bool ClsClean::BrowserWindowOpen(const BrowserWindow& browser) {
 
 void ClsClean::DoIE() {
     WithErrorHandler(app_, "ClsClean:DoIE", [this] {
-        CountTicked(app_.Main().ie_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().ie_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kIEWindow)) return;
+        AddLog("Verifying IE jobs...", groupTotal_, 0);
+        app_.GetHost().DoEvents();
+        cIE_ = std::make_shared<IECleaner>(app_.Registry(), app_.GetPlatform(), app_.VersionText());
+        AttachIE(*cIE_);
+        RunJobs(boxes, cIE_, kIEJobs, false);
+        cIE_.reset();
+        RaiseProgress("Completed IE jobs...", groupTotal_, groupDone_);
     });
 }
 

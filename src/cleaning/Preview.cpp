@@ -1,5 +1,7 @@
 #include "cleaning/Preview.hpp"
 
+#include <filesystem>
+
 #include "common/VbError.hpp"
 
 namespace velloran {
@@ -62,8 +64,17 @@ void PreviewPlatform::WriteTextFile(const std::string& path, const std::string& 
 // Creating a folder removes nothing and leaves no trace worth reporting.
 void PreviewPlatform::CreateDirectories(const std::string& /*path*/) {}
 
+// Counted like the files of a folder removal, so that a run removing thousands of
+// cache files reports a count rather than thousands of names. A path that is not
+// there fails as a real removal would.
 bool PreviewPlatform::RemoveFile(const std::string& path) {
-    summary_.operations.push_back("delete " + path);
+    std::error_code ec;
+    const auto status = std::filesystem::symlink_status(path, ec);
+    if (ec || status.type() == std::filesystem::file_type::not_found) return false;
+    const auto size = status.type() == std::filesystem::file_type::regular
+                          ? std::filesystem::file_size(path, ec)
+                          : 0;
+    Count({1, ec ? 0 : static_cast<std::int64_t>(size)});
     return true;
 }
 

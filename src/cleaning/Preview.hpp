@@ -75,6 +75,9 @@ public:
     std::optional<std::string> SpecialFolderPath(int csidl) override {
         return inner_.SpecialFolderPath(csidl);
     }
+    std::optional<std::string> HostPath(const std::string& p) override {
+        return inner_.HostPath(p);
+    }
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
         return inner_.DiskFreeSpace(root);
     }

@@ -107,6 +107,12 @@ public:
     // A shell folder's path from its id (the low byte counts, as on Windows);
     // nullopt when the folder cannot be resolved.
     virtual std::optional<std::string> SpecialFolderPath(int csidl) = 0;
+    // A path of the Windows environment ("C:\users\bob") as a host path, through
+    // its drive mapping; nullopt when the drive is not mapped or there is none.
+    virtual std::optional<std::string> HostPath(const std::string& windowsPath) {
+        (void)windowsPath;
+        return std::nullopt;
+    }
 
     // --- Drives
     virtual std::optional<DiskSpace> DiskFreeSpace(const std::string& root) = 0;

@@ -17,6 +17,7 @@ public:
     std::string TempPath() override;
     std::string UserName() override;
     std::optional<std::string> SpecialFolderPath(int csidl) override;
+    std::optional<std::string> HostPath(const std::string& windowsPath) override;
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override;
     std::vector<LogicalDrive> LogicalDrives() override;
     bool FileExists(const std::string& path) override;
