@@ -30,7 +30,15 @@ void LinuxPlatform::CreateDirectories(const std::string& path) {
     if (ec) throw VbError(vbErrPathNotFound, "Path not found: " + path + ": " + ec.message());
 }
 
-bool LinuxPlatform::RemoveFile(const std::string& path) { return ::unlink(path.c_str()) == 0; }
+bool LinuxPlatform::RemoveFile(const std::string& path) {
+    // Through a folder opened without links, like every deletion of a path found earlier.
+    try {
+        linuxfs::RemoveFileEntry(path);
+        return true;
+    } catch (const VbError&) {
+        return false;
+    }
+}
 
 void LinuxPlatform::DeletePath(const std::string& path) { linuxfs::RemovePath(path); }
 
