@@ -109,6 +109,11 @@ public:
     std::optional<std::uint64_t> FileSize(const std::string& path) override {
         return inner_.FileSize(path);
     }
+    void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string&, const std::string&)>& found) override {
+        inner_.ForEachFile(folder, recursive, found);
+    }
     bool PowerOff() override;
     bool Reboot() override;
 

@@ -177,6 +177,12 @@ public:
     // True when everything was done; what was not is appended to `report`, one line
     // each. May run on a worker thread. Throws VbError.
     virtual bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) = 0;
+    // Every regular file in `folder` (and below it when `recursive`), as folder and
+    // name; never through a link, never into another mount. `found` returns false
+    // to stop the walk. Unreadable folders are passed over.
+    virtual void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string& folder, const std::string& name)>& found) = 0;
     // Size of a regular file (links not followed); nullopt when there is none.
     virtual std::optional<std::uint64_t> FileSize(const std::string& path) = 0;
 

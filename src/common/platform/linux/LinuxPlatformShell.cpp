@@ -52,6 +52,12 @@ std::optional<std::uint64_t> LinuxPlatform::FileSize(const std::string& path) {
     return static_cast<std::uint64_t>(st.st_size);
 }
 
+void LinuxPlatform::ForEachFile(
+    const std::string& folder, bool recursive,
+    const std::function<bool(const std::string&, const std::string&)>& found) {
+    linuxfs::ForEachFile(folder, recursive, found);
+}
+
 void LinuxPlatform::DeleteFileEntry(const std::string& path) { linuxfs::RemoveFileEntry(path); }
 
 void LinuxPlatform::MoveToRecycleBin(const std::string& path) {
