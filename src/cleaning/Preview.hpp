@@ -109,6 +109,9 @@ public:
     std::optional<std::uint64_t> FileSize(const std::string& path) override {
         return inner_.FileSize(path);
     }
+    std::string OverwriteCaveat(const std::string& path) override {
+        return inner_.OverwriteCaveat(path);
+    }
     void ForEachFile(
         const std::string& folder, bool recursive,
         const std::function<bool(const std::string&, const std::string&)>& found) override {

@@ -126,6 +126,12 @@ public:
             if (!found(f.substr(0, slash), f.substr(slash + 1))) return;
         }
     }
+    std::map<std::string, std::string> caveats;  // path -> why overwriting may not reach it
+    std::string OverwriteCaveat(const std::string& p) override {
+        if (realFiles) return realFiles->OverwriteCaveat(p);
+        auto it = caveats.find(p);
+        return it == caveats.end() ? std::string() : it->second;
+    }
     std::optional<std::uint64_t> FileSize(const std::string& p) override {
         if (realFiles) return realFiles->FileSize(p);
         if (!files.count(p)) return std::nullopt;

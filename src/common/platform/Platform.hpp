@@ -183,6 +183,9 @@ public:
     virtual void ForEachFile(
         const std::string& folder, bool recursive,
         const std::function<bool(const std::string& folder, const std::string& name)>& found) = 0;
+    // Why overwriting `path` in place may not reach its old contents (a copy-on-write,
+    // log-structured or network file system); empty when nothing stands in the way.
+    virtual std::string OverwriteCaveat(const std::string& path) = 0;
     // Size of a regular file (links not followed); nullopt when there is none.
     virtual std::optional<std::uint64_t> FileSize(const std::string& path) = 0;
 

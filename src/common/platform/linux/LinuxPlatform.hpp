@@ -41,6 +41,7 @@ public:
     void DeleteFileEntry(const std::string& path) override;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
     std::optional<std::uint64_t> FileSize(const std::string& path) override;
+    std::string OverwriteCaveat(const std::string& path) override;
     void ForEachFile(
         const std::string& folder, bool recursive,
         const std::function<bool(const std::string&, const std::string&)>& found) override;

@@ -46,6 +46,10 @@ bool LinuxPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std:
     return linuxfs::OverwriteAndRemove(job, report);
 }
 
+std::string LinuxPlatform::OverwriteCaveat(const std::string& path) {
+    return linuxfs::OverwriteCaveat(path);
+}
+
 std::optional<std::uint64_t> LinuxPlatform::FileSize(const std::string& path) {
     struct stat st {};
     if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
