@@ -1,4 +1,4 @@
-#include "cleaning/browsers/BrowserProfiles.hpp"
+#include "cleaning/browsers/NetscapeCleaner.hpp"
 
 #include <filesystem>
 
@@ -32,17 +32,6 @@ bool NetscapeCleaner::IsInstalled() const {
     if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA))
         return platform_.DirectoryExists((fs::path(*appData) / "Mozilla" / "Profiles").string());
     return false;
-}
-
-std::string OperaCleaner::ProfileFolder() const {
-    const fs::path home = platform_.HomeDirectory();
-    for (const fs::path& p : {home / ".opera", home / ".config" / "opera"})
-        if (platform_.DirectoryExists(p.string())) return p.string();
-    if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA)) {
-        fs::path p = fs::path(*appData) / "Opera";
-        if (platform_.DirectoryExists(p.string())) return p.string();
-    }
-    return {};
 }
 
 }  // namespace velloran
