@@ -16,6 +16,7 @@ namespace velloran {
 class Application;
 class ClsWindows;
 class ClsPrograms;
+class NetscapeCleaner;
 
 class ClsClean {
 public:
@@ -46,11 +47,16 @@ public:
     VbBool BrowserOpen() const { return browserOpen_; }
     std::shared_ptr<ClsWindows> cwin() const { return cwin_; }
     std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
+    std::shared_ptr<NetscapeCleaner> cNsp() const { return cNsp_; }
 
     // Worker event handlers.
     void WorkerProgress(const std::string& area, const std::string& text);
     void WorkerError(std::int16_t number, const std::string& description,
                      const std::string& location, const std::string& version);
+    void cNsp_Progress(const std::string& area, const std::string& text);
+    void cNsp_Error(std::int16_t number, const std::string& description,
+                    const std::string& location, const std::string& version,
+                    const std::string& profile);
 
 private:
     // Step 4 of a browser group: true (and the user told) when the browser is open.
@@ -76,6 +82,7 @@ private:
     Application& app_;
     std::shared_ptr<ClsPrograms> cPrg_;
     std::shared_ptr<ClsWindows> cwin_;
+    std::shared_ptr<NetscapeCleaner> cNsp_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

@@ -1,37 +1,60 @@
 #include "cleaning/browsers/NetscapeCleaner.hpp"
 
-#include <filesystem>
+#include <exception>
+
+#include "cleaning/browsers/GeckoTasks.hpp"
+#include "common/VbError.hpp"
 
 namespace velloran {
 
-namespace fs = std::filesystem;
+NetscapeCleaner::NetscapeCleaner(Platform& platform)
+    : NetscapeCleaner(platform, GeckoLocations::FromEnvironment(platform), {}, {}) {}
 
-namespace {
-// A legacy profile folder is named with eight characters and ".slt".
-bool HasLegacySaltedProfile(const fs::path& mozilla) {
-    std::error_code ec;
-    for (fs::directory_iterator app(mozilla, ec), end; !ec && app != end; app.increment(ec)) {
-        if (!app->is_directory(ec)) continue;
-        for (fs::directory_iterator p(app->path(), ec); !ec && p != end; p.increment(ec)) {
-            const std::string name = p->path().filename().string();
-            if (name.size() == 12 && name.ends_with(".slt") && p->is_directory(ec)) return true;
-        }
-        ec.clear();
-    }
-    return false;
+NetscapeCleaner::NetscapeCleaner(Platform& platform, GeckoLocations where, CookieKeepList keep,
+                                 std::string versionText)
+    : platform_(platform),
+      where_(std::move(where)),
+      keep_(std::move(keep)),
+      versionText_(std::move(versionText)) {}
+
+bool NetscapeCleaner::IsInstalled() const { return AnyGeckoRoot(platform_, where_); }
+
+void NetscapeCleaner::Raise(const std::string& line) {
+    if (OnProgress) OnProgress("Netscape", line);
 }
-}  // namespace
 
-bool NetscapeCleaner::IsInstalled() const {
-    const fs::path home = platform_.HomeDirectory();
-    const fs::path mozilla = home / ".mozilla";
-    if (platform_.DirectoryExists((mozilla / "firefox").string()) ||
-        platform_.DirectoryExists((mozilla / "seamonkey").string()))
-        return true;
-    if (platform_.DirectoryExists(mozilla.string()) && HasLegacySaltedProfile(mozilla)) return true;
-    if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA))
-        return platform_.DirectoryExists((fs::path(*appData) / "Mozilla" / "Profiles").string());
-    return false;
+void NetscapeCleaner::CleanProfile(int task, const GeckoProfile& profile) {
+    if (std::string why = GeckoProfileInUse(platform_, profile.path); !why.empty()) {
+        Raise("Skipped profile " + profile.path + ": " + why +
+              "; close the browser and clean again.");
+        return;
+    }
+    GeckoTaskContext context{platform_, keep_};
+    GeckoTaskResult result;
+    try {
+        result = RunGeckoTask(task, profile, context);
+    } catch (const VbError& e) {
+        result.lines.push_back("Failed: profile " + profile.path + ": " + e.Description() + ".");
+    } catch (const std::exception& e) {
+        result.lines.push_back("Failed: profile " + profile.path + ": " + e.what() + ".");
+    }
+    for (const std::string& line : result.lines) Raise(line);
+    if (result.lines.empty()) Raise("Nothing to remove in profile " + profile.path + ".");
+}
+
+VbBool NetscapeCleaner::Clean(std::int16_t task, std::string& /*unused*/) {
+    try {
+        const auto profiles = FindGeckoProfiles(where_);
+        if (profiles.empty()) Raise("No Netscape-family profile found.");
+        for (const GeckoProfile& profile : profiles) {
+            if (Cancel != vbFalse) break;
+            CleanProfile(task, profile);
+        }
+        return vbTrue;
+    } catch (const std::exception& e) {
+        if (OnError) OnError(1, e.what(), "NetscapeCleaner:Clean", versionText_, "");
+        return vbFalse;
+    }
 }
 
 }  // namespace velloran
