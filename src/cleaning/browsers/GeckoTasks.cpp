@@ -158,6 +158,7 @@ GeckoTaskResult Cache(const GeckoProfile& p, GeckoTaskContext& c) {
                               ".");
             continue;
         }
+        if (size.items == 0) continue;  // an empty folder held no trace worth a line
         r.lines.push_back("Removed " + Count(size.items, "cache file", "cache files") + " (" +
                           std::to_string(size.bytes) + " bytes) from " + folder + ".");
         r.removedAny = true;
