@@ -106,19 +106,40 @@ std::string UrlbarHistory(BrowserDatabase& db) {
              : std::string();
 }
 
+// Netscape 7 keeps its address-bar list as the RDF sequence nc:urlbar-history of
+// localstore.rdf; its items go, the rest of the file (window sizes, toolbars) stays.
+void UrlbarRdf(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& path) {
+    auto text = c.platform.ReadTextFile(path);
+    if (!text) return;
+    std::string out;
+    const std::int64_t removed = RemoveUrlbarHistory(*text, out);
+    if (removed == 0) return;
+    try {
+        c.platform.WriteTextFile(path, out);
+    } catch (const VbError& e) {
+        r.lines.push_back("Failed: typed addresses not removed from " + path + ": " +
+                          e.Description() + ".");
+        return;
+    }
+    r.lines.push_back("Removed " + Count(removed, "typed address", "typed addresses") + " from " +
+                      path + ".");
+    r.removedAny = true;
+}
+
 GeckoTaskResult TypedAddresses(const GeckoProfile& p, GeckoTaskContext& c) {
     GeckoTaskResult r;
     EditDatabase(c, r, p.path + "/places.sqlite", "typed addresses",
                  {{"moz_places", "typed"}, {"moz_historyvisits", "visit_type"}}, PlacesTyped);
     EditDatabase(c, r, p.path + "/urlbarhistory.sqlite", "typed addresses",
                  {{"urlbarhistory", "url"}}, UrlbarHistory);
+    UrlbarRdf(c, r, p.path + "/localstore.rdf");
     // The Mork history of Netscape 7 and the Mozilla Suite mixes typed and visited
     // pages; this version does not rewrite it, and says so.
+    const std::string mork = p.path + "/history.dat";
     std::error_code ec;
-    for (const char* legacy : {"history.dat", "localstore.rdf"})
-        if (fs::exists(fs::path(p.path) / legacy, ec))
-            r.lines.push_back("Failed: typed addresses not removed from " + p.path + "/" + legacy +
-                              ": this old format is not cleaned yet.");
+    if (fs::exists(mork, ec))
+        r.lines.push_back("Failed: typed addresses not removed from " + mork +
+                          ": this old format is not cleaned yet.");
     return r;
 }
 
@@ -261,6 +282,26 @@ using Task = GeckoTaskResult (*)(const GeckoProfile&, GeckoTaskContext&);
 constexpr std::array<Task, 4> kTasks{TypedAddresses, Cache, Cookies, FormData};
 
 }  // namespace
+
+std::int64_t RemoveUrlbarHistory(const std::string& rdf, std::string& out) {
+    out = rdf;
+    const auto about = out.find("\"nc:urlbar-history\"");
+    if (about == std::string::npos) return 0;
+    const auto open = out.rfind('<', about);
+    const auto openEnd = out.find('>', about);
+    if (open == std::string::npos || openEnd == std::string::npos || out[openEnd - 1] == '/')
+        return 0;  // an empty sequence
+    // The element's tag, "RDF:Seq" or whatever prefix the file uses, closes it.
+    const std::string tag = out.substr(open + 1, out.find_first_of(" \t\r\n", open) - open - 1);
+    const auto close = out.find("</" + tag, openEnd);
+    if (close == std::string::npos) return 0;
+    const std::string body = out.substr(openEnd + 1, close - openEnd - 1);
+    std::int64_t items = 0;
+    for (auto at = body.find("<"); at != std::string::npos; at = body.find("<", at + 1))
+        if (body.compare(at + 1, 1, "/") != 0 && body.compare(at + 1, 1, "!") != 0) ++items;
+    out.replace(openEnd + 1, close - openEnd - 1, "\n  ");
+    return items;
+}
 
 GeckoTaskResult RunGeckoTask(int task, const GeckoProfile& profile, GeckoTaskContext& context) {
     if (task < 1 || task > static_cast<int>(kTasks.size())) return {};

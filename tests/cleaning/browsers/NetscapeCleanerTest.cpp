@@ -11,6 +11,7 @@
 
 #include "cleaning/Preview.hpp"
 #include "cleaning/browsers/GeckoProfiles.hpp"
+#include "cleaning/browsers/GeckoTasks.hpp"
 #include "cleaning/browsers/NetscapeCleaner.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/TestProcess.hpp"
@@ -304,6 +305,48 @@ TEST_F(NetscapeCleanerTest, ProfileInUseIsLeftUntouched) {
     fs::create_symlink("127.0.0.1:+" + std::to_string(getpid()), p / "lock");
     EXPECT_TRUE(Run(platform, 3)[0].starts_with("Removed")) << "today's link proves nothing";
     for (int fd : {ready[0], ready[1], release[0], release[1]}) close(fd);
+}
+
+}  // namespace velloran::test
+
+namespace velloran::test {
+
+TEST_F(NetscapeCleanerTest, LegacyProfileLosesItsAddressBarListAndFormFile) {
+    const fs::path p = fs::path(where.home) / ".mozilla/default/ab12cd34.slt";
+    fs::create_directories(p);
+    const std::string rdf =
+        "<?xml version=\"1.0\"?>\n<RDF:RDF "
+        "xmlns:RDF=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">\n"
+        "  <RDF:Seq RDF:about=\"nc:urlbar-history\">\n"
+        "    <RDF:li>http://typed.test/</RDF:li>\n"
+        "    <RDF:li RDF:resource=\"http://other.test/\"/>\n"
+        "  </RDF:Seq>\n"
+        "  <RDF:Description RDF:about=\"chrome://navigator/content/navigator.xul#main-window\" "
+        "width=\"800\"/>\n</RDF:RDF>\n";
+    std::ofstream(p / "localstore.rdf") << rdf;
+    std::ofstream(p / "formhistory.dat") << "// <!-- <mdb:mork:z v=\"1.4\"/> -->\n";
+    std::ofstream(p / "history.dat") << "// <!-- <mdb:mork:z v=\"1.4\"/> -->\n";
+    fs::create_directories(p / "Cache");
+    std::ofstream(p / "Cache/_CACHE_MAP_") << "12345678";
+
+    const std::string profile = fs::canonical(p).string();
+    EXPECT_EQ(
+        Run(platform, 1),
+        (std::vector<std::string>{"Removed 2 typed addresses from " + profile + "/localstore.rdf.",
+                                  "Failed: typed addresses not removed from " + profile +
+                                      "/history.dat: this old format is not cleaned yet."}));
+    const std::string after = Bytes(p / "localstore.rdf");
+    EXPECT_EQ(after.find(".test/"), std::string::npos);
+    EXPECT_NE(after.find("width=\"800\""), std::string::npos) << "window settings stay";
+    EXPECT_EQ(Run(platform, 2), (std::vector<std::string>{"Removed 1 cache file (8 bytes) from " +
+                                                          profile + "/Cache."}));
+    EXPECT_EQ(Run(platform, 4), (std::vector<std::string>{"Removed the form history file " +
+                                                          profile + "/formhistory.dat."}));
+    EXPECT_TRUE(fs::exists(p / "history.dat"));
+
+    std::string out;
+    EXPECT_EQ(RemoveUrlbarHistory("<RDF:Seq RDF:about=\"nc:urlbar-history\"/>", out), 0);
+    EXPECT_EQ(RemoveUrlbarHistory("<RDF:RDF></RDF:RDF>", out), 0);
 }
 
 }  // namespace velloran::test
