@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/platform/linux/LinuxPlatform.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 
 using namespace velloran;
@@ -50,7 +51,8 @@ int main(int argc, char** argv) {
 
     // One pass: dd writing zeros over an existing file of the same size. Best of
     // three, since a single pass is short enough for noise to matter.
-    SecureDeleter d;
+    LinuxPlatform platform{Target{}};
+    SecureDeleter d(platform);
     // The pass itself, up to its sync, measured through the pass hook; the whole
     // call also frees the blocks (truncate, unlink), which dd does not do.
     Clock::time_point start, lastPass;

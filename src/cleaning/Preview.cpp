@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <random>
 
+#include "common/VbError.hpp"
+
 namespace velloran {
 
 std::string PreviewSummary::Text() const {
@@ -74,6 +76,24 @@ void PreviewPlatform::DeletePath(const std::string& path) {
 
 void PreviewPlatform::MoveToRecycleBin(const std::string& path) {
     summary_.operations.push_back("move " + path + " to the trash");
+}
+
+void PreviewPlatform::DeleteFileEntry(const std::string& path) {
+    const auto size = inner_.FileSize(path);
+    if (!size && !inner_.FileExists(path))
+        throw VbError(vbErrFileNotFound, "File not found: " + path);
+    Count({1, static_cast<std::int64_t>(size.value_or(0))});
+}
+
+bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>&) {
+    // A file that is not there fails as a real run would.
+    const auto size = inner_.FileSize(job.path);
+    if (!size) throw VbError(vbErrFileNotFound, "File not found: " + job.path);
+    const std::uint64_t all = *size * (job.passes.size() + (job.verifyLast ? 1 : 0));
+    if (job.total) *job.total = all;
+    if (job.done) *job.done = all;
+    Count({1, static_cast<std::int64_t>(*size)});
+    return true;
 }
 
 bool PreviewPlatform::PowerOff() {

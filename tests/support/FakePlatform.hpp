@@ -98,7 +98,27 @@ public:
     }
     void MoveToRecycleBin(const std::string& p) override {
         calls.push_back("MoveToRecycleBin:" + p);
+        if (realFiles) return realFiles->MoveToRecycleBin(p);
         Remove(p);
+    }
+    // Where deletions of real files go, for tests that delete on disk.
+    Platform* realFiles = nullptr;
+    bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override {
+        calls.push_back("Overwrite:" + std::to_string(job.passes.size()) + ":" + job.path);
+        if (realFiles) return realFiles->OverwriteAndRemove(job, report);
+        Remove(job.path);
+        return true;
+    }
+    void DeleteFileEntry(const std::string& p) override {
+        calls.push_back("DeleteFileEntry:" + p);
+        if (realFiles) return realFiles->DeleteFileEntry(p);
+        Remove(p);
+    }
+    std::optional<std::uint64_t> FileSize(const std::string& p) override {
+        if (realFiles) return realFiles->FileSize(p);
+        if (!files.count(p)) return std::nullopt;
+        auto it = texts.find(p);
+        return it == texts.end() ? 0 : it->second.size();
     }
     bool PowerOff() override {
         calls.push_back("PowerOff");

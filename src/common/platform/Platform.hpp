@@ -1,7 +1,9 @@
 #pragma once
 // Every operating-system call the logic makes, grouped as the program uses them.
 // Linux implements it in linux/, tests use a fake, a preview wraps it in a recorder.
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,6 +62,26 @@ struct RemovalCount {
 // What an operation could not remove, one "<path>: <why>" line each; a user is
 // never told that something is gone when it is not.
 using Leftovers = std::vector<std::string>;
+
+// One overwrite pass: random bytes, or a pattern of 1 to 3 bytes repeated.
+struct OverwritePass {
+    bool random = false;
+    unsigned char pattern[3] = {0, 0, 0};
+    int patternLength = 1;
+};
+
+// A secure deletion: the passes over a regular file, then its removal. The caller
+// may watch `total` and `done` (bytes of all passes) and set `abort` from another
+// thread; `afterPass` (tests) sees each pass once it has reached the disk.
+struct OverwriteJob {
+    std::string path;
+    std::vector<OverwritePass> passes;
+    bool verifyLast = false;  // read the last (random) pass back from the disk
+    std::atomic<bool>* abort = nullptr;
+    std::atomic<std::uint64_t>* total = nullptr;
+    std::atomic<std::uint64_t>* done = nullptr;
+    std::function<void(int pass, int fd, std::uint64_t length)> afterPass;
+};
 
 // Shell folder ids used by the program.
 enum Csidl : int {
@@ -155,8 +177,18 @@ public:
     // Removes a file, a link (never what it points to) or a folder with everything in
     // it. Throws VbError (53 when missing) and leaves what it could not remove.
     virtual void DeletePath(const std::string& path) = 0;
+    // Removes one file or link (never a folder, never what a link points to),
+    // opening its folder without following links. Throws VbError (75 for a folder).
+    virtual void DeleteFileEntry(const std::string& path) = 0;
     // Moves a file or folder to the user's recycle bin. Throws VbError.
     virtual void MoveToRecycleBin(const std::string& path) = 0;
+    // Overwrites a regular file with the job's passes and removes it (links and
+    // special files are refused, a file with other hard links only loses this name).
+    // True when everything was done; what was not is appended to `report`, one line
+    // each. May run on a worker thread. Throws VbError.
+    virtual bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) = 0;
+    // Size of a regular file (links not followed); nullopt when there is none.
+    virtual std::optional<std::uint64_t> FileSize(const std::string& path) = 0;
 
     // --- Power. Refusals and errors are answered with false; the program goes on.
     // Windows needs the shutdown privilege enabled first; elsewhere nothing to do.

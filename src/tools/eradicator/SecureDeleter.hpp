@@ -18,12 +18,14 @@
 #include <vector>
 
 #include "common/controls/Signal.hpp"
+#include "common/platform/Platform.hpp"
 
 namespace velloran {
 
 class SecureDeleter {
 public:
-    SecureDeleter();
+    // Every file operation goes through the platform, so a preview records it.
+    explicit SecureDeleter(Platform& platform);
     ~SecureDeleter();
     SecureDeleter(const SecureDeleter&) = delete;
     SecureDeleter& operator=(const SecureDeleter&) = delete;
@@ -52,15 +54,12 @@ public:
 
     // Test hook, called on the worker thread after each pass has reached the disk:
     // pass number (1-based), the open descriptor and the overwritten length.
-    using PassHook = std::function<void(int pass, int fd, std::uint64_t length)>;
+    using PassHook =
+        std::function<void(int pass, int fd, std::uint64_t length)>;  // as OverwriteJob
     void SetPassHook(PassHook hook);
 
     // One overwrite pass: random bytes, or a repeating pattern of 1 to 3 bytes.
-    struct Pass {
-        bool random = false;
-        unsigned char pattern[3] = {0, 0, 0};
-        int patternLength = 1;
-    };
+    using Pass = OverwritePass;
     // The 27 fixed patterns of Gutmann's table, in table order.
     static std::vector<Pass> GutmannPatterns();
 

@@ -377,7 +377,7 @@ void FrmJunk::cmddelete_Click() {
 
 void FrmJunk::StartCleaning() {
     WithErrorHandler(app_, "FrmJunk:StartCleaning", [this] {
-        csDel_ = std::make_shared<SecureDeleter>();
+        csDel_ = std::make_shared<SecureDeleter>(app_.GetPlatform());
         csDel_->SetPump([this] { GetHost().DoEvents(); });
         if (lvFiles.Count() == 0) return;
         long checked = 0;

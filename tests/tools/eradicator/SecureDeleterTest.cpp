@@ -16,12 +16,19 @@
 #include <thread>
 
 #include "common/VbError.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
 namespace {
 
 namespace fs = std::filesystem;
+
+// Secure deletion as it runs for real.
+LinuxPlatform& Real() {
+    static LinuxPlatform platform{Target{}};
+    return platform;
+}
 
 using test::MakeTempDir;
 
@@ -83,7 +90,7 @@ TEST_F(SecureDeleterTest, EachMethodWritesItsPassesToTheLastBlockAndLeavesNothin
     const std::uint64_t rounded = (size + st.st_blksize - 1) / st.st_blksize * st.st_blksize;
 
     {
-        SecureDeleter d;
+        SecureDeleter d(Real());
         PassLog log;
         log.Attach(d);
         std::vector<std::pair<double, double>> progress;
@@ -103,7 +110,7 @@ TEST_F(SecureDeleterTest, EachMethodWritesItsPassesToTheLastBlockAndLeavesNothin
         EXPECT_EQ(threads, std::set<std::thread::id>{std::this_thread::get_id()});
     }
     {
-        SecureDeleter d;
+        SecureDeleter d(Real());
         PassLog log;
         log.Attach(d);
         EXPECT_TRUE(d.DeleteZapper(Make("zap.tmp", size)));
@@ -111,7 +118,7 @@ TEST_F(SecureDeleterTest, EachMethodWritesItsPassesToTheLastBlockAndLeavesNothin
         EXPECT_TRUE(DirEmpty());
     }
     {
-        SecureDeleter d;
+        SecureDeleter d(Real());
         PassLog log;
         log.Attach(d);
         EXPECT_TRUE(d.DeleteGutmann(Make("gut.tmp", size)));
@@ -129,14 +136,14 @@ TEST_F(SecureDeleterTest, EachMethodWritesItsPassesToTheLastBlockAndLeavesNothin
     }
     {
         // An empty file has nothing to overwrite but still goes.
-        SecureDeleter d;
+        SecureDeleter d(Real());
         EXPECT_TRUE(d.DeleteZapper(Make("empty.tmp", 0)));
         EXPECT_TRUE(DirEmpty());
     }
 }
 
 TEST_F(SecureDeleterTest, RefusesWhatIsNotARegularFileAndSparesOtherNames) {
-    SecureDeleter d;
+    SecureDeleter d(Real());
     std::string target = Make("target.txt", 100);
     fs::create_symlink(target, dir_ / "link.tmp");
     mkfifo((dir_ / "fifo.tmp").c_str(), 0600);
@@ -175,7 +182,7 @@ TEST_F(SecureDeleterTest, RefusesWhatIsNotARegularFileAndSparesOtherNames) {
 }
 
 TEST_F(SecureDeleterTest, AbortStopsBetweenPassesAndStillRemovesTheFile) {
-    SecureDeleter d;
+    SecureDeleter d(Real());
     int passes = 0;
     d.SetPassHook([&](int, int, std::uint64_t) {
         ++passes;
@@ -187,7 +194,7 @@ TEST_F(SecureDeleterTest, AbortStopsBetweenPassesAndStillRemovesTheFile) {
     EXPECT_TRUE(d.AbortDelete());
 
     // The pump runs while a deletion waits: a Stop click there is honoured.
-    SecureDeleter d2;
+    SecureDeleter d2(Real());
     int pumps = 0;
     d2.SetPump([&] {
         ++pumps;
@@ -205,7 +212,7 @@ TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
     std::string saved = old ? old : "";
     setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
     fs::create_directories(dir_ / "data");
-    SecureDeleter d;
+    SecureDeleter d(Real());
     std::string path = Make("recycle me.tmp", 10);
     EXPECT_TRUE(d.DeletePlain(path, true));
     EXPECT_FALSE(fs::exists(path));
@@ -266,7 +273,7 @@ TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
     ASSERT_TRUE(unmount());
     for (const std::string& m : methods) EXPECT_TRUE(imageHolds("VELLORAN-MARKER-" + m)) << m;
     ASSERT_TRUE(mount());
-    SecureDeleter d;
+    SecureDeleter d(Real());
     EXPECT_TRUE(d.DeletePlain((mnt / "plain.doc").string(), false));
     EXPECT_TRUE(d.DeleteZero((mnt / "zero.doc").string()));
     EXPECT_TRUE(d.DeleteZapper((mnt / "zapper.doc").string()));

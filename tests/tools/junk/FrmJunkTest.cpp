@@ -15,6 +15,7 @@
 #include <fstream>
 
 #include "common/ModFunctions.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Trash.hpp"
 #include "support/AppFixture.hpp"
 #include "tools/junk/ModGeneral.hpp"
@@ -269,6 +270,12 @@ TEST_F(FrmJunkTest, ClosingDuringScanStopsTheEngine) {
 
 class JunkDeletion : public FrmJunkTest {
 protected:
+    // Deletions reach the real files of the test's folder.
+    void SetUp() override {
+        FrmJunkTest::SetUp();
+        platform.realFiles = &real;
+    }
+    LinuxPlatform real{Target{}};
     // A link someone else planted in a tree they may write in. (Run as root, the
     // test's own links would pass for the system's.)
     void OwnedByAnotherUser(const fs::path& link) {

@@ -81,6 +81,16 @@ void RemovePath(const std::string& path) {
         throw ErrnoError(err, failedPath.empty() ? path : failedPath);
 }
 
+void RemoveFileEntry(const std::string& path) {
+    const auto [parent, name] = SplitPath(path);
+    UniqueFd dir(OpenFolderForDeletion(parent));
+    if (!dir) throw ErrnoError(errno, path);
+    if (unlinkat(dir.get(), name.c_str(), 0) == 0) return;
+    if (errno == EISDIR)
+        throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is a folder");
+    throw ErrnoError(errno, path);
+}
+
 void WriteFileText(const std::string& path, const std::string& text) {
     const int raw = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (raw < 0) throw ErrnoError(errno, path);

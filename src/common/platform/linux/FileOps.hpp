@@ -13,6 +13,10 @@ namespace velloran::linuxfs {
 // the path does not exist, 70 when it may not be removed, 75 otherwise.
 void RemovePath(const std::string& path);
 
+// Removes one file or link, never a folder; the folder is opened without following
+// links. Throws VbError (75 for a folder).
+void RemoveFileEntry(const std::string& path);
+
 // Replaces a file's contents (created with mode 0600 when missing) and syncs it,
 // since a power-off may follow at once. Refuses to write through a symbolic link.
 void WriteFileText(const std::string& path, const std::string& text);

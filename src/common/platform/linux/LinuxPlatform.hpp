@@ -37,6 +37,9 @@ public:
     bool RemoveFile(const std::string& path) override;
     void DeletePath(const std::string& path) override;
     void MoveToRecycleBin(const std::string& path) override;
+    void DeleteFileEntry(const std::string& path) override;
+    bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
+    std::optional<std::uint64_t> FileSize(const std::string& path) override;
     bool PowerOff() override;
     bool Reboot() override;
     bool FileLockHeld(const std::string& path) override;

@@ -1,4 +1,5 @@
 // LinuxPlatform: the program's own files, deletion and power.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include "common/platform/linux/FileOps.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Logind.hpp"
+#include "common/platform/linux/Overwrite.hpp"
 #include "common/platform/linux/Trash.hpp"
 
 namespace velloran {
@@ -31,6 +33,18 @@ void LinuxPlatform::CreateDirectories(const std::string& path) {
 bool LinuxPlatform::RemoveFile(const std::string& path) { return ::unlink(path.c_str()) == 0; }
 
 void LinuxPlatform::DeletePath(const std::string& path) { linuxfs::RemovePath(path); }
+
+bool LinuxPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) {
+    return linuxfs::OverwriteAndRemove(job, report);
+}
+
+std::optional<std::uint64_t> LinuxPlatform::FileSize(const std::string& path) {
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
+    return static_cast<std::uint64_t>(st.st_size);
+}
+
+void LinuxPlatform::DeleteFileEntry(const std::string& path) { linuxfs::RemoveFileEntry(path); }
 
 void LinuxPlatform::MoveToRecycleBin(const std::string& path) {
     linuxfs::Trash().MoveToTrash(path);

@@ -163,6 +163,12 @@ std::string Title(xcb_connection_t* c, xcb_window_t w) {
     return Property(c, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING).value_or("");
 }
 
+bool Viewable(xcb_connection_t* c, xcb_window_t w) {
+    XcbReply<xcb_get_window_attributes_reply_t> r(
+        xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, w), nullptr));
+    return r && r->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
 void AskToClose(xcb_connection_t* c, xcb_window_t root, xcb_window_t w) {
     xcb_client_message_event_t ev{};
     ev.response_type = XCB_CLIENT_MESSAGE;
@@ -185,12 +191,21 @@ std::optional<std::string> FindX11Window(const WindowClassRule& rule, bool close
     if (!c || xcb_connection_has_error(c.get())) return std::nullopt;
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c.get())).data;
     if (!screen) return std::nullopt;
-    for (xcb_window_t w : ClientWindows(c.get(), screen->root)) {
-        if (!WindowMatches(c.get(), w, rule)) continue;
-        if (close) AskToClose(c.get(), screen->root, w);
-        return Title(c.get(), w);
+    // A program's visible window with a title first: Wine also gives each program
+    // hidden helper windows (an input method's, 1x1) of the same class.
+    std::vector<xcb_window_t> matches;
+    for (xcb_window_t w : ClientWindows(c.get(), screen->root))
+        if (WindowMatches(c.get(), w, rule)) matches.push_back(w);
+    if (matches.empty()) return std::nullopt;
+    xcb_window_t chosen = matches.front();
+    for (xcb_window_t w : matches) {
+        if (Viewable(c.get(), w) && !Title(c.get(), w).empty()) {
+            chosen = w;
+            break;
+        }
     }
-    return std::nullopt;
+    if (close) AskToClose(c.get(), screen->root, chosen);
+    return Title(c.get(), chosen);
 }
 #else
 std::optional<std::string> FindX11Window(const WindowClassRule&, bool) { return std::nullopt; }

@@ -1,4 +1,4 @@
-#include "tools/eradicator/FastRandom.hpp"
+#include "common/platform/linux/FastRandom.hpp"
 
 #include <sys/random.h>
 

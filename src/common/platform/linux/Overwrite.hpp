@@ -1,0 +1,17 @@
+#pragma once
+// Overwriting a file before removing it: regular files only (links and special
+// files refused), up to the end of its last block, each pass flushed to the disk,
+// then truncated, renamed through shrinking names and unlinked. A file with other
+// hard links only loses this name; file systems that keep old copies are named.
+#include <string>
+#include <vector>
+
+#include "common/platform/Platform.hpp"
+
+namespace velloran::linuxfs {
+
+// True when everything was done; what was not is appended to `report`. The folder
+// is opened without following links. Throws VbError.
+bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report);
+
+}  // namespace velloran::linuxfs
