@@ -119,11 +119,24 @@ public:
     }
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& p) override { return inner_.FileLockHeld(p); }
+    std::optional<std::string> ReadLink(const std::string& p) override {
+        return inner_.ReadLink(p);
+    }
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override {
+        return inner_.ProcessAliveOnThisHost(host, pid);
+    }
+    // A scratch copy, so the real statements run and count without touching the file.
+    std::string DatabaseToEdit(const std::string& path) override;
+
+    ~PreviewPlatform() override;
 
 private:
     void Count(RemovalCount c);
     Platform& inner_;
     PreviewSummary& summary_;
+    std::string scratch_;  // folder of the database copies, removed at the end
+    int copies_ = 0;
 };
 
 }  // namespace velloran

@@ -147,6 +147,22 @@ public:
     virtual std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                           bool close) = 0;
 
+    // --- Other programs' locks and processes (browser profiles in use)
+    // True when another process holds an fcntl lock on the file (Gecko's .parentlock).
+    virtual bool FileLockHeld(const std::string& /*path*/) { return false; }
+    // The target of a symbolic link, dangling or not; nullopt when it is no link.
+    virtual std::optional<std::string> ReadLink(const std::string& /*path*/) {
+        return std::nullopt;
+    }
+    // True when `host` names this machine (its name or one of its addresses) and a
+    // process `pid` lives on it: the test of lock links such as "host-pid".
+    virtual bool ProcessAliveOnThisHost(const std::string& /*host*/, long /*pid*/) { return false; }
+
+    // --- Databases of other programs
+    // The file a database edit is made on: the database itself, or, where changes
+    // must not reach the disk (a preview), a scratch copy with its -wal and -journal.
+    virtual std::string DatabaseToEdit(const std::string& path) { return path; }
+
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.
     virtual void ShellOpen(const std::string& path) = 0;

@@ -47,6 +47,9 @@ public:
         const std::function<bool(const std::string&, const std::string&)>& found) override;
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& path) override;
+    std::optional<std::string> ReadLink(const std::string& path) override;
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override;
 
     // The bus logind is asked on; empty for the system bus. Tests point it at a
     // private bus so that no test ever reaches the real logind.
