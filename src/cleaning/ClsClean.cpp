@@ -3,9 +3,12 @@
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
+#include "app/StartupDelete.hpp"
 #include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/IECleaner.hpp"
+#include "cleaning/browsers/NetscapeCleaner.hpp"
 #include "common/ModFunctions.hpp"
 #include "traces/programs/ClsPrograms.hpp"
 #include "traces/windows/ClsWindows.hpp"
@@ -116,6 +119,14 @@ void ClsClean::SetCancel(bool value) {
         cwin_->Cancel = ToVb(value);
         cwin_.reset();
     }
+    if (cIE_) {
+        cIE_->Cancel = ToVb(value);
+        cIE_.reset();
+    }
+    if (cNsp_) {
+        cNsp_->Cancel = ToVb(value);
+        cNsp_.reset();
+    }
 }
 
 void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& text) {
@@ -128,6 +139,51 @@ void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& te
 void ClsClean::WorkerError(std::int16_t number, const std::string& description,
                            const std::string& location, const std::string& version) {
     ReportError(app_, number, description, location, false, location, version, 16);
+}
+
+void ClsClean::cIE_Error(std::int16_t number, const std::string& description,
+                         const std::string& location, const std::string& source,
+                         const std::string& version) {
+    ReportError(app_, number, description, source, false, location, version, 16);
+}
+
+void ClsClean::cIE_FileProgress(const std::string& folder, std::int32_t total,
+                                std::int32_t current) {
+    if (!app_.CleanerLoaded()) return;
+    ProgressBar& bar = app_.Cleaner().pbar;
+    bar.SetCaption("Deleting temp/cache files in \"" + folder + "\" ");
+    bar.SetMax(total);
+    bar.SetValue(current);
+}
+
+void ClsClean::cIE_Progress(const std::string& area, const std::string& text) {
+    // Each "Failed:" line of the IE cleaner names something it had to leave.
+    if (text.starts_with("Failed:")) app_.LeftUndone += 1;
+    WorkerProgress(area, text);
+}
+
+void ClsClean::cIE_StartupDelete(const std::string& path) { RequestStartupDelete(app_, path); }
+
+void ClsClean::AttachIE(IECleaner& worker) {
+    worker.Progress = [this](const std::string& a, const std::string& t) { cIE_Progress(a, t); };
+    worker.Error = [this](std::int16_t n, const std::string& d, const std::string& l,
+                          const std::string& s, const std::string& v) { cIE_Error(n, d, l, s, v); };
+    worker.FileProgress = [this](const std::string& f, std::int32_t t, std::int32_t c) {
+        cIE_FileProgress(f, t, c);
+    };
+    worker.StartupDelete = [this](const std::string& p) { cIE_StartupDelete(p); };
+    // The cache walk lets the window repaint its bar and handle Cancel between folders.
+    worker.DoEvents = [this] { app_.GetHost().DoEvents(); };
+}
+
+void ClsClean::cNsp_Progress(const std::string& area, const std::string& text) {
+    WorkerProgress(area, text);
+}
+
+void ClsClean::cNsp_Error(std::int16_t number, const std::string& description,
+                          const std::string& location, const std::string& version,
+                          const std::string& /*profile*/) {
+    WorkerError(number, description, location, version);
 }
 
 template <class Worker>
@@ -184,6 +240,28 @@ constexpr std::array<WinJob, 13> kWindowsJobs{{
      [](ClsWindows& w, Application&) { w.ClearPageFile(); }},
 }};
 
+// The typed-address, hidden-log and password calls take a by-reference count the
+// run sets to 0 and never reads.
+template <bool (IECleaner::*Task)(Int16&)>
+void CountedIETask(IECleaner& c, Application&) {
+    Int16 flag = 0;
+    (c.*Task)(flag);
+}
+
+using IEJob = Job<IECleaner>;
+constexpr std::array<IEJob, 7> kIEJobs{{
+    {1, "Cleaning IE Type Url's history ...", CountedIETask<&IECleaner::CleanTypedUrls>},
+    {2, "Cleaning IE Type Autocomplete forms ...",
+     [](IECleaner& c, Application&) { c.CleanAutoCompleteForms(); }},
+    {3, "Restoring IE window position ...",
+     [](IECleaner& c, Application&) { c.RestoreWindowPosition(); }},
+    {4, "Cleaning IE Encrypted Hidden logs ...", CountedIETask<&IECleaner::CleanHiddenLogs>},
+    {5, "Cleaning IE Autocomplete passwords ...",
+     CountedIETask<&IECleaner::CleanAutoCompletePasswords>},
+    {6, "Cleaning IE Cache ...", [](IECleaner& c, Application& a) { c.CleanCache(a.Cleaner()); }},
+    {7, "Cleaning IE history ...", [](IECleaner& c, Application&) { c.CleanHistory(); }},
+}};
+
 using PrgJob = Job<ClsPrograms>;
 constexpr std::array<PrgJob, 13> kProgramJobs{{
     {1, "Cleaning Winzip Tracks ...", [](ClsPrograms& p, Application&) { p.CleanWinzipTracks(); }},
@@ -211,6 +289,20 @@ constexpr std::array<PrgJob, 13> kProgramJobs{{
      [](ClsPrograms& p, Application&) { p.CleanMicrosoftOffice(4); }},
     {13, "Cleaning Netmeeting call history ...",
      [](ClsPrograms& p, Application&) { p.CleanNetMeeting(); }},
+}};
+
+// Every Netscape box calls the one cleaning operation with its own index.
+void NetscapeTask(NetscapeCleaner& cleaner, Application& app) {
+    std::string unused;
+    cleaner.Clean(app.TaskIndex, unused);
+}
+
+using NspJob = Job<NetscapeCleaner>;
+constexpr std::array<NspJob, 4> kNetscapeJobs{{
+    {1, "Cleaning Netscape Type Url's history ...", NetscapeTask},
+    {2, "Cleaning Netscape Cache ...", NetscapeTask},
+    {3, "Cleaning Netscape Cookies ...", NetscapeTask},
+    {4, "Cleaning Netscape form data ...", NetscapeTask},
 }};
 
 }  // namespace
@@ -262,17 +354,40 @@ bool ClsClean::BrowserWindowOpen(const BrowserWindow& browser) {
 
 void ClsClean::DoIE() {
     WithErrorHandler(app_, "ClsClean:DoIE", [this] {
-        CountTicked(app_.Main().ie_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().ie_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kIEWindow)) return;
+        AddLog("Verifying IE jobs...", groupTotal_, 0);
+        app_.GetHost().DoEvents();
+        cIE_ = std::make_shared<IECleaner>(app_.Registry(), app_.GetPlatform(), app_.VersionText());
+        AttachIE(*cIE_);
+        RunJobs(boxes, cIE_, kIEJobs, false);
+        cIE_.reset();
+        RaiseProgress("Completed IE jobs...", groupTotal_, groupDone_);
     });
 }
 
 void ClsClean::DoNetscape() {
     WithErrorHandler(app_, "ClsClean:DoNetscape", [this] {
-        CountTicked(app_.Main().ns_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().ns_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kNetscapeWindow)) return;
+        AddLog("Verifying Netscape jobs...", groupTotal_, 0);
+        Platform& platform = app_.GetPlatform();
+        cNsp_ = std::make_shared<NetscapeCleaner>(
+            platform, GeckoLocations::FromEnvironment(platform),
+            CookieKeepList::Load(platform, CookieKeepList::DefaultPath()), app_.VersionText());
+        cNsp_->OnProgress = [this](const std::string& a, const std::string& t) {
+            cNsp_Progress(a, t);
+        };
+        cNsp_->OnError = [this](std::int16_t n, const std::string& d, const std::string& l,
+                                const std::string& v,
+                                const std::string& p) { cNsp_Error(n, d, l, v, p); };
+        RunJobs(boxes, cNsp_, kNetscapeJobs, false);
+        cNsp_.reset();
+        RaiseProgress("Completed Netscape jobs...", groupTotal_, groupDone_);
     });
 }
 

@@ -16,6 +16,8 @@ namespace velloran {
 class Application;
 class ClsWindows;
 class ClsPrograms;
+class IECleaner;
+class NetscapeCleaner;
 
 class ClsClean {
 public:
@@ -46,11 +48,24 @@ public:
     VbBool BrowserOpen() const { return browserOpen_; }
     std::shared_ptr<ClsWindows> cwin() const { return cwin_; }
     std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
+    std::shared_ptr<IECleaner> cIE() const { return cIE_; }
+    std::shared_ptr<NetscapeCleaner> cNsp() const { return cNsp_; }
 
     // Worker event handlers.
     void WorkerProgress(const std::string& area, const std::string& text);
     void WorkerError(std::int16_t number, const std::string& description,
                      const std::string& location, const std::string& version);
+    void cIE_Error(std::int16_t number, const std::string& description, const std::string& location,
+                   const std::string& source, const std::string& version);
+    // Shows the cache folder being emptied in the progress bar; the log is not touched.
+    void cIE_FileProgress(const std::string& folder, std::int32_t total, std::int32_t current);
+    void cIE_Progress(const std::string& area, const std::string& text);
+    // Puts the path on the start-up deletion list; nothing is logged.
+    void cIE_StartupDelete(const std::string& path);
+    void cNsp_Progress(const std::string& area, const std::string& text);
+    void cNsp_Error(std::int16_t number, const std::string& description,
+                    const std::string& location, const std::string& version,
+                    const std::string& profile);
 
 private:
     // Step 4 of a browser group: true (and the user told) when the browser is open.
@@ -68,6 +83,7 @@ private:
 
     template <class Worker>
     void Attach(Worker& worker);
+    void AttachIE(IECleaner& worker);
     // Step 7 of a group: the log line and the worker calls of each ticked box.
     template <class Worker, class Job, std::size_t N>
     void RunJobs(const ControlArray<CheckBox>& array, std::shared_ptr<Worker>& member,
@@ -76,6 +92,8 @@ private:
     Application& app_;
     std::shared_ptr<ClsPrograms> cPrg_;
     std::shared_ptr<ClsWindows> cwin_;
+    std::shared_ptr<IECleaner> cIE_;
+    std::shared_ptr<NetscapeCleaner> cNsp_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

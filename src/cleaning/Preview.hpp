@@ -75,6 +75,9 @@ public:
     std::optional<std::string> SpecialFolderPath(int csidl) override {
         return inner_.SpecialFolderPath(csidl);
     }
+    std::optional<std::string> HostPath(const std::string& p) override {
+        return inner_.HostPath(p);
+    }
     std::optional<DiskSpace> DiskFreeSpace(const std::string& root) override {
         return inner_.DiskFreeSpace(root);
     }
@@ -106,13 +109,34 @@ public:
     std::optional<std::uint64_t> FileSize(const std::string& path) override {
         return inner_.FileSize(path);
     }
+    std::string OverwriteCaveat(const std::string& path) override {
+        return inner_.OverwriteCaveat(path);
+    }
+    void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string&, const std::string&)>& found) override {
+        inner_.ForEachFile(folder, recursive, found);
+    }
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& p) override { return inner_.FileLockHeld(p); }
+    std::optional<std::string> ReadLink(const std::string& p) override {
+        return inner_.ReadLink(p);
+    }
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override {
+        return inner_.ProcessAliveOnThisHost(host, pid);
+    }
+    // A scratch copy, so the real statements run and count without touching the file.
+    std::string DatabaseToEdit(const std::string& path) override;
+
+    ~PreviewPlatform() override;
 
 private:
     void Count(RemovalCount c);
     Platform& inner_;
     PreviewSummary& summary_;
+    std::string scratch_;  // folder of the database copies, removed at the end
+    int copies_ = 0;
 };
 
 }  // namespace velloran

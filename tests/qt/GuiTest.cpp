@@ -3,6 +3,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QDialogButtonBox>
+#include <QDir>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPlainTextEdit>
@@ -13,6 +14,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -22,6 +24,7 @@
 #include "common/Vb.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/registry/RegistryTree.hpp"
+#include "common/registry/WinePrefixStore.hpp"
 #include "qt/CleanerDialog.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/ErrorReportDialog.hpp"
@@ -39,7 +42,7 @@ namespace {
 // A whole front end over a private store; message boxes are answered and kept.
 struct Rig {
     QTemporaryDir store;
-    LinuxPlatform platform{Target{{}, store.path().toStdString()}};
+    LinuxPlatform platform;
     MemoryStore registry;
     QtHost host;
     Application app{host, platform};
@@ -47,7 +50,9 @@ struct Rig {
     std::vector<std::string> reports;
     std::unique_ptr<MainView> view;
 
-    Rig() {
+    // `prefix`: the Windows environment the run cleans; none by default.
+    explicit Rig(const std::filesystem::path& prefix = {})
+        : platform(Target{prefix, store.path().toStdString()}) {
         app.SetRegistry(&registry);
         host.AnswerMessages = [this](const MessageRequest& m) {
             messages.push_back(m);
@@ -267,6 +272,59 @@ private slots:
         QVERIFY(!rig.host.DialogOf(rig.app.Cleaner()));
         QVERIFY(rig.reports.empty());
         QVERIFY(!Ending());
+    }
+
+    // The cache box on a prefix made from the IE fixtures: while the cache is
+    // emptied the bar names the folder. VELLORAN_SHOT_DIR keeps a picture of it.
+    void ieCacheRunShowsTheFolderInTheBar() {
+        namespace fs = std::filesystem;
+        QTemporaryDir dir;
+        const fs::path prefix = fs::path(dir.path().toStdString()) / "prefix";
+        const fs::path fixture = fs::path(VELLORAN_TEST_DATADIR) / "ie" / "prefix";
+        const fs::path windows =
+            prefix / "drive_c" / "users" / "tester" / "AppData" / "Local" / "Microsoft" / "Windows";
+        fs::create_directories(windows);
+        fs::create_directories(prefix / "dosdevices");
+        fs::create_directories(prefix / "servers");
+        fs::create_symlink("../drive_c", prefix / "dosdevices" / "c:");
+        fs::copy_file(fixture / "user.reg", prefix / "user.reg");
+        fs::copy(fixture / "profile", windows, fs::copy_options::recursive);
+        WinePrefixStore::Options options;
+        options.serverSearchRoots = {prefix / "servers"};
+        WinePrefixStore registry(prefix, options);
+
+        Rig rig(prefix);
+        rig.app.SetRegistry(&registry);
+        rig.Click(rig.Main().Picture3);
+        rig.Click(rig.Main().ie_Chk(6));
+        QStringList captions;
+        const QString shotDir = qEnvironmentVariable("VELLORAN_SHOT_DIR");
+        // Looks at every pump of the run (the cache walk pumps after each folder).
+        QTimer poll;
+        poll.setInterval(0);
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            auto* dialog = qobject_cast<CleanerDialog*>(QApplication::activeModalWidget());
+            if (!dialog) return;
+            const QString text = dialog->Bar()->text();
+            if (captions.isEmpty() || captions.back() != text) {
+                captions << text;
+                if (!shotDir.isEmpty() && text.startsWith("Deleting temp/cache files in"))
+                    dialog->grab().save(QDir(shotDir).filePath("screenshot-ie-cache.png"));
+            }
+            if (text == "Completed All Jobs") dialog->close();
+        });
+        poll.start();
+        rig.Click(rig.Main().cmdClean);
+        poll.stop();
+
+        const fs::path cache = windows / "INetCache" / "Content.IE5";
+        QVERIFY2(captions.filter("Deleting temp/cache files in \"" +
+                                 QString::fromStdString(cache.string()))
+                         .size() >= 1,
+                 qPrintable(captions.join(" | ")));
+        for (const auto& e : fs::recursive_directory_iterator(cache))
+            QVERIFY2(!e.is_regular_file(), e.path().c_str());
+        QVERIFY(rig.reports.empty());
     }
 
     void progressViewMirrorsBarAndLog() {

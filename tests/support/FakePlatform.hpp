@@ -114,6 +114,24 @@ public:
         if (realFiles) return realFiles->DeleteFileEntry(p);
         Remove(p);
     }
+    void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string&, const std::string&)>& found) override {
+        if (realFiles) return realFiles->ForEachFile(folder, recursive, found);
+        const std::vector<std::string> listed(files.begin(), files.end());
+        for (const std::string& f : listed) {
+            if (!f.starts_with(folder + "/")) continue;
+            const auto slash = f.find_last_of('/');
+            if (!recursive && slash != folder.size()) continue;
+            if (!found(f.substr(0, slash), f.substr(slash + 1))) return;
+        }
+    }
+    std::map<std::string, std::string> caveats;  // path -> why overwriting may not reach it
+    std::string OverwriteCaveat(const std::string& p) override {
+        if (realFiles) return realFiles->OverwriteCaveat(p);
+        auto it = caveats.find(p);
+        return it == caveats.end() ? std::string() : it->second;
+    }
     std::optional<std::uint64_t> FileSize(const std::string& p) override {
         if (realFiles) return realFiles->FileSize(p);
         if (!files.count(p)) return std::nullopt;

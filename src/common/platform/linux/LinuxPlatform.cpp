@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdlib>
 
 extern char** environ;
@@ -73,6 +74,52 @@ std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
     }
     if (path.empty()) return std::nullopt;
     return path;
+}
+
+namespace {
+
+bool SameLetters(const std::string& a, const std::string& b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) !=
+            std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+// The entry of `dir` named `name` in any letter case, as Wine finds it; the name
+// itself when there is none (the path then names what does not exist yet).
+std::string EntryName(const fs::path& dir, const std::string& name) {
+    std::error_code ec;
+    if (fs::symlink_status(dir / name, ec).type() != fs::file_type::not_found) return name;
+    for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec))
+        if (SameLetters(it->path().filename().string(), name))
+            return it->path().filename().string();
+    return name;
+}
+
+}  // namespace
+
+// "X:\a\b" goes through the prefix's dosdevices link of drive x:, then each
+// component is matched without regard to case.
+std::optional<std::string> LinuxPlatform::HostPath(const std::string& windowsPath) {
+    if (!target_.HasPrefix() || windowsPath.size() < 2 || windowsPath[1] != ':' ||
+        !std::isalpha(static_cast<unsigned char>(windowsPath[0])))
+        return std::nullopt;
+    const std::string drive(
+        1, static_cast<char>(std::tolower(static_cast<unsigned char>(windowsPath[0]))));
+    std::error_code ec;
+    fs::path path = fs::canonical(target_.prefix / "dosdevices" / (drive + ":"), ec);
+    if (ec) return std::nullopt;
+    std::size_t pos = 2;
+    while (pos < windowsPath.size()) {
+        const std::size_t end = windowsPath.find_first_of("\\/", pos);
+        const std::string part =
+            windowsPath.substr(pos, end == std::string::npos ? end : end - pos);
+        if (!part.empty() && part != ".") path /= EntryName(path, part);
+        pos = end == std::string::npos ? windowsPath.size() : end + 1;
+    }
+    return path.string();
 }
 
 std::optional<DiskSpace> LinuxPlatform::DiskFreeSpace(const std::string& root) {
