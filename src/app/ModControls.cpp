@@ -8,6 +8,7 @@
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ReportError.hpp"
 #include "cleaning/browsers/BrowserProfiles.hpp"
+#include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/ModFunctions.hpp"
 
 namespace velloran {

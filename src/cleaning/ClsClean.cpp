@@ -6,7 +6,9 @@
 #include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/Target.hpp"
 #include "traces/programs/ClsPrograms.hpp"
 #include "traces/windows/ClsWindows.hpp"
 
@@ -116,6 +118,10 @@ void ClsClean::SetCancel(bool value) {
         cwin_->Cancel = ToVb(value);
         cwin_.reset();
     }
+    if (cOpr_) {
+        cOpr_->Cancel = ToVb(value);
+        cOpr_.reset();
+    }
 }
 
 void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& text) {
@@ -213,6 +219,17 @@ constexpr std::array<PrgJob, 13> kProgramJobs{{
      [](ClsPrograms& p, Application&) { p.CleanNetMeeting(); }},
 }};
 
+// Every Opera box calls the one cleaning operation with its own index as the task.
+void OperaTask(OperaCleaner& o, Application& a) { o.Clean(a.TaskIndex); }
+
+using OprJob = Job<OperaCleaner>;
+constexpr std::array<OprJob, 4> kOperaJobs{{
+    {1, "Cleaning Opera Type Url's history ...", OperaTask},
+    {2, "Cleaning Opera Cache ...", OperaTask},
+    {3, "Cleaning Opera Cookies ...", OperaTask},
+    {4, "Cleaning Opera form data ...", OperaTask},
+}};
+
 }  // namespace
 
 template <class Worker, class JobT, std::size_t N>
@@ -278,9 +295,18 @@ void ClsClean::DoNetscape() {
 
 void ClsClean::DoOpera() {
     WithErrorHandler(app_, "ClsClean:DoOpera", [this] {
-        CountTicked(app_.Main().op_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().op_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kOperaWindow)) return;
+        // Lower-case "opera": the line has always read so.
+        AddLog("Verifying opera jobs...", groupTotal_, 0);
+        cOpr_ = std::make_shared<OperaCleaner>(
+            app_.GetPlatform(), (XdgConfigHome() / "velloran" / "cookies-keep.txt").string());
+        Attach(*cOpr_);
+        RunJobs(boxes, cOpr_, kOperaJobs, false);
+        cOpr_.reset();
+        RaiseProgress("Completed Opera jobs...", groupTotal_, groupDone_);
     });
 }
 

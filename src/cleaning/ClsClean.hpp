@@ -16,6 +16,7 @@ namespace velloran {
 class Application;
 class ClsWindows;
 class ClsPrograms;
+class OperaCleaner;
 
 class ClsClean {
 public:
@@ -46,6 +47,7 @@ public:
     VbBool BrowserOpen() const { return browserOpen_; }
     std::shared_ptr<ClsWindows> cwin() const { return cwin_; }
     std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
+    std::shared_ptr<OperaCleaner> cOpr() const { return cOpr_; }
 
     // Worker event handlers.
     void WorkerProgress(const std::string& area, const std::string& text);
@@ -76,6 +78,7 @@ private:
     Application& app_;
     std::shared_ptr<ClsPrograms> cPrg_;
     std::shared_ptr<ClsWindows> cwin_;
+    std::shared_ptr<OperaCleaner> cOpr_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

@@ -82,6 +82,12 @@ public:
     bool FileExists(const std::string& p) override { return inner_.FileExists(p); }
     bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
     std::string HomeDirectory() override { return inner_.HomeDirectory(); }
+    std::optional<std::string> LinkTarget(const std::string& p) override {
+        return inner_.LinkTarget(p);
+    }
+    std::string HostName() override { return inner_.HostName(); }
+    bool ProcessAlive(long pid) override { return inner_.ProcessAlive(pid); }
+    bool RecordsOnly() const override { return true; }
     void ShellOpen(const std::string& p) override { inner_.ShellOpen(p); }
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                   bool close) override;

@@ -34,15 +34,4 @@ bool NetscapeCleaner::IsInstalled() const {
     return false;
 }
 
-std::string OperaCleaner::ProfileFolder() const {
-    const fs::path home = platform_.HomeDirectory();
-    for (const fs::path& p : {home / ".opera", home / ".config" / "opera"})
-        if (platform_.DirectoryExists(p.string())) return p.string();
-    if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA)) {
-        fs::path p = fs::path(*appData) / "Opera";
-        if (platform_.DirectoryExists(p.string())) return p.string();
-    }
-    return {};
-}
-
 }  // namespace velloran

@@ -1,5 +1,5 @@
 #pragma once
-// Where the Netscape-family and Opera browsers keep their profiles, on the desktop
+// Where the Netscape-family browsers keep their profiles, on the desktop
 // and inside the target Windows environment.
 #include <string>
 
@@ -14,16 +14,6 @@ public:
     // desktop, a legacy Netscape/Mozilla profile (<name>/<8 chars>.slt), or the
     // Windows environment's Mozilla\Profiles.
     bool IsInstalled() const;
-
-private:
-    Platform& platform_;
-};
-
-class OperaCleaner {
-public:
-    explicit OperaCleaner(Platform& platform) : platform_(platform) {}
-    // The Opera profile folder, "" when Opera has none.
-    std::string ProfileFolder() const;
 
 private:
     Platform& platform_;

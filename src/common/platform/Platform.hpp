@@ -119,6 +119,17 @@ public:
     virtual std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                           bool close) = 0;
 
+    // --- Browser profile locks (read-only queries)
+    // The target of a symbolic link, dangling or not; nullopt when `path` is no link.
+    virtual std::optional<std::string> LinkTarget(const std::string& /*path*/) { return {}; }
+    // This machine's host name, as browsers write it into their lock links.
+    virtual std::string HostName() { return {}; }
+    // True while a process with this id exists.
+    virtual bool ProcessAlive(long /*pid*/) { return false; }
+    // True for a layer that only records destructive operations: work that cannot
+    // go through it, such as editing a browser's database, then runs on a copy.
+    virtual bool RecordsOnly() const { return false; }
+
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.
     virtual void ShellOpen(const std::string& path) = 0;

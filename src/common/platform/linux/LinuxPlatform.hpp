@@ -25,6 +25,9 @@ public:
     void ShellOpen(const std::string& path) override;
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                   bool close) override;
+    std::optional<std::string> LinkTarget(const std::string& path) override;
+    std::string HostName() override;
+    bool ProcessAlive(long pid) override;
     void EmptyClipboard() override;
     Leftovers EmptyRecycleBin(int flags) override;
     Leftovers ClearRecentDocs() override;
