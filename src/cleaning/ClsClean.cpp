@@ -6,9 +6,9 @@
 #include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/ModFunctions.hpp"
-#include "common/Target.hpp"
 #include "traces/programs/ClsPrograms.hpp"
 #include "traces/windows/ClsWindows.hpp"
 
@@ -301,8 +301,7 @@ void ClsClean::DoOpera() {
         if (BrowserWindowOpen(kOperaWindow)) return;
         // Lower-case "opera": the line has always read so.
         AddLog("Verifying opera jobs...", groupTotal_, 0);
-        cOpr_ = std::make_shared<OperaCleaner>(
-            app_.GetPlatform(), (XdgConfigHome() / "velloran" / "cookies-keep.txt").string());
+        cOpr_ = std::make_shared<OperaCleaner>(app_.GetPlatform(), CookieKeepList::DefaultPath());
         Attach(*cOpr_);
         RunJobs(boxes, cOpr_, kOperaJobs, false);
         cOpr_.reset();

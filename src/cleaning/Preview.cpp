@@ -1,5 +1,8 @@
 #include "cleaning/Preview.hpp"
 
+#include <filesystem>
+#include <random>
+
 namespace velloran {
 
 std::string PreviewSummary::Text() const {
@@ -81,6 +84,34 @@ bool PreviewPlatform::PowerOff() {
 bool PreviewPlatform::Reboot() {
     summary_.operations.emplace_back("restart the computer");
     return true;
+}
+
+PreviewPlatform::~PreviewPlatform() {
+    std::error_code ec;
+    if (!scratch_.empty()) std::filesystem::remove_all(scratch_, ec);
+}
+
+std::string PreviewPlatform::DatabaseToEdit(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    if (scratch_.empty()) {
+        fs::path dir = fs::temp_directory_path(ec);
+        if (ec) dir = "/tmp";
+        dir /= "velloran-preview-" + std::to_string(std::random_device{}());
+        if (!fs::create_directories(dir, ec)) throw std::runtime_error("no scratch folder");
+        scratch_ = dir.string();
+    }
+    // The copy keeps the file name so messages read the same; each copy its own folder.
+    const fs::path folder = fs::path(scratch_) / std::to_string(++copies_);
+    fs::create_directories(folder);
+    const fs::path copy = folder / fs::path(path).filename();
+    // A missing database stays missing in the copy: opening it must fail alike.
+    for (const char* side : {"", "-wal", "-journal"}) {
+        const fs::path from = path + side;
+        if (fs::is_regular_file(from, ec))
+            fs::copy_file(from, copy.string() + side, fs::copy_options::overwrite_existing);
+    }
+    return copy.string();
 }
 
 }  // namespace velloran

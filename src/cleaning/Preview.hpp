@@ -82,12 +82,6 @@ public:
     bool FileExists(const std::string& p) override { return inner_.FileExists(p); }
     bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
     std::string HomeDirectory() override { return inner_.HomeDirectory(); }
-    std::optional<std::string> LinkTarget(const std::string& p) override {
-        return inner_.LinkTarget(p);
-    }
-    std::string HostName() override { return inner_.HostName(); }
-    bool ProcessAlive(long pid) override { return inner_.ProcessAlive(pid); }
-    bool RecordsOnly() const override { return true; }
     void ShellOpen(const std::string& p) override { inner_.ShellOpen(p); }
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                   bool close) override;
@@ -109,11 +103,24 @@ public:
     void MoveToRecycleBin(const std::string& path) override;
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& p) override { return inner_.FileLockHeld(p); }
+    std::optional<std::string> ReadLink(const std::string& p) override {
+        return inner_.ReadLink(p);
+    }
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override {
+        return inner_.ProcessAliveOnThisHost(host, pid);
+    }
+    // A scratch copy, so the real statements run and count without touching the file.
+    std::string DatabaseToEdit(const std::string& path) override;
+
+    ~PreviewPlatform() override;
 
 private:
     void Count(RemovalCount c);
     Platform& inner_;
     PreviewSummary& summary_;
+    std::string scratch_;  // folder of the database copies, removed at the end
+    int copies_ = 0;
 };
 
 }  // namespace velloran

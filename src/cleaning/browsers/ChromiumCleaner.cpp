@@ -4,9 +4,9 @@
 #include <cctype>
 #include <cstdint>
 #include <filesystem>
-#include <sstream>
 
-#include "cleaning/browsers/ProfileDatabase.hpp"
+#include "cleaning/browsers/BrowserDatabase.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
 #include "common/VbError.hpp"
 
 namespace velloran {
@@ -39,75 +39,77 @@ std::string Counted(std::initializer_list<Piece> pieces) {
     return text;
 }
 
-void Require(ProfileDatabase& db, const std::string& table,
+void Require(BrowserDatabase& db, const std::string& table,
              std::initializer_list<const char*> columns) {
-    if (!db.HasTable(table)) throw DatabaseError{"it has no table " + table};
+    if (!db.HasTable(table)) throw DatabaseError("it has no table " + table);
     for (const char* c : columns)
-        if (!db.HasColumn(table, c)) throw DatabaseError{"table " + table + " has no column " + c};
+        if (!db.HasColumn(table, c)) throw DatabaseError("table " + table + " has no column " + c);
 }
 
-std::string TypedHistory(ProfileDatabase& db) {
+std::string TypedHistory(BrowserDatabase& db) {
     Require(db, "urls", {"id", "typed_count", "visit_count"});
     Require(db, "visits", {"id", "url", "transition"});
-    db.Exec("CREATE TEMP TABLE typed_urls AS SELECT DISTINCT url AS id FROM visits WHERE " +
-            std::string(kTypedVisit) + " UNION SELECT id FROM urls WHERE typed_count > 0");
-    const std::int64_t visits = db.Exec("DELETE FROM visits WHERE " + std::string(kTypedVisit));
+    db.Execute("CREATE TEMP TABLE typed_urls AS SELECT DISTINCT url AS id FROM visits WHERE " +
+               std::string(kTypedVisit) + " UNION SELECT id FROM urls WHERE typed_count > 0");
+    const std::int64_t visits = db.Execute("DELETE FROM visits WHERE " + std::string(kTypedVisit));
     // Rows that describe the removed visits would point at nothing.
     for (const char* table : {"visit_source", "content_annotations", "context_annotations"}) {
         const bool byId = std::string(table) == "visit_source";
         if (db.HasTable(table) && db.HasColumn(table, byId ? "id" : "visit_id"))
-            db.Exec(std::string("DELETE FROM ") + table + " WHERE " + (byId ? "id" : "visit_id") +
-                    " NOT IN (SELECT id FROM visits)");
+            db.Execute(std::string("DELETE FROM ") + table + " WHERE " +
+                       (byId ? "id" : "visit_id") + " NOT IN (SELECT id FROM visits)");
     }
-    db.Exec("UPDATE urls SET typed_count = 0 WHERE typed_count > 0");
-    db.Exec(
+    db.Execute("UPDATE urls SET typed_count = 0 WHERE typed_count > 0");
+    db.Execute(
         "UPDATE urls SET visit_count = (SELECT COUNT(*) FROM visits WHERE visits.url = urls.id) "
         "WHERE id IN temp.typed_urls");
-    const std::int64_t addresses = db.Exec(
+    const std::int64_t addresses = db.Execute(
         "DELETE FROM urls WHERE id IN temp.typed_urls AND id NOT IN (SELECT url FROM visits)");
     std::int64_t searches = 0;
-    if (db.HasTable("keyword_search_terms")) searches = db.Exec("DELETE FROM keyword_search_terms");
+    if (db.HasTable("keyword_search_terms"))
+        searches = db.Execute("DELETE FROM keyword_search_terms");
     if (db.HasTable("segments") && db.HasColumn("segments", "url_id")) {
-        db.Exec("DELETE FROM segments WHERE url_id NOT IN (SELECT id FROM urls)");
+        db.Execute("DELETE FROM segments WHERE url_id NOT IN (SELECT id FROM urls)");
         if (db.HasTable("segment_usage") && db.HasColumn("segment_usage", "segment_id"))
-            db.Exec("DELETE FROM segment_usage WHERE segment_id NOT IN (SELECT id FROM segments)");
+            db.Execute(
+                "DELETE FROM segment_usage WHERE segment_id NOT IN (SELECT id FROM segments)");
     }
-    db.Exec("DROP TABLE temp.typed_urls");
+    db.Execute("DROP TABLE temp.typed_urls");
     return Counted({{visits, "typed visits"},
                     {addresses, "addresses left with no visit"},
                     {searches, "typed searches"}});
 }
 
-std::string Shortcuts(ProfileDatabase& db) {
+std::string Shortcuts(BrowserDatabase& db) {
     Require(db, "omni_box_shortcuts", {});
-    return Counted({{db.Exec("DELETE FROM omni_box_shortcuts"), "address bar shortcuts"}});
+    return Counted({{db.Execute("DELETE FROM omni_box_shortcuts"), "address bar shortcuts"}});
 }
 
-std::string Predictions(ProfileDatabase& db) {
+std::string Predictions(BrowserDatabase& db) {
     Require(db, "network_action_predictor", {});
-    return Counted({{db.Exec("DELETE FROM network_action_predictor"), "typed-text predictions"}});
+    return Counted(
+        {{db.Execute("DELETE FROM network_action_predictor"), "typed-text predictions"}});
 }
 
-std::string FormEntries(ProfileDatabase& db) {
+std::string FormEntries(BrowserDatabase& db) {
     if (!db.HasTable("autofill") && !db.HasTable("autocomplete"))
-        throw DatabaseError{"it has no table autofill or autocomplete"};
+        throw DatabaseError("it has no table autofill or autocomplete");
     std::int64_t entries = 0;
     for (const char* table : {"autofill", "autocomplete"})
-        if (db.HasTable(table)) entries += db.Exec(std::string("DELETE FROM ") + table);
+        if (db.HasTable(table)) entries += db.Execute(std::string("DELETE FROM ") + table);
     return Counted({{entries, "form entries"}});
 }
 
-std::string Cookies(ProfileDatabase& db, const std::vector<std::string>& keep, std::int64_t& kept) {
+std::string Cookies(BrowserDatabase& db, const CookieKeepList& keep, std::int64_t& kept) {
     Require(db, "cookies", {"host_key"});
-    db.Exec("CREATE TEMP TABLE keep_sites(site TEXT)");
-    for (const std::string& site : keep)
-        db.ExecWithText("INSERT INTO temp.keep_sites VALUES (?)", site);
-    const std::int64_t removed = db.Exec(
-        "DELETE FROM cookies WHERE NOT EXISTS (SELECT 1 FROM temp.keep_sites k WHERE "
-        "lower(ltrim(host_key, '.')) = k.site OR "
-        "substr(lower(host_key), -length(k.site) - 1) = '.' || k.site)");
-    kept = db.Count("SELECT COUNT(*) FROM cookies");
-    db.Exec("DROP TABLE temp.keep_sites");
+    db.Execute("CREATE TEMP TABLE kept_hosts(host TEXT PRIMARY KEY)");
+    // host_key is plain text even where the value is encrypted.
+    for (const std::string& host : db.QueryTexts("SELECT DISTINCT host_key FROM cookies"))
+        if (keep.Keeps(host)) db.Execute("INSERT INTO temp.kept_hosts VALUES (?1)", {host});
+    const std::int64_t removed =
+        db.Execute("DELETE FROM cookies WHERE host_key NOT IN temp.kept_hosts");
+    kept = db.QueryInt("SELECT COUNT(*) FROM cookies");
+    db.Execute("DROP TABLE temp.kept_hosts");
     return Counted({{removed, "cookies"}});
 }
 
@@ -135,54 +137,27 @@ bool HoldsProfile(const fs::path& folder) {
 
 }  // namespace
 
-std::vector<std::string> ParseKeepList(const std::string& text) {
-    std::vector<std::string> sites;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        line.erase(std::remove_if(line.begin(), line.end(),
-                                  [](unsigned char c) { return std::isspace(c); }),
-                   line.end());
-        if (line.empty() || line[0] == '#') continue;
-        if (line[0] == '.') line.erase(0, 1);
-        std::transform(line.begin(), line.end(), line.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (!line.empty()) sites.push_back(line);
-    }
-    return sites;
-}
-
 std::string ChromiumCleaner::Label(const ChromiumProfile& profile) const {
     return name_ + " profile " + profile.folder;
 }
 
 std::string ChromiumCleaner::OnDatabase(const ChromiumProfile& profile, const std::string& file,
-                                        const std::function<std::string(ProfileDatabase&)>& task) {
-    std::string path = (fs::path(profile.folder) / file).string();
+                                        const std::function<std::string(BrowserDatabase&)>& task) {
+    const std::string path = (fs::path(profile.folder) / file).string();
     if (!platform_.FileExists(path)) return {};
     std::string error;
-    try {
-        // A preview edits a copy: the counts are real and the profile keeps every byte.
-        if (platform_.RecordsOnly()) path = CopyDatabaseForPreview(path, scratch_);
-    } catch (const fs::filesystem_error& e) {
-        throw DatabaseError{e.what()};
-    }
-    std::optional<ProfileDatabase> db = ProfileDatabase::Open(path, error);
-    if (!db) throw DatabaseError{error};
-    try {
-        db->Begin();
-        std::string text = task(*db);
-        db->Commit();
-        return text;
-    } catch (const DatabaseError&) {
-        db->Rollback();
-        throw;
-    }
+    std::unique_ptr<BrowserDatabase> db = BrowserDatabase::Open(platform_, path, error);
+    if (!db) throw DatabaseError(error);
+    std::string text;
+    error = db->Transaction([&](BrowserDatabase& d) { text = task(d); });
+    if (!error.empty()) throw DatabaseError(error);
+    return text;
 }
 
 void ChromiumCleaner::CleanTyped(const ChromiumProfile& profile) {
     std::vector<std::string> parts;
     std::vector<std::string> failures;
-    const std::pair<const char*, std::string (*)(ProfileDatabase&)> databases[] = {
+    const std::pair<const char*, std::string (*)(BrowserDatabase&)> databases[] = {
         {"History", TypedHistory},
         {"Shortcuts", Shortcuts},
         {"Network Action Predictor", Predictions}};
@@ -191,7 +166,7 @@ void ChromiumCleaner::CleanTyped(const ChromiumProfile& profile) {
             std::string text = OnDatabase(profile, file, task);
             if (!text.empty()) parts.push_back(text + " from " + file);
         } catch (const DatabaseError& e) {
-            failures.push_back(std::string(file) + " left as it was: " + e.message);
+            failures.push_back(std::string(file) + " left as it was: " + std::string(e.what()));
         }
     }
     for (const std::string& f : failures) report_("Failed: " + Label(profile) + ": " + f + ".");
@@ -230,15 +205,14 @@ void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
         report_(Label(profile) + ": no cache files to remove.");
 }
 
-void ChromiumCleaner::CleanCookies(const ChromiumProfile& profile,
-                                   const std::vector<std::string>& keep) {
+void ChromiumCleaner::CleanCookies(const ChromiumProfile& profile, const CookieKeepList& keep) {
     // Newer versions moved the file into Network/; an old copy may remain beside it.
     bool any = false;
     for (const char* file : {"Network/Cookies", "Cookies"}) {
         bool ran = false;
         std::int64_t kept = 0;
         try {
-            const std::string text = OnDatabase(profile, file, [&](ProfileDatabase& db) {
+            const std::string text = OnDatabase(profile, file, [&](BrowserDatabase& db) {
                 ran = true;
                 return Cookies(db, keep, kept);
             });
@@ -252,8 +226,8 @@ void ChromiumCleaner::CleanCookies(const ChromiumProfile& profile,
                     keptText + ".");
         } catch (const DatabaseError& e) {
             any = true;
-            report_("Failed: " + Label(profile) + ": " + file + " left as it was: " + e.message +
-                    ".");
+            report_("Failed: " + Label(profile) + ": " + file +
+                    " left as it was: " + std::string(e.what()) + ".");
         }
     }
     if (!any) report_(Label(profile) + ": no cookies to remove.");
@@ -267,7 +241,8 @@ void ChromiumCleaner::CleanFormData(const ChromiumProfile& profile) {
                               : "removed " + text + " (text typed into web forms) from Web Data") +
                 "; saved addresses, cards and passwords stay.");
     } catch (const DatabaseError& e) {
-        report_("Failed: " + Label(profile) + ": Web Data left as it was: " + e.message + ".");
+        report_("Failed: " + Label(profile) +
+                ": Web Data left as it was: " + std::string(e.what()) + ".");
     }
 }
 

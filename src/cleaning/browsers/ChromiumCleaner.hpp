@@ -11,25 +11,22 @@
 
 namespace velloran {
 
-class ProfileDatabase;
+class BrowserDatabase;
+class CookieKeepList;
 
 class ChromiumCleaner {
 public:
     using Report = std::function<void(const std::string&)>;
 
-    // `scratch` is a private folder where a preview edits copies of the databases.
-    ChromiumCleaner(Platform& platform, std::string browserName, std::string scratch, Report report)
-        : platform_(platform),
-          name_(std::move(browserName)),
-          scratch_(std::move(scratch)),
-          report_(std::move(report)) {}
+    ChromiumCleaner(Platform& platform, std::string browserName, Report report)
+        : platform_(platform), name_(std::move(browserName)), report_(std::move(report)) {}
 
     // What the address bar learned from typing: typed visits and counts, typed
     // searches, shortcuts and predictions. The rest of the history stays.
     void CleanTyped(const ChromiumProfile& profile);
     void CleanCache(const ChromiumProfile& profile);
     // Every cookie except those of the sites in `keep` and their subdomains.
-    void CleanCookies(const ChromiumProfile& profile, const std::vector<std::string>& keep);
+    void CleanCookies(const ChromiumProfile& profile, const CookieKeepList& keep);
     // Entries typed into web forms; saved addresses, cards and passwords stay.
     void CleanFormData(const ChromiumProfile& profile);
 
@@ -37,17 +34,12 @@ private:
     // Runs `task` in one transaction on a database of the profile; the task returns
     // the finished line's text. A missing file yields "".
     std::string OnDatabase(const ChromiumProfile& profile, const std::string& file,
-                           const std::function<std::string(ProfileDatabase&)>& task);
+                           const std::function<std::string(BrowserDatabase&)>& task);
     std::string Label(const ChromiumProfile& profile) const;
 
     Platform& platform_;
     std::string name_;
-    std::string scratch_;
     Report report_;
 };
-
-// The sites of a keep list text: one a line, blanks, comments (#) and a leading
-// dot ignored, lower case.
-std::vector<std::string> ParseKeepList(const std::string& text);
 
 }  // namespace velloran

@@ -72,7 +72,7 @@ std::vector<ChromiumProfile> ChromiumProfilesOf(const std::string& userDataFolde
 std::optional<std::string> ChromiumFolderInUse(Platform& platform,
                                                const std::string& userDataFolder) {
     const std::optional<std::string> target =
-        platform.LinkTarget((fs::path(userDataFolder) / "SingletonLock").string());
+        platform.ReadLink((fs::path(userDataFolder) / "SingletonLock").string());
     if (!target) return std::nullopt;
     const std::size_t dash = target->rfind('-');
     if (dash == std::string::npos) return std::nullopt;
@@ -80,8 +80,7 @@ std::optional<std::string> ChromiumFolderInUse(Platform& platform,
     const char* first = target->data() + dash + 1;
     const char* last = target->data() + target->size();
     if (std::from_chars(first, last, pid).ptr != last) return std::nullopt;
-    if (target->substr(0, dash) != platform.HostName() || !platform.ProcessAlive(pid))
-        return std::nullopt;
+    if (!platform.ProcessAliveOnThisHost(target->substr(0, dash), pid)) return std::nullopt;
     return "the browser runs on it (process " + std::to_string(pid) + ")";
 }
 

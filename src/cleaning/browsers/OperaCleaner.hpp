@@ -30,7 +30,7 @@ public:
     bool Clean(Int16 task);
 
 private:
-    void RunTask(int task, const std::string& scratch);
+    void RunTask(int task);
     void Report(const std::string& text);
 
     Platform& platform_;

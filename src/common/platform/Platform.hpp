@@ -119,16 +119,21 @@ public:
     virtual std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                           bool close) = 0;
 
-    // --- Browser profile locks (read-only queries)
-    // The target of a symbolic link, dangling or not; nullopt when `path` is no link.
-    virtual std::optional<std::string> LinkTarget(const std::string& /*path*/) { return {}; }
-    // This machine's host name, as browsers write it into their lock links.
-    virtual std::string HostName() { return {}; }
-    // True while a process with this id exists.
-    virtual bool ProcessAlive(long /*pid*/) { return false; }
-    // True for a layer that only records destructive operations: work that cannot
-    // go through it, such as editing a browser's database, then runs on a copy.
-    virtual bool RecordsOnly() const { return false; }
+    // --- Other programs' locks and processes (browser profiles in use)
+    // True when another process holds an fcntl lock on the file (Gecko's .parentlock).
+    virtual bool FileLockHeld(const std::string& /*path*/) { return false; }
+    // The target of a symbolic link, dangling or not; nullopt when it is no link.
+    virtual std::optional<std::string> ReadLink(const std::string& /*path*/) {
+        return std::nullopt;
+    }
+    // True when `host` names this machine (its name or one of its addresses) and a
+    // process `pid` lives on it: the test of lock links such as "host-pid".
+    virtual bool ProcessAliveOnThisHost(const std::string& /*host*/, long /*pid*/) { return false; }
+
+    // --- Databases of other programs
+    // The file a database edit is made on: the database itself, or, where changes
+    // must not reach the disk (a preview), a scratch copy with its -wal and -journal.
+    virtual std::string DatabaseToEdit(const std::string& path) { return path; }
 
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.

@@ -218,3 +218,36 @@ TEST(Trash, BindMountsInsideTheTrashOrAStartupDeletionAreNeverEntered) {
 
 }  // namespace
 }  // namespace velloran::linuxfs
+
+namespace velloran::linuxfs {
+namespace {
+
+TEST(Trash, AVolumeTrashSwappedForALinkAfterItWasFoundIsNeverFollowed) {
+    // Whoever can write in a shared sticky .Trash can swap our folder for a link to
+    // elsewhere between the moment it is found and the moment it is used.
+    const fs::path root = MakeTempDir("velloran-swap");
+    const fs::path top = root / "volume";
+    const fs::path mine = top / ".Trash" / std::to_string(getuid());
+    fs::create_directories(mine / "files");
+    fs::create_directories(mine / "info");
+    fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
+    WriteFile(root / "elsewhere/files/victim.txt", "keep me");
+    WriteFile(root / "elsewhere/info/victim.txt.trashinfo",
+              "[Trash Info]\nPath=restored.txt\nDeletionDate=2026-01-01T00:00:00\n");
+    Trash trash((root / "home/Trash").string(), getuid(), {top.string()});
+    const std::vector<TrashDir> dirs = trash.TrashDirs();
+    ASSERT_EQ(dirs.size(), 1u);
+
+    fs::rename(mine, top / ".Trash" / "aside");
+    fs::create_directory_symlink(root / "elsewhere", mine);
+    EXPECT_THROW(trash.Restore(dirs[0], "victim.txt"), VbError);
+    EXPECT_EQ(ReadFile(root / "elsewhere/files/victim.txt"), "keep me");
+    EXPECT_FALSE(fs::exists(top / "restored.txt"));
+    const Trash::EmptyResult r = trash.Empty();
+    EXPECT_EQ(ReadFile(root / "elsewhere/files/victim.txt"), "keep me");
+    EXPECT_EQ(r.removed, 0u);
+    fs::remove_all(root);
+}
+
+}  // namespace
+}  // namespace velloran::linuxfs

@@ -1,6 +1,7 @@
 #include "common/platform/linux/FileOps.hpp"
 
 #include "common/platform/linux/FsUtil.hpp"
+#include "common/platform/linux/UniqueFd.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -16,20 +17,6 @@
 namespace velloran::linuxfs {
 
 namespace {
-
-class Fd {
-public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd() {
-        if (fd_ >= 0) close(fd_);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 // Removes `name` inside the open folder `dirfd`, staying on device `dev`. Returns 0,
 // or the errno of the first entry that could not be removed (the rest is still tried).
@@ -48,7 +35,7 @@ int RemoveEntry(int dirfd, const char* name, dev_t dev, std::string& failedPath,
     if (st.st_dev != dev) return fail(EXDEV);
     const int raw = openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (raw < 0) return fail(errno);
-    Fd fd(raw);
+    UniqueFd fd(raw);
     // The entry may have been swapped for another folder between the stat and the open.
     struct stat self {};
     if (fstat(fd.get(), &self) != 0 || self.st_ino != st.st_ino || self.st_dev != st.st_dev)
@@ -85,7 +72,7 @@ void RemovePath(const std::string& path) {
         throw VbError(vbErrPathFileAccess, "Path/File access error: " + path);
     const int raw = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (raw < 0) throw ErrnoError(errno, path);
-    Fd dir(raw);
+    UniqueFd dir(raw);
     struct stat st {};
     if (fstatat(dir.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
         throw ErrnoError(errno, path);
@@ -97,7 +84,7 @@ void RemovePath(const std::string& path) {
 void WriteFileText(const std::string& path, const std::string& text) {
     const int raw = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (raw < 0) throw ErrnoError(errno, path);
-    Fd fd(raw);
+    UniqueFd fd(raw);
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t n = write(fd.get(), text.data() + done, text.size() - done);
@@ -113,7 +100,7 @@ void WriteFileText(const std::string& path, const std::string& text) {
 std::optional<std::string> ReadFileText(const std::string& path) {
     const int raw = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (raw < 0) return std::nullopt;
-    Fd fd(raw);
+    UniqueFd fd(raw);
     std::string text;
     char buffer[4096];
     for (;;) {

@@ -5,16 +5,13 @@
 #include "common/platform/linux/WindowLookup.hpp"
 
 #include <pwd.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 
 extern char** environ;
 
@@ -99,25 +96,6 @@ bool LinuxPlatform::DirectoryExists(const std::string& path) {
 }
 
 std::string LinuxPlatform::HomeDirectory() { return velloran::HomeDirectory().string(); }
-
-std::optional<std::string> LinuxPlatform::LinkTarget(const std::string& path) {
-    std::error_code ec;
-    std::filesystem::path target = std::filesystem::read_symlink(path, ec);
-    if (ec) return std::nullopt;
-    return target.string();
-}
-
-std::string LinuxPlatform::HostName() {
-    char name[256] = {};
-    if (gethostname(name, sizeof name - 1) != 0) return {};
-    return name;
-}
-
-bool LinuxPlatform::ProcessAlive(long pid) {
-    if (pid <= 0) return false;
-    // EPERM: the process exists but belongs to someone else.
-    return kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
-}
 
 void LinuxPlatform::ShellOpen(const std::string& path) {
     // Detached: the opener is left to the desktop, and we never wait for a browser.

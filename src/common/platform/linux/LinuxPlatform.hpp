@@ -25,9 +25,6 @@ public:
     void ShellOpen(const std::string& path) override;
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                   bool close) override;
-    std::optional<std::string> LinkTarget(const std::string& path) override;
-    std::string HostName() override;
-    bool ProcessAlive(long pid) override;
     void EmptyClipboard() override;
     Leftovers EmptyRecycleBin(int flags) override;
     Leftovers ClearRecentDocs() override;
@@ -42,6 +39,9 @@ public:
     void MoveToRecycleBin(const std::string& path) override;
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& path) override;
+    std::optional<std::string> ReadLink(const std::string& path) override;
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override;
 
     // The bus logind is asked on; empty for the system bus. Tests point it at a
     // private bus so that no test ever reaches the real logind.

@@ -25,28 +25,6 @@ namespace {
 
 constexpr int kFileExists = 58;
 
-class UniqueFd {
-public:
-    explicit UniqueFd(int fd = -1) : fd_(fd) {}
-    ~UniqueFd() {
-        if (fd_ >= 0) close(fd_);
-    }
-    UniqueFd(UniqueFd&& o) noexcept : fd_(o.fd_) { o.fd_ = -1; }
-    UniqueFd& operator=(UniqueFd&& o) noexcept {
-        if (this != &o) {
-            if (fd_ >= 0) close(fd_);
-            fd_ = o.fd_;
-            o.fd_ = -1;
-        }
-        return *this;
-    }
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-
-private:
-    int fd_;
-};
-
 std::string RealDir(const std::string& dir) {
     char* r = realpath(dir.c_str(), nullptr);
     if (!r) return {};
@@ -207,9 +185,11 @@ bool RemoveTree(int dirfd, const std::string& name, const std::string& shown, de
     return ok;
 }
 
-std::vector<std::string> ListNames(const std::string& dir) {
+const std::string kInfoSuffix = ".trashinfo";
+
+std::vector<std::string> ListNames(int dirfd) {
     std::vector<std::string> out;
-    int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int fd = dup(dirfd);
     if (fd < 0) return out;
     if (DIR* d = fdopendir(fd)) {
         while (dirent* e = readdir(d))
@@ -222,9 +202,88 @@ std::vector<std::string> ListNames(const std::string& dir) {
     return out;
 }
 
-const std::string kInfoSuffix = ".trashinfo";
+// A folder below `dirfd`, never through a link, and only when `uid` owns it.
+UniqueFd OpenOwnFolder(int dirfd, const std::string& name, uid_t uid) {
+    UniqueFd fd(openat(dirfd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat st {};
+    if (!fd || fstat(fd.get(), &st) != 0 || st.st_uid != uid) return UniqueFd();
+    return fd;
+}
+
+std::string ReadTextAt(int dirfd, const std::string& name) {
+    UniqueFd fd(openat(dirfd, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    std::string text;
+    char buf[8192];
+    ssize_t n;
+    while (fd && (n = read(fd.get(), buf, sizeof buf)) > 0)
+        text.append(buf, static_cast<size_t>(n));
+    return text;
+}
+
+// Replaces `name` inside `dirfd` through a temporary file in the same folder.
+void ReplaceTextAt(int dirfd, const std::string& name, const std::string& text) {
+    const std::string tmp = name + ".tmp" + std::to_string(getpid());
+    UniqueFd fd(
+        openat(dirfd, tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!fd) return;
+    if (write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()))
+        renameat(dirfd, tmp.c_str(), dirfd, name.c_str());
+    else
+        unlinkat(dirfd, tmp.c_str(), 0);
+}
+
+// directorysizes keeps only the lines of items that are still there.
+void KeepDirectorySizes(int trashfd, const std::set<std::string>& kept) {
+    if (kept.empty()) {
+        unlinkat(trashfd, "directorysizes", 0);
+        return;
+    }
+    std::istringstream in(ReadTextAt(trashfd, "directorysizes"));
+    std::string line, out;
+    while (std::getline(in, line)) {
+        std::size_t sp = line.rfind(' ');
+        if (sp != std::string::npos && kept.count(Trash::PercentDecode(line.substr(sp + 1))))
+            out += line + "\n";
+    }
+    ReplaceTextAt(trashfd, "directorysizes", out);
+}
 
 }  // namespace
+
+// Opened from the volume's top folder one component at a time without following a
+// link, so that whoever can write in a shared sticky .Trash cannot swap our folder
+// for a link between a check and its use; then checked on the open folder.
+Trash::OpenedTrash Trash::Open(const TrashDir& d) const {
+    OpenedTrash t;
+    UniqueFd cur;
+    if (d.home) {
+        cur = UniqueFd(open(d.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    } else {
+        cur = UniqueFd(open(d.topdir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        std::string rest = d.path.substr(std::min(d.path.size(), d.topdir.size()));
+        for (std::size_t i = 0; cur && i < rest.size();) {
+            std::size_t j = rest.find('/', i);
+            if (j == std::string::npos) j = rest.size();
+            if (j > i) {
+                const std::string part = rest.substr(i, j - i);
+                cur = UniqueFd(openat(cur.get(), part.c_str(),
+                                      O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+                struct stat st {};
+                // The shared .Trash is only trusted with its sticky bit.
+                if (cur && part == ".Trash" &&
+                    (fstat(cur.get(), &st) != 0 || !(st.st_mode & S_ISVTX)))
+                    cur = UniqueFd();
+            }
+            i = j + 1;
+        }
+    }
+    struct stat st {};
+    if (!cur || fstat(cur.get(), &st) != 0 || st.st_uid != uid_) return t;
+    t.files = OpenOwnFolder(cur.get(), "files", uid_);
+    t.info = OpenOwnFolder(cur.get(), "info", uid_);
+    if (t.files && t.info) t.root = std::move(cur);
+    return t;
+}
 
 Trash::Trash() : Trash((XdgDataHome() / "Trash").string(), getuid(), UserVolumes()) {}
 
@@ -358,11 +417,12 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         while (!recorded.empty() && recorded[0] == '/') recorded.erase(0, 1);
     }
 
-    UniqueFd infoDir(
-        open(Join(target.path, "info").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    UniqueFd filesDir(
-        open(Join(target.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!infoDir || !filesDir) throw ErrnoError(errno, target.path);
+    OpenedTrash opened = Open(target);
+    if (!opened)
+        throw VbError(vbErrPathFileAccess,
+                      "Path/File access error: " + target.path + " is not this user's trash");
+    const UniqueFd& infoDir = opened.info;
+    const UniqueFd& filesDir = opened.files;
 
     const std::string content = "[Trash Info]\nPath=" + PercentEncode(recorded) +
                                 "\nDeletionDate=" + LocalTimeStamp() + "\n";
@@ -405,22 +465,12 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
             struct stat is {};
             fstat(fd, &is);
             std::uint64_t size = DiskUsage(filesDir.get(), candidate.c_str(), st.st_dev);
-            std::string sizes = Join(target.path, "directorysizes");
-            std::string old;
-            if (std::ifstream in{sizes, std::ios::binary}) {
-                std::stringstream ss;
-                ss << in.rdbuf();
-                old = ss.str();
-            }
+            std::string old = ReadTextAt(opened.root.get(), "directorysizes");
             if (!old.empty() && old.back() != '\n') old += '\n';
             old += std::to_string(size) + " " +
                    std::to_string(static_cast<long long>(is.st_mtime)) + " " +
                    PercentEncode(candidate) + "\n";
-            std::string tmp = sizes + ".tmp" + std::to_string(getpid());
-            if (std::ofstream out{tmp, std::ios::binary | std::ios::trunc}; out << old) {
-                out.close();
-                std::rename(tmp.c_str(), sizes.c_str());
-            }
+            ReplaceTextAt(opened.root.get(), "directorysizes", old);
         }
         return TrashedItem{target, candidate, absolute};
     }
@@ -435,15 +485,17 @@ void Trash::Restore(const TrashDir& dir, const std::string& name) {
     auto [parent, base] = SplitPath(original);
     UniqueFd to(OpenDirectoryPath(parent));
     if (!to) throw ErrnoError(errno, parent);
-    UniqueFd from(
-        open(Join(dir.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!from) throw ErrnoError(errno, dir.path);
+    OpenedTrash opened = Open(dir);
+    if (!opened)
+        throw VbError(vbErrPathFileAccess,
+                      "Path/File access error: " + dir.path + " is not this user's trash");
+    const UniqueFd& from = opened.files;
     struct stat st {};
     if (fstatat(to.get(), base.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0)
         throw VbError(kFileExists, "File already exists: " + original);
     if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0)
         throw ErrnoError(errno, original);
-    unlink(Join(Join(dir.path, "info"), name + kInfoSuffix).c_str());
+    unlinkat(opened.info.get(), (name + kInfoSuffix).c_str(), 0);
 }
 
 std::vector<TrashDir> Trash::TrashDirs() const {
@@ -473,19 +525,19 @@ std::vector<TrashDir> Trash::TrashDirs() const {
 
 std::uint64_t Trash::CountItems() const {
     std::uint64_t n = 0;
-    for (const TrashDir& d : TrashDirs()) n += ListNames(Join(d.path, "files")).size();
+    for (const TrashDir& d : TrashDirs())
+        if (OpenedTrash t = Open(d)) n += ListNames(t.files.get()).size();
     return n;
 }
 
 std::uint64_t Trash::Size() const {
     std::uint64_t total = 0;
     for (const TrashDir& d : TrashDirs()) {
-        UniqueFd files(
-            open(Join(d.path, "files").c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        OpenedTrash t = Open(d);
         struct stat st {};
-        if (!files || fstat(files.get(), &st) != 0) continue;
-        for (const std::string& n : ListNames(Join(d.path, "files")))
-            total += DiskUsage(files.get(), n.c_str(), st.st_dev);
+        if (!t || fstat(t.files.get(), &st) != 0) continue;
+        for (const std::string& n : ListNames(t.files.get()))
+            total += DiskUsage(t.files.get(), n.c_str(), st.st_dev);
     }
     return total;
 }
@@ -494,46 +546,28 @@ Trash::EmptyResult Trash::Empty() {
     EmptyResult result;
     for (const TrashDir& d : TrashDirs()) {
         const std::string filesPath = Join(d.path, "files");
-        const std::string infoPath = Join(d.path, "info");
-        UniqueFd files(open(filesPath.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        UniqueFd info(open(infoPath.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        OpenedTrash t = Open(d);
         struct stat st {};
-        if (!files || !info || fstat(files.get(), &st) != 0) continue;
+        if (!t || fstat(t.files.get(), &st) != 0) {
+            result.failed.push_back(d.path + ": not this user's trash folder; left as it is");
+            continue;
+        }
         std::set<std::string> kept;
-        for (const std::string& n : ListNames(filesPath)) {
-            if (RemoveTree(files.get(), n, Join(filesPath, n), st.st_dev, result.failed)) {
+        for (const std::string& n : ListNames(t.files.get())) {
+            if (RemoveTree(t.files.get(), n, Join(filesPath, n), st.st_dev, result.failed)) {
                 ++result.removed;
-                unlinkat(info.get(), (n + kInfoSuffix).c_str(), 0);
+                unlinkat(t.info.get(), (n + kInfoSuffix).c_str(), 0);
             } else {
                 kept.insert(n);
             }
         }
         // Info files whose item is gone (orphans included).
-        for (const std::string& n : ListNames(infoPath)) {
-            if (n.size() <= kInfoSuffix.size() ||
-                n.compare(n.size() - kInfoSuffix.size(), kInfoSuffix.size(), kInfoSuffix) != 0)
-                continue;
+        for (const std::string& n : ListNames(t.info.get())) {
+            if (!n.ends_with(kInfoSuffix) || n.size() == kInfoSuffix.size()) continue;
             if (!kept.count(n.substr(0, n.size() - kInfoSuffix.size())))
-                unlinkat(info.get(), n.c_str(), 0);
+                unlinkat(t.info.get(), n.c_str(), 0);
         }
-        // directorysizes keeps only lines of items that are still there.
-        const std::string sizes = Join(d.path, "directorysizes");
-        if (kept.empty()) {
-            unlink(sizes.c_str());
-        } else if (std::ifstream in{sizes, std::ios::binary}) {
-            std::string line, out;
-            while (std::getline(in, line)) {
-                std::size_t sp = line.rfind(' ');
-                if (sp != std::string::npos && kept.count(PercentDecode(line.substr(sp + 1))))
-                    out += line + "\n";
-            }
-            in.close();
-            std::string tmp = sizes + ".tmp" + std::to_string(getpid());
-            if (std::ofstream o{tmp, std::ios::binary | std::ios::trunc}; o << out) {
-                o.close();
-                std::rename(tmp.c_str(), sizes.c_str());
-            }
-        }
+        KeepDirectorySizes(t.root.get(), kept);
     }
     return result;
 }

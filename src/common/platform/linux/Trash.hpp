@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/platform/linux/UniqueFd.hpp"
+
 namespace velloran::linuxfs {
 
 struct TrashDir {
@@ -70,6 +72,13 @@ public:
     static std::optional<TrashInfo> ReadInfo(const TrashDir& dir, const std::string& name);
 
 private:
+    // A trash folder and its files/ and info/, all open; empty when it is not
+    // this user's or a link is met on the way.
+    struct OpenedTrash {
+        UniqueFd root, files, info;
+        explicit operator bool() const { return static_cast<bool>(root); }
+    };
+    OpenedTrash Open(const TrashDir& dir) const;
     std::optional<TrashDir> VolumeTrash(const std::string& topdir, bool create) const;
 
     std::string home_;

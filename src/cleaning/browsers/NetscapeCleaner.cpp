@@ -1,4 +1,4 @@
-#include "cleaning/browsers/BrowserProfiles.hpp"
+#include "cleaning/browsers/NetscapeCleaner.hpp"
 
 #include <filesystem>
 

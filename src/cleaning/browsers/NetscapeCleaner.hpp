@@ -1,6 +1,6 @@
 #pragma once
-// Where the Netscape-family browsers keep their profiles, on the desktop
-// and inside the target Windows environment.
+// Where the Netscape-family browsers keep their profiles, on the desktop and
+// inside the target Windows environment.
 #include <string>
 
 #include "common/platform/Platform.hpp"
