@@ -80,11 +80,6 @@ std::uint64_t SizeOf(const std::string& path) {
     return ::lstat(path.c_str(), &st) == 0 ? static_cast<std::uint64_t>(st.st_size) : 0;
 }
 
-bool Exists(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0;
-}
-
 std::string RowPath(const ListRow& row) {
     return (row.subItems.size() >= 2 ? row.subItems[1] : std::string()) + row.text;
 }
@@ -147,17 +142,22 @@ int CmdJunk(const std::vector<std::string>& args) {
         std::vector<std::string> paths;
         for (int i = 0; i < junk.lvFiles.Count(); ++i)
             paths.push_back(RowPath(junk.lvFiles.Row(i)));
-        junk.lvFiles.RowRemoved.Connect([&paths](int i) {
+        // The window's own record decides: a file can still be there under a name too
+        // long to look up, or be gone with its data not overwritten.
+        junk.lvFiles.RowRemoved.Connect([&paths, &junk](int i) {
             const std::string path = paths.at(static_cast<std::size_t>(i));
             paths.erase(paths.begin() + i);
-            std::cout << (Exists(path) ? "not deleted\t" : "deleted\t") << EscapePathForLine(path)
-                      << '\n';
+            const char* outcome = "deleted\t";
+            for (const FrmJunk::Leftover& left : junk.NotDone)
+                if (left.path == path)
+                    outcome = left.removed ? "not overwritten\t" : "not deleted\t";
+            std::cout << outcome << EscapePathForLine(path) << '\n';
         });
         junk.chkselallfiles.SetValue(1);
         junk.cmddelete.Click();
-        return 0;
+        return app.LeftUndone > 0 ? 1 : 0;
     } catch (const ProgramEnd& end) {
-        return end.code;
+        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
     }
 }
 

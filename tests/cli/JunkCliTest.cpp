@@ -89,4 +89,22 @@ TEST_F(JunkCliTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
     EXPECT_TRUE(fs::exists(root / "data" / "Trash" / "files" / "a.tmp"));
 }
 
+TEST_F(JunkCliTest, FilesLeftOrNotOverwrittenAreNamedAndTheExitStatusSaysSo) {
+    // Zero and delete: a file with another hard link loses this name only, its data
+    // is not overwritten (that would destroy the other name's file).
+    ASSERT_EQ(Cli("settings set2=1 set3=2").code, 0);
+    fs::create_hard_link(tree / "a.tmp", tree / "keep.txt.other-name");
+    const CliResult r =
+        Cli("junk delete --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
+    EXPECT_EQ(r.code, 1) << r.out;
+    EXPECT_NE(r.out.find("not overwritten\t" + (tree / "a.tmp").string() + "\n"), std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("[48] Some files were not deleted or not fully overwritten:\n" +
+                         (tree / "a.tmp").string() + ": has 1 other hard link(s)"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("[64] Selected Task(s) Completed Successfully!\n"), std::string::npos);
+    EXPECT_TRUE(fs::exists(tree / "keep.txt.other-name"));
+}
+
 }  // namespace

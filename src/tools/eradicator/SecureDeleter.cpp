@@ -197,7 +197,7 @@ bool SecureDeleter::DeletePlain(const std::string& path, bool toRecycleBin) {
         return true;
     }
     auto [dir, name] = linuxfs::SplitPath(path);
-    Fd dirfd(linuxfs::OpenDirectoryPath(dir));
+    Fd dirfd(linuxfs::OpenFolderForDeletion(dir));
     if (dirfd.fd < 0) throw linuxfs::ErrnoError(errno, path);
     if (unlinkat(dirfd.fd, name.c_str(), 0) != 0) {
         if (errno == EISDIR)
@@ -242,7 +242,7 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
 
     auto job = [&]() -> bool {
         auto [dir, name] = linuxfs::SplitPath(path);
-        Fd dirfd(linuxfs::OpenDirectoryPath(dir));
+        Fd dirfd(linuxfs::OpenFolderForDeletion(dir));
         if (dirfd.fd < 0) throw linuxfs::ErrnoError(errno, path);
         struct stat st {};
         if (fstatat(dirfd.fd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)

@@ -357,6 +357,7 @@ void FrmJunk::cmddelete_Click() {
         chkselallfiles.SetEnabled(false);
         cmddelete.SetCaption("STOP");
         app_.StopRequested = vbFalse;
+        NotDone.clear();
 
         StartCleaning();
 
@@ -367,6 +368,7 @@ void FrmJunk::cmddelete_Click() {
         pbar.SetCaption("Eradicating process completed.");
         pbar.SetValue(pbar.Max());
         lblloc.SetVisible(true);
+        ReportNotDone();
 
         SuccessMsgBox(app_, "Selected Task(s) Completed Successfully!", vbInformation);
         Unload();
@@ -407,30 +409,47 @@ void FrmJunk::StartCleaning() {
             // A stop during the call may release the window's hold on the deleter.
             std::shared_ptr<SecureDeleter> deleter = csDel_;
             try {
+                bool complete = true;
                 if (main.stChk(1).Value() == 1) {
                     switch (main.cmbsDelType.ListIndex()) {
                         case 0:
-                            Require(deleter).DeleteZapper(path);
+                            complete = Require(deleter).DeleteZapper(path);
                             break;
                         case 1:
-                            Require(deleter).DeleteGutmann(path);
+                            complete = Require(deleter).DeleteGutmann(path);
                             break;
                         case 2:
-                            Require(deleter).DeleteZero(path);
+                            complete = Require(deleter).DeleteZero(path);
                             break;
                         default:
-                            Require(deleter).DeletePlain(path, true);
+                            complete = Require(deleter).DeletePlain(path, true);
                             break;
                     }
                 } else {
-                    Require(deleter).DeletePlain(path, main.stChk(0).Value() != 0);
+                    complete = Require(deleter).DeletePlain(path, main.stChk(0).Value() != 0);
                 }
-            } catch (const VbError&) {
-                // A file that cannot be deleted leaves the list all the same.
+                // A stopped overwrite is the user's choice; anything else left is told.
+                if (!complete)
+                    for (const std::string& line : deleter->Report())
+                        NotDone.push_back({path, line, true});
+            } catch (const VbError& e) {
+                // A file that cannot be deleted leaves the list all the same, and is told.
+                NotDone.push_back({path, e.Description(), false});
             }
             lvFiles.Remove(row);
         }
     });
+}
+
+void FrmJunk::ReportNotDone() {
+    if (NotDone.empty()) return;
+    app_.LeftUndone += static_cast<std::int64_t>(NotDone.size());
+    constexpr std::size_t kShown = 15;
+    std::string text = "Some files were not deleted or not fully overwritten:";
+    for (std::size_t i = 0; i < NotDone.size() && i < kShown; ++i) text += "\r\n" + NotDone[i].line;
+    if (NotDone.size() > kShown)
+        text += "\r\n... and " + std::to_string(NotDone.size() - kShown) + " more.";
+    app_.MsgBox(text, vbExclamation);
 }
 
 // ------------------------------------------------------------------ closing

@@ -67,6 +67,15 @@ public:
                           const std::string& tag, std::int32_t size, double total);
     void cmddelete_Click();
     void StartCleaning();
+    // Files the last deletion did not remove or did not overwrite, with the line
+    // that says what and why. Told in a message of their own after the run.
+    struct Leftover {
+        std::string path;
+        std::string line;
+        bool removed;  // the name is gone, but its data was not overwritten
+    };
+    std::vector<Leftover> NotDone;
+    void ReportNotDone();
 
     // The search object of the scan in progress; null between scans.
     std::shared_ptr<JunkSearch> cs() const { return cs_; }

@@ -3,8 +3,13 @@
 #include "tools/junk/FrmJunk.hpp"
 
 #include <gtest/gtest.h>
+
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 #include <filesystem>
 #include <fstream>
@@ -264,6 +269,16 @@ TEST_F(FrmJunkTest, ClosingDuringScanStopsTheEngine) {
 
 class JunkDeletion : public FrmJunkTest {
 protected:
+    // A link someone else planted in a tree they may write in. (Run as root, the
+    // test's own links would pass for the system's.)
+    void OwnedByAnotherUser(const fs::path& link) {
+        if (::geteuid() != 0) return;
+        ::chown(drive.c_str(), 65534, 65534);
+        ::lchown(link.c_str(), 65534, 65534);
+    }
+    struct Case {
+        int secure, recycle, method;
+    };
     // Scans three .tmp files and leaves them listed, in list order.
     FrmJunk& Scanned() {
         for (const char* n : {"a", "b", "c"}) Write(drive / (std::string(n) + ".tmp"), 100);
@@ -290,7 +305,7 @@ protected:
 };
 
 TEST_F(JunkDeletion, DeletesCheckedRowsTheWayTheSettingsSayThenCloses) {
-    struct Case {
+    struct TrashCase {
         int secure, recycle, method;
         bool toTrash;
     } cases[] = {{0, 0, 0, false},
@@ -300,7 +315,7 @@ TEST_F(JunkDeletion, DeletesCheckedRowsTheWayTheSettingsSayThenCloses) {
                  {1, 0, 2, false},
                  // Secure delete without a method falls back to the trash.
                  {1, 0, -1, true}};
-    for (const Case& c : cases) {
+    for (const TrashCase& c : cases) {
         SCOPED_TRACE(std::to_string(c.secure) + std::to_string(c.recycle) +
                      std::to_string(c.method));
         fs::remove_all(root / "data");
@@ -401,6 +416,97 @@ TEST_F(JunkDeletion, StartingADeletionClearsAStopLeftByTheScan) {
     const std::string listed = Listed(junk)[0];
     junk.cmddelete.UserClick();
     EXPECT_FALSE(fs::exists(listed));
+}
+
+}  // namespace
+}  // namespace velloran::test
+
+namespace velloran::test {
+namespace {
+
+TEST_F(JunkDeletion, AFolderSwappedForALinkAfterTheScanNeverRedirectsTheDeletion) {
+    // Someone who can write in the scanned tree swaps a scanned folder for a link
+    // to files of the same names elsewhere, between Find and Delete: in every delete
+    // mode, nothing outside is touched and every file left is told.
+    const fs::path outside = root / "outside";
+    for (const Case& c :
+         std::initializer_list<Case>{{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {1, 0, 1}, {1, 0, 2}}) {
+        SCOPED_TRACE(std::to_string(c.secure) + std::to_string(c.recycle) +
+                     std::to_string(c.method));
+        fs::remove_all(drive);
+        fs::remove_all(outside);
+        Write(drive / "sub" / "a.tmp", 10);
+        Write(drive / "sub" / "b.tmp", 10);
+        Write(outside / "a.tmp", 10);
+        Write(outside / "b.tmp", 10);
+        Settings(c.secure, c.recycle, c.method);
+        FrmJunk& junk = Open();
+        junk.cmdFind.UserClick();
+        ASSERT_EQ(junk.lvFiles.Count(), 2);
+        host.boxes.clear();
+        app.LeftUndone = 0;
+
+        fs::rename(drive / "sub", drive / "was-sub");
+        fs::create_directory_symlink(outside, drive / "sub");
+        OwnedByAnotherUser(drive / "sub");
+        junk.cmddelete.UserClick();
+        for (const char* n : {"a.tmp", "b.tmp"}) {
+            EXPECT_EQ(fs::file_size(outside / n), 10u) << n;
+            EXPECT_TRUE(fs::exists(drive / "was-sub" / n)) << n;
+        }
+        EXPECT_EQ(junk.NotDone.size(), 2u);
+        EXPECT_EQ(app.LeftUndone, 2);
+        ASSERT_EQ(host.boxes.size(), 3u);
+        EXPECT_EQ(host.boxes[1].style, vbExclamation);
+        EXPECT_TRUE(host.boxes[1].text.starts_with(
+            "Some files were not deleted or not fully overwritten:\r\n"))
+            << host.boxes[1].text;
+        EXPECT_NE(host.boxes[1].text.find((drive / "sub" / "a.tmp").string() +
+                                          ": a folder on its path is now a symbolic link"),
+                  std::string::npos)
+            << host.boxes[1].text;
+        EXPECT_EQ(host.boxes[2].text, "Selected Task(s) Completed Successfully!");
+    }
+}
+
+TEST_F(JunkDeletion, ASwapRacingTheDeletionNeverReachesOutside) {
+    // The same swap done over and over while deletions run, for a bounded time.
+    const fs::path outside = root / "outside";
+    Settings(1, 0, 2);
+    std::atomic<bool> stop{false};
+    std::thread swapper;
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(1200);
+    int rounds = 0;
+    while (std::chrono::steady_clock::now() < until) {
+        fs::remove_all(drive);
+        for (int i = 0; i < 20; ++i) Write(drive / "sub" / ("f" + std::to_string(i) + ".tmp"), 64);
+        fs::create_directories(outside);
+        for (int i = 0; i < 20; ++i) Write(outside / ("f" + std::to_string(i) + ".tmp"), 64);
+        FrmJunk& junk = Open();
+        junk.cmdFind.UserClick();
+        host.boxes.clear();
+        OwnedByAnotherUser(drive / "sub");
+        stop = false;
+        swapper = std::thread([&] {
+            std::error_code ec;
+            while (!stop) {
+                fs::rename(drive / "sub", drive / "aside", ec);
+                fs::create_directory_symlink(outside, drive / "sub", ec);
+                OwnedByAnotherUser(drive / "sub");
+                std::this_thread::yield();
+                fs::remove(drive / "sub", ec);
+                fs::rename(drive / "aside", drive / "sub", ec);
+            }
+        });
+        junk.cmddelete.UserClick();
+        stop = true;
+        swapper.join();
+        for (int i = 0; i < 20; ++i)
+            ASSERT_EQ(fs::file_size(outside / ("f" + std::to_string(i) + ".tmp")), 64u)
+                << "round " << rounds;
+        ++rounds;
+    }
+    EXPECT_GT(rounds, 0);
 }
 
 }  // namespace

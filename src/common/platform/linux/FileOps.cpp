@@ -70,7 +70,7 @@ void RemovePath(const std::string& path) {
     const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
     if (name.empty() || name == "." || name == "..")
         throw VbError(vbErrPathFileAccess, "Path/File access error: " + path);
-    const int raw = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int raw = OpenFolderForDeletion(parent);
     if (raw < 0) throw ErrnoError(errno, path);
     UniqueFd dir(raw);
     struct stat st {};

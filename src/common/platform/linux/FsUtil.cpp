@@ -4,10 +4,12 @@
 #include <linux/stat.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace velloran::linuxfs {
 
@@ -27,6 +29,11 @@ VbError ErrnoError(int err, const std::string& what) {
             return VbError(vbErrDiskFull, "Disk full: " + what);
         case EIO:
             return VbError(vbErrDeviceIO, "Device I/O error: " + what);
+        case ELOOP:
+            return VbError(vbErrPathFileAccess,
+                           "Path/File access error: " + what +
+                               ": a folder on its path is now a symbolic link, which is never "
+                               "followed; left as it is");
         default:
             return VbError(vbErrPathFileAccess,
                            "Path/File access error: " + what + ": " + std::strerror(err));
@@ -91,6 +98,67 @@ bool IsMountRoot(int parent, int child) {
     if (c.knowsRoot && c.isRoot) return true;
     if (p.haveId && c.haveId) return p.id != c.id;
     return p.dev != c.dev;
+}
+
+namespace {
+
+// A link that only the system could have made: owned by root, in a folder that
+// nobody but root may change.
+bool SystemLink(int dirfd, const std::string& name) {
+    struct stat link {
+    }, dir{};
+    if (fstatat(dirfd, name.c_str(), &link, AT_SYMLINK_NOFOLLOW) != 0 || fstat(dirfd, &dir) != 0)
+        return false;
+    return link.st_uid == 0 && dir.st_uid == 0 && (dir.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+}  // namespace
+
+int OpenFolderForDeletion(const std::string& path) {
+    constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
+    constexpr int kMaxLinks = 40;
+    std::vector<std::string> todo;  // components still to open, last first
+    auto push = [&todo](const std::string& p) {
+        std::vector<std::string> parts;
+        for (std::size_t i = 0; i <= p.size();) {
+            std::size_t j = p.find('/', i);
+            if (j == std::string::npos) j = p.size();
+            if (j > i) parts.push_back(p.substr(i, j - i));
+            i = j + 1;
+        }
+        todo.insert(todo.end(), parts.rbegin(), parts.rend());
+    };
+    int cur = ::open(path.empty() || path[0] != '/' ? "." : "/", kFlags);
+    push(path);
+    int links = 0;
+    while (cur >= 0 && !todo.empty()) {
+        const std::string part = todo.back();
+        todo.pop_back();
+        int next = ::openat(cur, part.c_str(), kFlags);
+        if (next < 0 && (errno == ELOOP || errno == ENOTDIR) && SystemLink(cur, part) &&
+            ++links <= kMaxLinks) {
+            char target[4096];
+            const ssize_t n = ::readlinkat(cur, part.c_str(), target, sizeof target - 1);
+            if (n > 0) {
+                const std::string t(target, static_cast<std::size_t>(n));
+                if (t[0] == '/') {
+                    ::close(cur);
+                    cur = ::open("/", kFlags);
+                }
+                push(t);
+                continue;
+            }
+        }
+        int saved = errno;
+        struct stat st {};
+        if (next < 0 && ::fstatat(cur, part.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISLNK(st.st_mode))
+            saved = ELOOP;  // say "a link", not "not found" or "not a folder"
+        ::close(cur);
+        cur = next;
+        if (cur < 0) errno = saved;
+    }
+    return cur;
 }
 
 }  // namespace velloran::linuxfs

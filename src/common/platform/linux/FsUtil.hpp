@@ -22,4 +22,12 @@ std::string UnescapeMountField(const std::string& s);
 // is the parent's, so the mount id (or the mount-root attribute) decides.
 bool IsMountRoot(int parent, int child);
 
+// Opens the folder `path` for deleting something in it that the user picked
+// earlier, so that a folder swapped for a symbolic link since then can never
+// redirect the deletion: every component is opened without following links. Only
+// links that belong to the system's own layout are followed (owned by root, in a
+// folder only root may change, such as /home -> /var/home). Returns the descriptor,
+// or -1 with errno set (ELOOP for a link that is not followed).
+int OpenFolderForDeletion(const std::string& path);
+
 }  // namespace velloran::linuxfs

@@ -380,7 +380,7 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
     auto [dir, name] = SplitPath(path);
     if (name.empty() || name == "." || name == ".." || name == "/")
         throw VbError(vbErrInvalidCall, "Invalid procedure call or argument: " + path);
-    UniqueFd dirfd(OpenDirectoryPath(dir));
+    UniqueFd dirfd(OpenFolderForDeletion(dir));
     if (!dirfd) throw ErrnoError(errno, path);
     struct stat st {};
     if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
