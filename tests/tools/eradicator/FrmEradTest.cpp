@@ -10,6 +10,7 @@
 
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/AppFixture.hpp"
+#include "support/Ext4Image.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
@@ -187,6 +188,48 @@ TEST_F(FrmEradTest, FolderWipeOnDiskOverwritesTheTreeAndNothingALinkPointsTo) {
     });
     EXPECT_TRUE(progressShown);
     fs::remove_all(root);
+}
+
+TEST_F(FrmEradTest, FolderWipeLeavesNoContentsOnAnExt4ImageAndTrashesOnlyWhenAsked) {
+    Ext4Image disk;
+    if (!disk.Usable()) GTEST_SKIP() << "mkfs.ext4 or loop mounts are not available here";
+    LinuxPlatform real{Target{}};
+    platform.realFiles = &real;
+    const fs::path tree = disk.Root() / "tree";
+    int n = 0;
+    for (const char* f : {"a.doc", "sub/b.doc", "sub/deeper/c.doc"}) {
+        fs::create_directories((tree / f).parent_path());
+        std::string data;
+        while (data.size() < 50000) data += "VELLORAN-FOLDER-MARKER-" + std::to_string(n);
+        std::ofstream(tree / f, std::ios::binary) << data;
+        ++n;
+    }
+    ASSERT_TRUE(disk.Unmount());
+    ASSERT_TRUE(disk.Holds("VELLORAN-FOLDER-MARKER-2"));
+    ASSERT_TRUE(disk.Mount());
+
+    Method(1, 0, 0);  // the zapper, not to the trash
+    frmErad& erad = Open();
+    erad.DropFiles({tree.string()});
+    erad.cmdwipef.UserClick();
+    EXPECT_FALSE(fs::exists(tree));
+    EXPECT_TRUE(erad.NotDone.empty());
+    ASSERT_TRUE(disk.Unmount());
+    for (int i = 0; i < n; ++i)
+        EXPECT_FALSE(disk.Holds("VELLORAN-FOLDER-MARKER-" + std::to_string(i))) << i;
+    ASSERT_TRUE(disk.Mount());
+
+    // With "Delete files to recycle bin" ticked the folder itself goes to the trash.
+    fs::create_directories(tree / "again");
+    host.boxes.clear();
+    Method(0, 1, 0);
+    frmErad& again = Open();
+    again.DropFiles({tree.string()});
+    again.cmdwipef.UserClick();
+    EXPECT_FALSE(fs::exists(tree));
+    EXPECT_TRUE(std::any_of(platform.calls.begin(), platform.calls.end(), [&](const auto& c) {
+        return c == "MoveToRecycleBin:" + tree.string();
+    }));
 }
 
 }  // namespace
