@@ -7,8 +7,10 @@
 #include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
 #include "cleaning/browsers/NetscapeCleaner.hpp"
+#include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/ModFunctions.hpp"
 #include "traces/programs/ClsPrograms.hpp"
 #include "traces/windows/ClsWindows.hpp"
@@ -126,6 +128,10 @@ void ClsClean::SetCancel(bool value) {
     if (cNsp_) {
         cNsp_->Cancel = ToVb(value);
         cNsp_.reset();
+    }
+    if (cOpr_) {
+        cOpr_->Cancel = ToVb(value);
+        cOpr_.reset();
     }
 }
 
@@ -305,6 +311,17 @@ constexpr std::array<NspJob, 4> kNetscapeJobs{{
     {4, "Cleaning Netscape form data ...", NetscapeTask},
 }};
 
+// Every Opera box calls the one cleaning operation with its own index as the task.
+void OperaTask(OperaCleaner& o, Application& a) { o.Clean(a.TaskIndex); }
+
+using OprJob = Job<OperaCleaner>;
+constexpr std::array<OprJob, 4> kOperaJobs{{
+    {1, "Cleaning Opera Type Url's history ...", OperaTask},
+    {2, "Cleaning Opera Cache ...", OperaTask},
+    {3, "Cleaning Opera Cookies ...", OperaTask},
+    {4, "Cleaning Opera form data ...", OperaTask},
+}};
+
 }  // namespace
 
 template <class Worker, class JobT, std::size_t N>
@@ -393,9 +410,17 @@ void ClsClean::DoNetscape() {
 
 void ClsClean::DoOpera() {
     WithErrorHandler(app_, "ClsClean:DoOpera", [this] {
-        CountTicked(app_.Main().op_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().op_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kOperaWindow)) return;
+        // Lower-case "opera": the line has always read so.
+        AddLog("Verifying opera jobs...", groupTotal_, 0);
+        cOpr_ = std::make_shared<OperaCleaner>(app_.GetPlatform(), CookieKeepList::DefaultPath());
+        Attach(*cOpr_);
+        RunJobs(boxes, cOpr_, kOperaJobs, false);
+        cOpr_.reset();
+        RaiseProgress("Completed Opera jobs...", groupTotal_, groupDone_);
     });
 }
 

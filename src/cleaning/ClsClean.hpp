@@ -18,6 +18,7 @@ class ClsWindows;
 class ClsPrograms;
 class IECleaner;
 class NetscapeCleaner;
+class OperaCleaner;
 
 class ClsClean {
 public:
@@ -50,6 +51,7 @@ public:
     std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
     std::shared_ptr<IECleaner> cIE() const { return cIE_; }
     std::shared_ptr<NetscapeCleaner> cNsp() const { return cNsp_; }
+    std::shared_ptr<OperaCleaner> cOpr() const { return cOpr_; }
 
     // Worker event handlers.
     void WorkerProgress(const std::string& area, const std::string& text);
@@ -94,6 +96,7 @@ private:
     std::shared_ptr<ClsWindows> cwin_;
     std::shared_ptr<IECleaner> cIE_;
     std::shared_ptr<NetscapeCleaner> cNsp_;
+    std::shared_ptr<OperaCleaner> cOpr_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

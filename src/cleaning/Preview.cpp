@@ -79,12 +79,27 @@ bool PreviewPlatform::RemoveFile(const std::string& path) {
     return true;
 }
 
+bool PreviewPlatform::Removed(const std::string& path) const {
+    std::lock_guard lock(removedLock_);
+    for (const std::string& r : removed_)
+        if (path == r || (path.starts_with(r) && path.size() > r.size() && path[r.size()] == '/'))
+            return true;
+    return false;
+}
+
+void PreviewPlatform::MarkRemoved(const std::string& path) {
+    std::lock_guard lock(removedLock_);
+    removed_.insert(path);
+}
+
 void PreviewPlatform::DeletePath(const std::string& path) {
     summary_.operations.push_back("delete " + path);
+    MarkRemoved(path);
 }
 
 void PreviewPlatform::MoveToRecycleBin(const std::string& path) {
     summary_.operations.push_back("move " + path + " to the trash");
+    MarkRemoved(path);
 }
 
 void PreviewPlatform::DeleteFileEntry(const std::string& path) {
@@ -92,6 +107,7 @@ void PreviewPlatform::DeleteFileEntry(const std::string& path) {
     if (!size && !inner_.FileExists(path))
         throw VbError(vbErrFileNotFound, "File not found: " + path);
     Count({1, static_cast<std::int64_t>(size.value_or(0))});
+    MarkRemoved(path);
 }
 
 bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>&) {
@@ -102,6 +118,7 @@ bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
     if (job.total) *job.total = all;
     if (job.done) *job.done = all;
     Count({1, static_cast<std::int64_t>(*size)});
+    MarkRemoved(job.path);
     return true;
 }
 
