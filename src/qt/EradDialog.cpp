@@ -19,15 +19,6 @@ namespace velloran::gui {
 
 namespace {
 
-QPushButton* Button(Bindings& b, CommandButton& button, QWidget* parent) {
-    auto* w = new QPushButton(parent);
-    w->setObjectName(ToQt(button.Name()));
-    w->setAutoDefault(false);
-    w->setMinimumWidth(110);
-    BindButton(b, button, w);
-    return w;
-}
-
 // Local paths of a drop from a file manager; empty when it holds none.
 std::vector<std::string> DroppedPaths(const QMimeData* data) {
     std::vector<std::string> out;
@@ -50,27 +41,22 @@ EradDialog::EradDialog(frmErad& form, QWidget* parent) : FormDialog(form, parent
     layout->addWidget(new QLabel(tr("Files to eradicate:"), this), 0, 0);
     layout->addWidget(files_, 1, 0);
     auto* fileButtons = new QVBoxLayout;
-    fileButtons->addWidget(Button(bindings_, form.cmdadd, this));
-    fileButtons->addWidget(Button(bindings_, form.cmdremove, this));
+    fileButtons->addWidget(MakeButton(form.cmdadd, this, 110));
+    fileButtons->addWidget(MakeButton(form.cmdremove, this, 110));
     fileButtons->addStretch(1);
-    fileButtons->addWidget(Button(bindings_, form.cmdwipe, this));
+    fileButtons->addWidget(MakeButton(form.cmdwipe, this, 110));
     layout->addLayout(fileButtons, 1, 1);
 
     layout->addWidget(new QLabel(tr("Folders to eradicate:"), this), 2, 0);
     layout->addWidget(folders_, 3, 0);
     auto* folderButtons = new QVBoxLayout;
-    folderButtons->addWidget(Button(bindings_, form.cmdaddf, this));
-    folderButtons->addWidget(Button(bindings_, form.cmdremovef, this));
+    folderButtons->addWidget(MakeButton(form.cmdaddf, this, 110));
+    folderButtons->addWidget(MakeButton(form.cmdremovef, this, 110));
     folderButtons->addStretch(1);
-    folderButtons->addWidget(Button(bindings_, form.cmdwipef, this));
+    folderButtons->addWidget(MakeButton(form.cmdwipef, this, 110));
     layout->addLayout(folderButtons, 3, 1);
 
-    bar_ = new CaptionProgressBar(this);
-    bar_->setObjectName("pbar");
-    bar_->setTextVisible(true);
-    bar_->setAlignment(Qt::AlignCenter);
-    bar_->setMinimumHeight(22);
-    BindProgressBar(bindings_, form.pbar, bar_);
+    bar_ = MakeBar(form.pbar);
     layout->addWidget(bar_, 4, 0, 1, 2);
     layout->setColumnStretch(0, 1);
     resize(620, 460);

@@ -233,15 +233,7 @@ void frmErad::RunFolders() {
 
 void frmErad::EndRun() {
     const bool files = Tag() == std::to_string(kModeFiles);
-    if (!NotDone.empty()) {
-        app_.LeftUndone += static_cast<std::int64_t>(NotDone.size());
-        constexpr std::size_t kShown = 15;
-        std::string text = "Some files were not removed or not overwritten:";
-        for (std::size_t i = 0; i < NotDone.size() && i < kShown; ++i) text += "\r\n" + NotDone[i];
-        if (NotDone.size() > kShown)
-            text += "\r\n... and " + std::to_string(NotDone.size() - kShown) + " more.";
-        app_.MsgBox(text, vbExclamation);
-    }
+    TellWhatWasLeft(app_, "Some files were not removed or not overwritten:", NotDone);
     if (IsTrue(app_.StopRequested)) {
         SuccessMsgBox(app_, "Selected task(s) aborted by user successfully!", vbInformation);
         if (files) pbar.SetCaption("File(s) Eradication Aborted by user.");
