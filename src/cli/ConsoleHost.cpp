@@ -1,5 +1,6 @@
 #include "cli/ConsoleHost.hpp"
 
+#include <iostream>
 #include <ostream>
 
 #include "common/Vb.hpp"
@@ -37,6 +38,11 @@ void ConsoleHost::ShowErrorReport(const std::string& reportText, const std::stri
     err_ << "velloran-cli: the run ended with an error\n" << reportText;
     if (!savedPath.empty()) err_ << "Report saved to " << savedPath << '\n';
     err_ << std::flush;
+}
+
+int UsageError(const std::string& message) {
+    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
+    return kExitUsage;
 }
 
 }  // namespace velloran

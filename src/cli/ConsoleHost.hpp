@@ -31,4 +31,10 @@ private:
 // Line breaks of a message as the console prints them: CR LF and lone CR become LF.
 std::string ConsoleText(const std::string& text);
 
+// The exit status of a command line the program cannot use.
+inline constexpr int kExitUsage = 2;
+// Says what is wrong with the command line, on standard error, and how to get help;
+// returns kExitUsage.
+int UsageError(const std::string& message);
+
 }  // namespace velloran

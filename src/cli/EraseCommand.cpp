@@ -13,13 +13,6 @@ namespace velloran {
 
 namespace {
 
-constexpr int kExitUsage = 2;
-
-int Usage(const std::string& message) {
-    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
-    return kExitUsage;
-}
-
 // Prints the bar's text each time it changes, as the window would show it.
 class BarPrinter {
 public:
@@ -75,11 +68,11 @@ int CmdErase(const std::vector<std::string>& args) {
         else if (a == "--yes" || a == "--no")
             options.answerNo = a == "--no";
         else if (a.starts_with("-"))
-            return Usage("unknown option '" + a + "'");
+            return UsageError("unknown option '" + a + "'");
         else
             paths.push_back(std::filesystem::absolute(a).lexically_normal().string());
     }
-    if (paths.empty()) return Usage("erase needs at least one file or folder");
+    if (paths.empty()) return UsageError("erase needs at least one file or folder");
     for (std::string& p : paths)
         while (p.size() > 1 && p.back() == '/') p.pop_back();
 

@@ -20,13 +20,6 @@ namespace velloran {
 
 namespace {
 
-constexpr int kExitUsage = 2;
-
-int Usage(const std::string& message) {
-    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
-    return kExitUsage;
-}
-
 struct JunkOptions {
     bool remove = false;
     bool preview = false;
@@ -112,7 +105,7 @@ std::string EscapePathForLine(const std::string& path) {
 
 int CmdJunk(const std::vector<std::string>& args) {
     JunkOptions o;
-    if (std::string err = ParseJunk(args, o); !err.empty()) return Usage(err);
+    if (std::string err = ParseJunk(args, o); !err.empty()) return UsageError(err);
 
     ConsoleSession::Options options;
     options.preview = o.preview;

@@ -26,8 +26,6 @@ using namespace velloran;
 
 namespace {
 
-constexpr int kExitUsage = 2;
-
 constexpr const char* kUsage =
     "usage: velloran-cli <command> [options]\n"
     "\n"
@@ -64,11 +62,6 @@ constexpr const char* kUsage =
     "\n"
     "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
     "user.reg, else its own store in $XDG_CONFIG_HOME/velloran.\n";
-
-int UsageError(const std::string& message) {
-    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
-    return kExitUsage;
-}
 
 // Caption without the blank every check box shows in front of it.
 std::string Bare(const std::string& caption) {
