@@ -4,6 +4,7 @@
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "common/registry/KelRegistry.hpp"
+#include "tools/eradicator/FrmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
@@ -35,6 +36,11 @@ FrmJunk& Application::Junk() {
     return *junk_;
 }
 
+frmErad& Application::Erad() {
+    if (!erad_) erad_ = std::make_unique<frmErad>(*this);
+    return *erad_;
+}
+
 bool Application::CleanerLoaded() const { return cleaner_ && cleaner_->IsLoaded(); }
 
 std::vector<Form*> Application::SecondaryForms() {
@@ -42,6 +48,7 @@ std::vector<Form*> Application::SecondaryForms() {
     if (about_) out.push_back(about_.get());
     if (cleaner_) out.push_back(cleaner_.get());
     // Cookies and Erad come between Cleaner and Junk when they exist.
+    if (erad_) out.push_back(erad_.get());
     if (junk_) out.push_back(junk_.get());
     return out;
 }

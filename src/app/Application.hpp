@@ -16,6 +16,7 @@ class FrmMain;
 class FrmCleaner;
 class frmAbout;
 class FrmJunk;
+class frmErad;
 class ClsClean;
 class Form;
 
@@ -71,6 +72,7 @@ public:
     FrmCleaner& Cleaner();
     frmAbout& About();
     FrmJunk& Junk();
+    frmErad& Erad();
     bool CleanerLoaded() const;
     // Every secondary window that exists, in the order the main window unloads them.
     std::vector<Form*> SecondaryForms();
@@ -91,6 +93,7 @@ private:
     std::unique_ptr<FrmCleaner> cleaner_;
     std::unique_ptr<frmAbout> about_;
     std::unique_ptr<FrmJunk> junk_;
+    std::unique_ptr<frmErad> erad_;
 };
 
 }  // namespace velloran

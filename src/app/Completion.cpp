@@ -35,6 +35,18 @@ void RestartComputer(Application& app) {
     });
 }
 
+void TellWhatWasLeft(Application& app, const std::string& heading,
+                     const std::vector<std::string>& lines) {
+    if (lines.empty()) return;
+    app.LeftUndone += static_cast<std::int64_t>(lines.size());
+    constexpr std::size_t kShown = 15;
+    std::string text = heading;
+    for (std::size_t i = 0; i < lines.size() && i < kShown; ++i) text += "\r\n" + lines[i];
+    if (lines.size() > kShown)
+        text += "\r\n... and " + std::to_string(lines.size() - kShown) + " more.";
+    app.MsgBox(text, vbExclamation);
+}
+
 void SuccessMsgBox(Application& app, const std::string& text, int style) {
     WithErrorHandler(app, "ModFunctions:SuccessMsgBox", [&] {
         FrmMain& main = app.Main();

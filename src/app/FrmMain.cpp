@@ -9,6 +9,7 @@
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "tools/eradicator/FrmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
@@ -90,11 +91,17 @@ void FrmMain::BuildControls() {
     cmdClean.OnClick = [this] { cmdClean_Click(); };
     cmdExit.OnClick = [this] { cmdExit_Click(); };
     // The tool windows come with their tools; until then the buttons stay unusable.
-    for (CommandButton* tool : {&cmderad, &cmdMCookies}) tool->SetEnabled(false);
+    cmdMCookies.SetEnabled(false);  // the cookie manager is not there yet
     cmdjunk.OnClick = [this] {
         Guard("FrmMain:cmdjunk:Click", [this] {
             app_.Junk().Load();
             app_.Junk().ShowModal(this);
+        });
+    };
+    cmderad.OnClick = [this] {
+        Guard("FrmMain:cmderad:Click", [this] {
+            app_.Erad().Load();
+            app_.Erad().ShowModal(this);
         });
     };
     cmdhelp.OnClick = [this] {

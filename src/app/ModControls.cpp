@@ -7,7 +7,8 @@
 #include "app/SettingsStore.hpp"
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ReportError.hpp"
-#include "cleaning/browsers/BrowserProfiles.hpp"
+#include "cleaning/browsers/NetscapeCleaner.hpp"
+#include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/ModFunctions.hpp"
 
 namespace velloran {

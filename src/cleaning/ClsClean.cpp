@@ -7,7 +7,10 @@
 #include "cleaning/FindAnyWindow.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
+#include "cleaning/browsers/NetscapeCleaner.hpp"
+#include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/ModFunctions.hpp"
 #include "traces/programs/ClsPrograms.hpp"
 #include "traces/windows/ClsWindows.hpp"
@@ -122,6 +125,14 @@ void ClsClean::SetCancel(bool value) {
         cIE_->Cancel = ToVb(value);
         cIE_.reset();
     }
+    if (cNsp_) {
+        cNsp_->Cancel = ToVb(value);
+        cNsp_.reset();
+    }
+    if (cOpr_) {
+        cOpr_->Cancel = ToVb(value);
+        cOpr_.reset();
+    }
 }
 
 void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& text) {
@@ -169,6 +180,16 @@ void ClsClean::AttachIE(IECleaner& worker) {
     worker.StartupDelete = [this](const std::string& p) { cIE_StartupDelete(p); };
     // The cache walk lets the window repaint its bar and handle Cancel between folders.
     worker.DoEvents = [this] { app_.GetHost().DoEvents(); };
+}
+
+void ClsClean::cNsp_Progress(const std::string& area, const std::string& text) {
+    WorkerProgress(area, text);
+}
+
+void ClsClean::cNsp_Error(std::int16_t number, const std::string& description,
+                          const std::string& location, const std::string& version,
+                          const std::string& /*profile*/) {
+    WorkerError(number, description, location, version);
 }
 
 template <class Worker>
@@ -276,6 +297,31 @@ constexpr std::array<PrgJob, 13> kProgramJobs{{
      [](ClsPrograms& p, Application&) { p.CleanNetMeeting(); }},
 }};
 
+// Every Netscape box calls the one cleaning operation with its own index.
+void NetscapeTask(NetscapeCleaner& cleaner, Application& app) {
+    std::string unused;
+    cleaner.Clean(app.TaskIndex, unused);
+}
+
+using NspJob = Job<NetscapeCleaner>;
+constexpr std::array<NspJob, 4> kNetscapeJobs{{
+    {1, "Cleaning Netscape Type Url's history ...", NetscapeTask},
+    {2, "Cleaning Netscape Cache ...", NetscapeTask},
+    {3, "Cleaning Netscape Cookies ...", NetscapeTask},
+    {4, "Cleaning Netscape form data ...", NetscapeTask},
+}};
+
+// Every Opera box calls the one cleaning operation with its own index as the task.
+void OperaTask(OperaCleaner& o, Application& a) { o.Clean(a.TaskIndex); }
+
+using OprJob = Job<OperaCleaner>;
+constexpr std::array<OprJob, 4> kOperaJobs{{
+    {1, "Cleaning Opera Type Url's history ...", OperaTask},
+    {2, "Cleaning Opera Cache ...", OperaTask},
+    {3, "Cleaning Opera Cookies ...", OperaTask},
+    {4, "Cleaning Opera form data ...", OperaTask},
+}};
+
 }  // namespace
 
 template <class Worker, class JobT, std::size_t N>
@@ -341,17 +387,40 @@ void ClsClean::DoIE() {
 
 void ClsClean::DoNetscape() {
     WithErrorHandler(app_, "ClsClean:DoNetscape", [this] {
-        CountTicked(app_.Main().ns_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().ns_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kNetscapeWindow)) return;
+        AddLog("Verifying Netscape jobs...", groupTotal_, 0);
+        Platform& platform = app_.GetPlatform();
+        cNsp_ = std::make_shared<NetscapeCleaner>(
+            platform, GeckoLocations::FromEnvironment(platform),
+            CookieKeepList::Load(platform, CookieKeepList::DefaultPath()), app_.VersionText());
+        cNsp_->OnProgress = [this](const std::string& a, const std::string& t) {
+            cNsp_Progress(a, t);
+        };
+        cNsp_->OnError = [this](std::int16_t n, const std::string& d, const std::string& l,
+                                const std::string& v,
+                                const std::string& p) { cNsp_Error(n, d, l, v, p); };
+        RunJobs(boxes, cNsp_, kNetscapeJobs, false);
+        cNsp_.reset();
+        RaiseProgress("Completed Netscape jobs...", groupTotal_, groupDone_);
     });
 }
 
 void ClsClean::DoOpera() {
     WithErrorHandler(app_, "ClsClean:DoOpera", [this] {
-        CountTicked(app_.Main().op_Chk);
+        const ControlArray<CheckBox>& boxes = app_.Main().op_Chk;
+        CountTicked(boxes);
         if (groupTotal_ == 0) return;
         if (BrowserWindowOpen(kOperaWindow)) return;
+        // Lower-case "opera": the line has always read so.
+        AddLog("Verifying opera jobs...", groupTotal_, 0);
+        cOpr_ = std::make_shared<OperaCleaner>(app_.GetPlatform(), CookieKeepList::DefaultPath());
+        Attach(*cOpr_);
+        RunJobs(boxes, cOpr_, kOperaJobs, false);
+        cOpr_.reset();
+        RaiseProgress("Completed Opera jobs...", groupTotal_, groupDone_);
     });
 }
 

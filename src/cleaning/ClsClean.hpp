@@ -17,6 +17,8 @@ class Application;
 class ClsWindows;
 class ClsPrograms;
 class IECleaner;
+class NetscapeCleaner;
+class OperaCleaner;
 
 class ClsClean {
 public:
@@ -48,6 +50,8 @@ public:
     std::shared_ptr<ClsWindows> cwin() const { return cwin_; }
     std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
     std::shared_ptr<IECleaner> cIE() const { return cIE_; }
+    std::shared_ptr<NetscapeCleaner> cNsp() const { return cNsp_; }
+    std::shared_ptr<OperaCleaner> cOpr() const { return cOpr_; }
 
     // Worker event handlers.
     void WorkerProgress(const std::string& area, const std::string& text);
@@ -60,6 +64,10 @@ public:
     void cIE_Progress(const std::string& area, const std::string& text);
     // Puts the path on the start-up deletion list; nothing is logged.
     void cIE_StartupDelete(const std::string& path);
+    void cNsp_Progress(const std::string& area, const std::string& text);
+    void cNsp_Error(std::int16_t number, const std::string& description,
+                    const std::string& location, const std::string& version,
+                    const std::string& profile);
 
 private:
     // Step 4 of a browser group: true (and the user told) when the browser is open.
@@ -87,6 +95,8 @@ private:
     std::shared_ptr<ClsPrograms> cPrg_;
     std::shared_ptr<ClsWindows> cwin_;
     std::shared_ptr<IECleaner> cIE_;
+    std::shared_ptr<NetscapeCleaner> cNsp_;
+    std::shared_ptr<OperaCleaner> cOpr_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

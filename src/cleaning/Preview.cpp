@@ -1,6 +1,7 @@
 #include "cleaning/Preview.hpp"
 
 #include <filesystem>
+#include <random>
 
 #include "common/VbError.hpp"
 
@@ -78,12 +79,27 @@ bool PreviewPlatform::RemoveFile(const std::string& path) {
     return true;
 }
 
+bool PreviewPlatform::Removed(const std::string& path) const {
+    std::lock_guard lock(removedLock_);
+    for (const std::string& r : removed_)
+        if (path == r || (path.starts_with(r) && path.size() > r.size() && path[r.size()] == '/'))
+            return true;
+    return false;
+}
+
+void PreviewPlatform::MarkRemoved(const std::string& path) {
+    std::lock_guard lock(removedLock_);
+    removed_.insert(path);
+}
+
 void PreviewPlatform::DeletePath(const std::string& path) {
     summary_.operations.push_back("delete " + path);
+    MarkRemoved(path);
 }
 
 void PreviewPlatform::MoveToRecycleBin(const std::string& path) {
     summary_.operations.push_back("move " + path + " to the trash");
+    MarkRemoved(path);
 }
 
 void PreviewPlatform::DeleteFileEntry(const std::string& path) {
@@ -91,6 +107,7 @@ void PreviewPlatform::DeleteFileEntry(const std::string& path) {
     if (!size && !inner_.FileExists(path))
         throw VbError(vbErrFileNotFound, "File not found: " + path);
     Count({1, static_cast<std::int64_t>(size.value_or(0))});
+    MarkRemoved(path);
 }
 
 bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>&) {
@@ -101,6 +118,7 @@ bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
     if (job.total) *job.total = all;
     if (job.done) *job.done = all;
     Count({1, static_cast<std::int64_t>(*size)});
+    MarkRemoved(job.path);
     return true;
 }
 
@@ -112,6 +130,34 @@ bool PreviewPlatform::PowerOff() {
 bool PreviewPlatform::Reboot() {
     summary_.operations.emplace_back("restart the computer");
     return true;
+}
+
+PreviewPlatform::~PreviewPlatform() {
+    std::error_code ec;
+    if (!scratch_.empty()) std::filesystem::remove_all(scratch_, ec);
+}
+
+std::string PreviewPlatform::DatabaseToEdit(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    if (scratch_.empty()) {
+        fs::path dir = fs::temp_directory_path(ec);
+        if (ec) dir = "/tmp";
+        dir /= "velloran-preview-" + std::to_string(std::random_device{}());
+        if (!fs::create_directories(dir, ec)) throw std::runtime_error("no scratch folder");
+        scratch_ = dir.string();
+    }
+    // The copy keeps the file name so messages read the same; each copy its own folder.
+    const fs::path folder = fs::path(scratch_) / std::to_string(++copies_);
+    fs::create_directories(folder);
+    const fs::path copy = folder / fs::path(path).filename();
+    // A missing database stays missing in the copy: opening it must fail alike.
+    for (const char* side : {"", "-wal", "-journal"}) {
+        const fs::path from = path + side;
+        if (fs::is_regular_file(from, ec))
+            fs::copy_file(from, copy.string() + side, fs::copy_options::overwrite_existing);
+    }
+    return copy.string();
 }
 
 }  // namespace velloran

@@ -3,6 +3,8 @@
 // instead of removing it: the registry changes stay in memory and are never saved,
 // and the platform's destructive operations are only counted.
 #include <cstdint>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -82,8 +84,11 @@ public:
         return inner_.DiskFreeSpace(root);
     }
     std::vector<LogicalDrive> LogicalDrives() override { return inner_.LogicalDrives(); }
-    bool FileExists(const std::string& p) override { return inner_.FileExists(p); }
-    bool DirectoryExists(const std::string& p) override { return inner_.DirectoryExists(p); }
+    // What a real run would have removed is gone for the rest of the preview too.
+    bool FileExists(const std::string& p) override { return !Removed(p) && inner_.FileExists(p); }
+    bool DirectoryExists(const std::string& p) override {
+        return !Removed(p) && inner_.DirectoryExists(p);
+    }
     std::string HomeDirectory() override { return inner_.HomeDirectory(); }
     void ShellOpen(const std::string& p) override { inner_.ShellOpen(p); }
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
@@ -107,15 +112,41 @@ public:
     void DeleteFileEntry(const std::string& path) override;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
     std::optional<std::uint64_t> FileSize(const std::string& path) override {
+        if (Removed(path)) return std::nullopt;
         return inner_.FileSize(path);
+    }
+    std::string OverwriteCaveat(const std::string& path) override {
+        return inner_.OverwriteCaveat(path);
+    }
+    void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string&, const std::string&)>& found) override {
+        inner_.ForEachFile(folder, recursive, found);
     }
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& p) override { return inner_.FileLockHeld(p); }
+    std::optional<std::string> ReadLink(const std::string& p) override {
+        return inner_.ReadLink(p);
+    }
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override {
+        return inner_.ProcessAliveOnThisHost(host, pid);
+    }
+    // A scratch copy, so the real statements run and count without touching the file.
+    std::string DatabaseToEdit(const std::string& path) override;
+
+    ~PreviewPlatform() override;
 
 private:
+    bool Removed(const std::string& path) const;
+    void MarkRemoved(const std::string& path);
+    mutable std::mutex removedLock_;  // removals may be recorded on a worker thread
+    std::set<std::string> removed_;
     void Count(RemovalCount c);
     Platform& inner_;
     PreviewSummary& summary_;
+    std::string scratch_;  // folder of the database copies, removed at the end
+    int copies_ = 0;
 };
 
 }  // namespace velloran

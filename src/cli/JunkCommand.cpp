@@ -28,6 +28,8 @@ int Usage(const std::string& message) {
 
 struct JunkOptions {
     bool remove = false;
+    bool preview = false;
+    bool answerNo = false;
     std::vector<std::string> drives;
     std::vector<std::vector<std::string>> filters;  // pattern, description, tag
 };
@@ -52,6 +54,11 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
     for (std::size_t i = 2; i < args.size(); ++i) {
         const std::string& a = args[i];
         std::string value;
+        if (o.remove && (a == "--preview" || a == "--yes" || a == "--no")) {
+            if (a == "--preview") o.preview = true;
+            o.answerNo = a == "--no";
+            continue;
+        }
         if (a == "--drive" || a == "--filter") {
             if (i + 1 == args.size()) return a + " needs a value";
             value = args[++i];
@@ -106,7 +113,10 @@ int CmdJunk(const std::vector<std::string>& args) {
     JunkOptions o;
     if (std::string err = ParseJunk(args, o); !err.empty()) return Usage(err);
 
-    ConsoleSession session({});
+    ConsoleSession::Options options;
+    options.preview = o.preview;
+    options.answerNo = o.answerNo;
+    ConsoleSession session(options);
     if (!session.Ready()) return 1;
     Application& app = session.App();
     try {
@@ -155,8 +165,10 @@ int CmdJunk(const std::vector<std::string>& args) {
         });
         junk.chkselallfiles.SetValue(1);
         junk.cmddelete.Click();
+        if (o.preview) std::cout << session.Summary().Text() << '\n';
         return app.LeftUndone > 0 ? 1 : 0;
     } catch (const ProgramEnd& end) {
+        if (o.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
         return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
     }
 }

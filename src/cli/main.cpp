@@ -15,6 +15,7 @@
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleSession.hpp"
+#include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
 #include "common/Target.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
@@ -49,6 +50,11 @@ constexpr const char* kUsage =
     "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
     "                             use this filter instead of the filter files\n"
     "                             (repeatable)\n"
+    "      --preview, --yes, --no with delete: as for clean\n"
+    "  erase [options] PATH...    wipe files and whole folders with the stored\n"
+    "                             delete method (set2, set3; set1: to the trash)\n"
+    "      --preview              report what would be overwritten and removed\n"
+    "      --yes | --no           answer questions Yes (default) or No\n"
     "  help                       show this help\n"
     "\n"
     "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
@@ -268,6 +274,7 @@ int main(int argc, char** argv) {
     if (command == "clean") return CmdClean(args);
     if (command == "settings") return CmdSettings(args);
     if (command == "junk") return CmdJunk(args);
+    if (command == "erase") return CmdErase(args);
     // An autostart entry may name this program: "-delstart" deletes what the last
     // start-up request listed and ends, as the window program does.
     const bool delstart = args.size() == 1 && command == kStartupDeleteSwitch;

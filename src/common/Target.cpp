@@ -39,6 +39,7 @@ fs::path HomeDirectory() {
 fs::path XdgConfigHome() { return XdgDir("XDG_CONFIG_HOME", ".config"); }
 fs::path XdgStateHome() { return XdgDir("XDG_STATE_HOME", ".local/state"); }
 fs::path XdgDataHome() { return XdgDir("XDG_DATA_HOME", ".local/share"); }
+fs::path XdgCacheHome() { return XdgDir("XDG_CACHE_HOME", ".cache"); }
 
 Target SelectTarget(const std::optional<fs::path>& overridePrefix) {
     Target t;

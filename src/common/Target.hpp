@@ -27,5 +27,6 @@ std::filesystem::path HomeDirectory();
 std::filesystem::path XdgConfigHome();
 std::filesystem::path XdgStateHome();
 std::filesystem::path XdgDataHome();
+std::filesystem::path XdgCacheHome();
 
 }  // namespace velloran

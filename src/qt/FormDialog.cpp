@@ -1,5 +1,7 @@
 #include "qt/FormDialog.hpp"
 
+#include <QPushButton>
+
 #include <QCloseEvent>
 
 #include "qt/Dispatch.hpp"
@@ -38,6 +40,25 @@ void FormDialog::reject() {
         QDialog::reject();
     else
         AskFormToClose();
+}
+
+QPushButton* FormDialog::MakeButton(CommandButton& button, QWidget* parent, int minimumWidth) {
+    auto* w = new QPushButton(parent);
+    w->setObjectName(ToQt(button.Name()));
+    w->setAutoDefault(false);
+    w->setMinimumWidth(minimumWidth);
+    BindButton(bindings_, button, w);
+    return w;
+}
+
+CaptionProgressBar* FormDialog::MakeBar(ProgressBar& bar) {
+    auto* w = new CaptionProgressBar(this);
+    w->setObjectName(ToQt(bar.Name()));
+    w->setTextVisible(true);
+    w->setAlignment(Qt::AlignCenter);
+    w->setMinimumHeight(22);
+    BindProgressBar(bindings_, bar, w);
+    return w;
 }
 
 }  // namespace velloran::gui

@@ -3,6 +3,8 @@
 // button asks the form to unload, and the host closes the dialog once it has.
 #include <QDialog>
 
+class QPushButton;
+
 #include "common/controls/Form.hpp"
 #include "qt/Mirror.hpp"
 
@@ -21,6 +23,9 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     // Escape goes the same way as the title-bar button.
     void reject() override;
+    // A push button bound to a form's button, and a captioned bar bound to its bar.
+    QPushButton* MakeButton(CommandButton& button, QWidget* parent, int minimumWidth);
+    CaptionProgressBar* MakeBar(ProgressBar& bar);
     Bindings bindings_;
 
 private:

@@ -35,15 +35,6 @@ QLabel* MakeLabel(Bindings& b, Label& label, QWidget* parent) {
     return w;
 }
 
-QPushButton* Button(Bindings& b, CommandButton& button, QWidget* parent) {
-    auto* w = new QPushButton(parent);
-    w->setObjectName(ToQt(button.Name()));
-    w->setAutoDefault(false);
-    w->setMinimumWidth(90);
-    BindButton(b, button, w);
-    return w;
-}
-
 }  // namespace
 
 JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent), junk_(form) {
@@ -95,7 +86,7 @@ JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent
     allFiles->setFont(ToQFont(Font{}, QApplication::font()));
     filesRow->addWidget(allFiles);
     filesRow->addStretch(1);
-    QPushButton* del = Button(bindings_, form.cmddelete, filesPage);
+    QPushButton* del = MakeButton(form.cmddelete, filesPage, 90);
     del->setFlat(true);
     del->setStyleSheet(QStringLiteral(
         "QPushButton { padding: 3px 14px; border: 1px solid palette(mid); border-radius: 3px; }"
@@ -128,18 +119,13 @@ JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent
     loc->setMinimumHeight(22);
     loc->setTextFormat(Qt::PlainText);
     layout->addWidget(loc);
-    bar_ = new CaptionProgressBar(this);
-    bar_->setObjectName("pbar");
-    bar_->setTextVisible(true);
-    bar_->setAlignment(Qt::AlignCenter);
-    bar_->setMinimumHeight(22);
-    BindProgressBar(bindings_, form.pbar, bar_);
+    bar_ = MakeBar(form.pbar);
     layout->addWidget(bar_);
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
-    buttons->addWidget(Button(bindings_, form.cmdFind, this));
-    buttons->addWidget(Button(bindings_, form.cmdExit, this));
+    buttons->addWidget(MakeButton(form.cmdFind, this, 90));
+    buttons->addWidget(MakeButton(form.cmdExit, this, 90));
     layout->addLayout(buttons);
 
     bindings_.Mirror(form, [this, &form] {

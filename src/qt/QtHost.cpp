@@ -13,10 +13,12 @@
 #include "qt/AboutDialog.hpp"
 #include "qt/CleanerDialog.hpp"
 #include "qt/Dispatch.hpp"
+#include "qt/EradDialog.hpp"
 #include "qt/ErrorReportDialog.hpp"
 #include "qt/FormDialog.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
+#include "tools/eradicator/FrmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
@@ -74,6 +76,9 @@ QtHost::QtHost() {
     });
     RegisterView("frmAbout", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
         return std::make_unique<AboutDialog>(dynamic_cast<frmAbout&>(form), parent);
+    });
+    RegisterView("frmErad", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
+        return std::make_unique<EradDialog>(dynamic_cast<frmErad&>(form), parent);
     });
     RegisterView("FrmJunk", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
         return std::make_unique<JunkDialog>(dynamic_cast<FrmJunk&>(form), parent);

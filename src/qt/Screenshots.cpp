@@ -17,10 +17,12 @@
 #include "common/Vb.hpp"
 #include "qt/CleanerDialog.hpp"
 #include "qt/Dispatch.hpp"
+#include "qt/EradDialog.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/ListViewModel.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
+#include "tools/eradicator/FrmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
@@ -79,10 +81,28 @@ std::string MakeJunkFolder() {
     return dir->path().toStdString();
 }
 
+// The eradicator with a few files and a folder gathered.
+void EradScreenshots(Application& app, MainView& view, FrmMain& main, const QString& dir) {
+    WhenReady([] { return qobject_cast<EradDialog*>(QApplication::activeModalWidget()); },
+              [&app, &view, dir](QWidget* w) {
+                  frmErad& erad = app.Erad();
+                  const std::string folder = MakeJunkFolder();
+                  Dispatch([&erad, &folder] {
+                      erad.DropFiles({folder + "/notes.txt", folder + "/report.doc.bak",
+                                      folder + "/Downloads/photo.jpg", folder + "/cache",
+                                      folder + "/tmp"});
+                  });
+                  Save(w, dir, "screenshot-eradicator.png");
+                  w->close();
+                  QTimer::singleShot(0, [&view] { view.close(); });
+              });
+    Dispatch([&main] { main.cmderad.UserClick(); });
+}
+
 // The junk finder: its filters and drives, then a scan of a small folder.
 void JunkScreenshots(Application& app, MainView& view, FrmMain& main, const QString& dir) {
     WhenReady([] { return qobject_cast<JunkDialog*>(QApplication::activeModalWidget()); },
-              [&app, &view, dir](QWidget* w) {
+              [&app, &view, &main, dir](QWidget* w) {
                   auto* dialog = static_cast<JunkDialog*>(w);
                   FrmJunk& junk = app.Junk();
                   const std::string folder = MakeJunkFolder();
@@ -96,7 +116,8 @@ void JunkScreenshots(Application& app, MainView& view, FrmMain& main, const QStr
                   dialog->FilesModel()->Flush();
                   Save(dialog, dir, "screenshot-junk-files.png");
                   dialog->close();
-                  QTimer::singleShot(0, [&view] { view.close(); });
+                  QTimer::singleShot(
+                      0, [&app, &view, &main, dir] { EradScreenshots(app, view, main, dir); });
               });
     Dispatch([&main] { main.cmdjunk.UserClick(); });
 }

@@ -189,6 +189,27 @@ TEST_F(ClsCleanTest, OpenBrowserSkipsItsGroupAfterOneMessage) {
     EXPECT_FALSE(IsTrue(cs.BrowserOpen()));
 }
 
+TEST_F(ClsCleanTest, OperaGroupLogsEachTickedBoxAndTheCleanersLines) {
+    main().op_Chk(1).SetValue(1);
+    main().op_Chk(3).SetValue(1);
+    app.Cleaner().Load();
+    ClsClean cs(app);
+    std::vector<std::tuple<std::string, int, int>> events;
+    cs.Progress = [&](const std::string& t, int total, int current) {
+        events.emplace_back(t, total, current);
+    };
+    cs.DoOpera();
+    EXPECT_EQ(app.Cleaner().txtprogress.Text(),
+              "\r\nVerifying opera jobs..."
+              "\r\nCleaning Opera Type Url's history ...\r\nNo Opera profile found."
+              "\r\nCleaning Opera Cookies ...\r\nNo Opera profile found.");
+    using E = std::tuple<std::string, int, int>;
+    EXPECT_EQ(events, (std::vector<E>{E{"Cleaning Opera Type Url's history ...", 2, 1},
+                                      E{"Cleaning Opera Cookies ...", 2, 3},
+                                      E{"Completed Opera jobs...", 2, 2}}));
+    EXPECT_EQ(cs.cOpr(), nullptr) << "the worker lives only while its group runs";
+}
+
 TEST(ModListView, FitsEveryColumnOrTheLast) {
     ListView lv("lvFiles");
     std::vector<std::pair<int, int>> sent;

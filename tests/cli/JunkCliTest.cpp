@@ -89,6 +89,38 @@ TEST_F(JunkCliTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
     EXPECT_TRUE(fs::exists(root / "data" / "Trash" / "files" / "a.tmp"));
 }
 
+TEST_F(JunkCliTest, PreviewsOfJunkDeletionAndErasingChangeNothing) {
+    ASSERT_EQ(Cli("settings set2=1 set3=2").code, 0);
+    const CliResult junk = Cli("junk delete --preview --drive '" + tree.string() +
+                               "' --filter '*.tmp;Temporary;temp'");
+    EXPECT_EQ(junk.code, 0) << junk.out;
+    EXPECT_NE(junk.out.find("A real run would remove 0 registry value(s) and 0 registry key(s), "
+                            "2 file(s) (8 bytes)"),
+              std::string::npos)
+        << junk.out;
+    const CliResult erase = Cli("erase --preview '" + (tree / "keep.txt").string() + "' '" +
+                                (tree / "odd").string() + "'");
+    EXPECT_EQ(erase.code, 0) << erase.out;
+    EXPECT_NE(erase.out.find("1 file(s) eradicated.\n"), std::string::npos) << erase.out;
+    EXPECT_NE(erase.out.find("1 folder(s) eradicated.\n"), std::string::npos) << erase.out;
+    EXPECT_NE(erase.out.find("2 file(s) (12 bytes), and delete " + (tree / "odd").string()),
+              std::string::npos)
+        << erase.out;
+    for (const char* f : {"a.tmp", "keep.txt", "odd/line\nbreak\\back.tmp"})
+        EXPECT_TRUE(fs::exists(tree / f)) << f;
+
+    // The real thing: both gone, and a "no" to the question keeps everything.
+    EXPECT_EQ(Cli("erase --no '" + (tree / "keep.txt").string() + "'").code, 0);
+    EXPECT_TRUE(fs::exists(tree / "keep.txt"));
+    const CliResult real =
+        Cli("erase '" + (tree / "keep.txt").string() + "' '" + (tree / "odd").string() + "'");
+    EXPECT_EQ(real.code, 0) << real.out;
+    EXPECT_FALSE(fs::exists(tree / "keep.txt"));
+    EXPECT_FALSE(fs::exists(tree / "odd"));
+    EXPECT_TRUE(fs::exists(tree / "a.tmp"));
+    EXPECT_EQ(Cli("erase").code, 2);
+}
+
 TEST_F(JunkCliTest, FilesLeftOrNotOverwrittenAreNamedAndTheExitStatusSaysSo) {
     // Zero and delete: a file with another hard link loses this name only, its data
     // is not overwritten (that would destroy the other name's file).

@@ -11,6 +11,7 @@
 #include "common/Target.hpp"
 #include "common/platform/linux/DesktopTraces.hpp"
 #include "common/registry/RegistryTree.hpp"
+#include "support/EnvGuard.hpp"
 #include "support/FakePlatform.hpp"
 
 namespace velloran::test {
@@ -18,30 +19,6 @@ namespace velloran::test {
 namespace fs = std::filesystem;
 
 namespace {
-
-// Sets environment variables for one test and puts them back afterwards.
-class EnvGuard {
-public:
-    ~EnvGuard() {
-        for (auto& [name, old] : saved_) {
-            if (old)
-                setenv(name.c_str(), old->c_str(), 1);
-            else
-                unsetenv(name.c_str());
-        }
-    }
-    void Set(const std::string& name, const char* value) {
-        const char* old = std::getenv(name.c_str());
-        saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-        if (value)
-            setenv(name.c_str(), value, 1);
-        else
-            unsetenv(name.c_str());
-    }
-
-private:
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
-};
 
 fs::path TempDir(const std::string& name) {
     fs::path d = fs::temp_directory_path() / ("velloran-" + name + "-" + std::to_string(getpid()));

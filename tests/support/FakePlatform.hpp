@@ -30,6 +30,8 @@ public:
     std::map<std::string, std::string> texts;  // contents of the files written or read
     std::set<std::string> undeletable;         // paths whose removal fails with error 70
     bool powerRefused = false;
+    // Where deletions of real files go, for tests that delete on disk.
+    Platform* realFiles = nullptr;
     std::map<std::string, std::string> windows;  // open windows: class -> title
 
     std::optional<OsVersionInfo> GetVersionEx() override { return version; }
@@ -51,8 +53,12 @@ public:
         return disk;
     }
     std::vector<LogicalDrive> LogicalDrives() override { return drives; }
-    bool FileExists(const std::string& p) override { return files.count(p) != 0; }
-    bool DirectoryExists(const std::string& p) override { return dirs.count(p) != 0; }
+    bool FileExists(const std::string& p) override {
+        return files.count(p) != 0 || (realFiles && realFiles->FileExists(p));
+    }
+    bool DirectoryExists(const std::string& p) override {
+        return dirs.count(p) != 0 || (realFiles && realFiles->DirectoryExists(p));
+    }
     std::string HomeDirectory() override { return home; }
     void ShellOpen(const std::string& p) override { opened.push_back(p); }
     std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
@@ -94,6 +100,7 @@ public:
     }
     void DeletePath(const std::string& p) override {
         calls.push_back("DeletePath:" + p);
+        if (realFiles) return realFiles->DeletePath(p);
         Remove(p);
     }
     void MoveToRecycleBin(const std::string& p) override {
@@ -101,8 +108,6 @@ public:
         if (realFiles) return realFiles->MoveToRecycleBin(p);
         Remove(p);
     }
-    // Where deletions of real files go, for tests that delete on disk.
-    Platform* realFiles = nullptr;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override {
         calls.push_back("Overwrite:" + std::to_string(job.passes.size()) + ":" + job.path);
         if (realFiles) return realFiles->OverwriteAndRemove(job, report);
@@ -113,6 +118,24 @@ public:
         calls.push_back("DeleteFileEntry:" + p);
         if (realFiles) return realFiles->DeleteFileEntry(p);
         Remove(p);
+    }
+    void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string&, const std::string&)>& found) override {
+        if (realFiles) return realFiles->ForEachFile(folder, recursive, found);
+        const std::vector<std::string> listed(files.begin(), files.end());
+        for (const std::string& f : listed) {
+            if (!f.starts_with(folder + "/")) continue;
+            const auto slash = f.find_last_of('/');
+            if (!recursive && slash != folder.size()) continue;
+            if (!found(f.substr(0, slash), f.substr(slash + 1))) return;
+        }
+    }
+    std::map<std::string, std::string> caveats;  // path -> why overwriting may not reach it
+    std::string OverwriteCaveat(const std::string& p) override {
+        if (realFiles) return realFiles->OverwriteCaveat(p);
+        auto it = caveats.find(p);
+        return it == caveats.end() ? std::string() : it->second;
     }
     std::optional<std::uint64_t> FileSize(const std::string& p) override {
         if (realFiles) return realFiles->FileSize(p);

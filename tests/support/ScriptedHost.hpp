@@ -54,6 +54,25 @@ public:
         if (whileShown && form.IsLoaded()) whileShown(form);
     }
     void FormUnloaded(Form& form) override { unloaded.push_back(form.Name()); }
+    // What the file dialog and the folder browser answer, in order; empty: cancelled.
+    std::deque<std::vector<std::string>> chosenFiles;
+    std::deque<std::string> chosenFolders;
+    std::vector<std::string> dialogTitles;
+    std::vector<std::string> OpenFilesDialog(const std::string& title,
+                                             const std::string& filter) override {
+        dialogTitles.push_back(title + "|" + filter);
+        if (chosenFiles.empty()) return {};
+        auto files = chosenFiles.front();
+        chosenFiles.pop_front();
+        return files;
+    }
+    std::string BrowseForFolder(const std::string& title) override {
+        dialogTitles.push_back(title);
+        if (chosenFolders.empty()) return {};
+        auto folder = chosenFolders.front();
+        chosenFolders.pop_front();
+        return folder;
+    }
     void ShowErrorReport(const std::string& text, const std::string& /*path*/) override {
         reports.push_back(text);
     }

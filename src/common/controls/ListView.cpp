@@ -5,7 +5,6 @@
 namespace velloran {
 
 namespace {
-constexpr int kErrKeyNotUnique = 35602;
 constexpr int kErrIndexOutOfBounds = 35600;
 
 void CheckIndex(int i, std::size_t n) {
@@ -23,6 +22,22 @@ void ListView::SetColumnWidth(int i, int width) {
     if (i < 0 || i >= ColumnCount()) return;  // the message is ignored for a missing column
     columns_[static_cast<std::size_t>(i)].width = width;
     ColumnWidthRequested(i, width);
+}
+
+int ListView::SelectedIndex() const {
+    for (int i = 0; i < Count(); ++i)
+        if (rows_[static_cast<std::size_t>(i)].selected) return i;
+    return -1;
+}
+
+void ListView::Select(int i) {
+    for (int r = 0; r < Count(); ++r) {
+        bool& sel = rows_[static_cast<std::size_t>(r)].selected;
+        if (sel != (r == i)) {
+            sel = r == i;
+            RowChanged(r);
+        }
+    }
 }
 
 int ListView::Add(std::string key, std::string text, std::vector<std::string> subItems,

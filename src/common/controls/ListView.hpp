@@ -23,6 +23,9 @@ struct ListRow {
     bool selected = false;
 };
 
+// Adding a row whose key is already in the list.
+inline constexpr int kErrKeyNotUnique = 35602;
+
 class ListView : public Control {
 public:
     using Control::Control;
@@ -48,6 +51,9 @@ public:
     void SetTag(int i, std::string tag);
     void Remove(int i);
     void Clear();
+    // The row the user selected; -1 when none is.
+    int SelectedIndex() const;
+    void Select(int i);
     // Items kept at the same time with one reset, for bulk filling.
     void Reserve(std::size_t n) { rows_.reserve(n); }
 

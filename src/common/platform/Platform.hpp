@@ -147,6 +147,22 @@ public:
     virtual std::optional<std::string> FindTopLevelWindow(const std::string& windowClass,
                                                           bool close) = 0;
 
+    // --- Other programs' locks and processes (browser profiles in use)
+    // True when another process holds an fcntl lock on the file (Gecko's .parentlock).
+    virtual bool FileLockHeld(const std::string& /*path*/) { return false; }
+    // The target of a symbolic link, dangling or not; nullopt when it is no link.
+    virtual std::optional<std::string> ReadLink(const std::string& /*path*/) {
+        return std::nullopt;
+    }
+    // True when `host` names this machine (its name or one of its addresses) and a
+    // process `pid` lives on it: the test of lock links such as "host-pid".
+    virtual bool ProcessAliveOnThisHost(const std::string& /*host*/, long /*pid*/) { return false; }
+
+    // --- Databases of other programs
+    // The file a database edit is made on: the database itself, or, where changes
+    // must not reach the disk (a preview), a scratch copy with its -wal and -journal.
+    virtual std::string DatabaseToEdit(const std::string& path) { return path; }
+
     // --- Shell
     // Opens a document with the desktop's default program; the result is not examined.
     virtual void ShellOpen(const std::string& path) = 0;
@@ -177,6 +193,15 @@ public:
     // True when everything was done; what was not is appended to `report`, one line
     // each. May run on a worker thread. Throws VbError.
     virtual bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) = 0;
+    // Every regular file in `folder` (and below it when `recursive`), as folder and
+    // name; never through a link, never into another mount. `found` returns false
+    // to stop the walk. Unreadable folders are passed over.
+    virtual void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string& folder, const std::string& name)>& found) = 0;
+    // Why overwriting `path` in place may not reach its old contents (a copy-on-write,
+    // log-structured or network file system); empty when nothing stands in the way.
+    virtual std::string OverwriteCaveat(const std::string& path) = 0;
     // Size of a regular file (links not followed); nullopt when there is none.
     virtual std::optional<std::uint64_t> FileSize(const std::string& path) = 0;
 

@@ -442,14 +442,9 @@ void FrmJunk::StartCleaning() {
 }
 
 void FrmJunk::ReportNotDone() {
-    if (NotDone.empty()) return;
-    app_.LeftUndone += static_cast<std::int64_t>(NotDone.size());
-    constexpr std::size_t kShown = 15;
-    std::string text = "Some files were not deleted or not fully overwritten:";
-    for (std::size_t i = 0; i < NotDone.size() && i < kShown; ++i) text += "\r\n" + NotDone[i].line;
-    if (NotDone.size() > kShown)
-        text += "\r\n... and " + std::to_string(NotDone.size() - kShown) + " more.";
-    app_.MsgBox(text, vbExclamation);
+    std::vector<std::string> lines;
+    for (const Leftover& left : NotDone) lines.push_back(left.line);
+    TellWhatWasLeft(app_, "Some files were not deleted or not fully overwritten:", lines);
 }
 
 // ------------------------------------------------------------------ closing

@@ -17,6 +17,7 @@
 
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "support/Ext4Image.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
@@ -231,60 +232,34 @@ TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
 
 // Proof on a real disk: after each method, the image holds no trace of the data.
 TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
-    fs::path dir = MakeTempDir("velloran-ext4");
-    fs::path image = dir / "disk.img", mnt = dir / "mnt";
-    fs::create_directories(mnt);
-    auto cleanup = [&] { fs::remove_all(dir); };
-    std::string mk = "truncate -s 32M '" + image.string() + "' && mkfs.ext4 -q -F '" +
-                     image.string() + "' >/dev/null 2>&1";
-    if (std::system(mk.c_str()) != 0) {
-        cleanup();
-        GTEST_SKIP() << "mkfs.ext4 is not available";
-    }
-    auto mount = [&] {
-        return std::system(
-                   ("mount -o loop '" + image.string() + "' '" + mnt.string() + "' 2>/dev/null")
-                       .c_str()) == 0;
-    };
-    auto unmount = [&] { return std::system(("umount '" + mnt.string() + "'").c_str()) == 0; };
-    auto imageHolds = [&](const std::string& marker) {
-        std::ifstream in(image, std::ios::binary);
-        std::string all((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        return all.find(marker) != std::string::npos;
-    };
-    if (!mount()) {
-        cleanup();
-        GTEST_SKIP() << "loop mounts are not allowed here";
-    }
+    test::Ext4Image disk;
+    if (!disk.Usable()) GTEST_SKIP() << "mkfs.ext4 or loop mounts are not available here";
     const std::vector<std::string> methods = {"plain", "zero", "zapper", "gutmann"};
     for (const std::string& m : methods) {
         std::string marker = "VELLORAN-MARKER-" + m + "-7f3a";
         std::string data;
         while (data.size() < 100000) data += marker;
-        std::string path = (mnt / (m + ".doc")).string();
-        {
-            int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            ASSERT_GE(fd, 0);
-            ASSERT_EQ(write(fd, data.data(), data.size()), static_cast<ssize_t>(data.size()));
-            fsync(fd);
-            close(fd);
-        }
+        std::string path = (disk.Root() / (m + ".doc")).string();
+        int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(write(fd, data.data(), data.size()), static_cast<ssize_t>(data.size()));
+        fsync(fd);
+        close(fd);
     }
-    ASSERT_TRUE(unmount());
-    for (const std::string& m : methods) EXPECT_TRUE(imageHolds("VELLORAN-MARKER-" + m)) << m;
-    ASSERT_TRUE(mount());
+    ASSERT_TRUE(disk.Unmount());
+    for (const std::string& m : methods) EXPECT_TRUE(disk.Holds("VELLORAN-MARKER-" + m)) << m;
+    ASSERT_TRUE(disk.Mount());
     SecureDeleter d(Real());
-    EXPECT_TRUE(d.DeletePlain((mnt / "plain.doc").string(), false));
-    EXPECT_TRUE(d.DeleteZero((mnt / "zero.doc").string()));
-    EXPECT_TRUE(d.DeleteZapper((mnt / "zapper.doc").string()));
-    EXPECT_TRUE(d.DeleteGutmann((mnt / "gutmann.doc").string()));
+    EXPECT_TRUE(d.DeletePlain((disk.Root() / "plain.doc").string(), false));
+    EXPECT_TRUE(d.DeleteZero((disk.Root() / "zero.doc").string()));
+    EXPECT_TRUE(d.DeleteZapper((disk.Root() / "zapper.doc").string()));
+    EXPECT_TRUE(d.DeleteGutmann((disk.Root() / "gutmann.doc").string()));
     EXPECT_TRUE(d.Report().empty());
-    ASSERT_TRUE(unmount());
+    ASSERT_TRUE(disk.Unmount());
     // Plain deletion leaves the data on the disk: the check can see a marker.
-    EXPECT_TRUE(imageHolds("VELLORAN-MARKER-plain"));
+    EXPECT_TRUE(disk.Holds("VELLORAN-MARKER-plain"));
     for (const char* m : {"zero", "zapper", "gutmann"})
-        EXPECT_FALSE(imageHolds("VELLORAN-MARKER-" + std::string(m))) << m;
-    cleanup();
+        EXPECT_FALSE(disk.Holds("VELLORAN-MARKER-" + std::string(m))) << m;
 }
 
 }  // namespace

@@ -81,6 +81,49 @@ void RemovePath(const std::string& path) {
         throw ErrnoError(err, failedPath.empty() ? path : failedPath);
 }
 
+void ForEachFile(const std::string& folder, bool recursive,
+                 const std::function<bool(const std::string&, const std::string&)>& found) {
+    struct Pending {
+        UniqueFd fd;
+        std::string path;
+    };
+    std::vector<Pending> todo;
+    UniqueFd top(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!top) return;
+    todo.push_back({std::move(top), folder});
+    while (!todo.empty()) {
+        Pending dir = std::move(todo.back());
+        todo.pop_back();
+        std::vector<std::string> files, subfolders;
+        const int listed = dup(dir.fd.get());
+        DIR* d = listed >= 0 ? fdopendir(listed) : nullptr;
+        if (!d) {
+            if (listed >= 0) close(listed);
+            continue;
+        }
+        while (dirent* e = readdir(d)) {
+            if (!std::strcmp(e->d_name, ".") || !std::strcmp(e->d_name, "..")) continue;
+            struct stat st {};
+            if (fstatat(dir.fd.get(), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+            if (S_ISREG(st.st_mode))
+                files.emplace_back(e->d_name);
+            else if (S_ISDIR(st.st_mode) && recursive)
+                subfolders.emplace_back(e->d_name);
+        }
+        closedir(d);
+        // Listed before any is reported: the caller may delete them as they come.
+        for (const std::string& name : files)
+            if (!found(dir.path, name)) return;
+        // Last pushed is walked first: keep the listing's order.
+        for (auto it = subfolders.rbegin(); it != subfolders.rend(); ++it) {
+            UniqueFd sub(
+                openat(dir.fd.get(), it->c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+            if (!sub || IsMountRoot(dir.fd.get(), sub.get())) continue;
+            todo.push_back({std::move(sub), dir.path + (dir.path.ends_with('/') ? "" : "/") + *it});
+        }
+    }
+}
+
 void RemoveFileEntry(const std::string& path) {
     const auto [parent, name] = SplitPath(path);
     UniqueFd dir(OpenFolderForDeletion(parent));

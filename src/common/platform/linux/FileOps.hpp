@@ -1,6 +1,7 @@
 #pragma once
 // File operations the shell layer needs: small text files the program keeps, and
 // deleting what the user asked for without ever following a link out of it.
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -16,6 +17,11 @@ void RemovePath(const std::string& path);
 // Removes one file or link, never a folder; the folder is opened without following
 // links. Throws VbError (75 for a folder).
 void RemoveFileEntry(const std::string& path);
+
+// Every regular file in `folder` (below it too when `recursive`): never through a
+// link, never into another mount; `found` (folder, name) returns false to stop.
+void ForEachFile(const std::string& folder, bool recursive,
+                 const std::function<bool(const std::string&, const std::string&)>& found);
 
 // Replaces a file's contents (created with mode 0600 when missing) and syncs it,
 // since a power-off may follow at once. Refuses to write through a symbolic link.

@@ -41,8 +41,15 @@ public:
     void DeleteFileEntry(const std::string& path) override;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
     std::optional<std::uint64_t> FileSize(const std::string& path) override;
+    std::string OverwriteCaveat(const std::string& path) override;
+    void ForEachFile(
+        const std::string& folder, bool recursive,
+        const std::function<bool(const std::string&, const std::string&)>& found) override;
     bool PowerOff() override;
     bool Reboot() override;
+    bool FileLockHeld(const std::string& path) override;
+    std::optional<std::string> ReadLink(const std::string& path) override;
+    bool ProcessAliveOnThisHost(const std::string& host, long pid) override;
 
     // The bus logind is asked on; empty for the system bus. Tests point it at a
     // private bus so that no test ever reaches the real logind.

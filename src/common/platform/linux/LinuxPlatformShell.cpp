@@ -30,7 +30,15 @@ void LinuxPlatform::CreateDirectories(const std::string& path) {
     if (ec) throw VbError(vbErrPathNotFound, "Path not found: " + path + ": " + ec.message());
 }
 
-bool LinuxPlatform::RemoveFile(const std::string& path) { return ::unlink(path.c_str()) == 0; }
+bool LinuxPlatform::RemoveFile(const std::string& path) {
+    // Through a folder opened without links, like every deletion of a path found earlier.
+    try {
+        linuxfs::RemoveFileEntry(path);
+        return true;
+    } catch (const VbError&) {
+        return false;
+    }
+}
 
 void LinuxPlatform::DeletePath(const std::string& path) { linuxfs::RemovePath(path); }
 
@@ -38,10 +46,20 @@ bool LinuxPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std:
     return linuxfs::OverwriteAndRemove(job, report);
 }
 
+std::string LinuxPlatform::OverwriteCaveat(const std::string& path) {
+    return linuxfs::OverwriteCaveat(path);
+}
+
 std::optional<std::uint64_t> LinuxPlatform::FileSize(const std::string& path) {
     struct stat st {};
     if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
     return static_cast<std::uint64_t>(st.st_size);
+}
+
+void LinuxPlatform::ForEachFile(
+    const std::string& folder, bool recursive,
+    const std::function<bool(const std::string&, const std::string&)>& found) {
+    linuxfs::ForEachFile(folder, recursive, found);
 }
 
 void LinuxPlatform::DeleteFileEntry(const std::string& path) { linuxfs::RemoveFileEntry(path); }

@@ -135,6 +135,14 @@ void Add(std::atomic<std::uint64_t>* counter, std::uint64_t n) {
 
 }  // namespace
 
+std::string OverwriteCaveat(const std::string& path) {
+    UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!fd) fd = UniqueFd(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd) return {};
+    const char* note = CopyOnWriteNote(fd.get());
+    return note ? note : "";
+}
+
 bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) {
     const std::string& path = job.path;
     std::vector<OverwritePass> passes = job.passes;

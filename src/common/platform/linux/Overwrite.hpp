@@ -13,5 +13,8 @@ namespace velloran::linuxfs {
 // True when everything was done; what was not is appended to `report`. The folder
 // is opened without following links. Throws VbError.
 bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report);
+// Why overwriting in place may not reach the old contents of `path` (a file or a
+// folder); empty when nothing stands in the way.
+std::string OverwriteCaveat(const std::string& path);
 
 }  // namespace velloran::linuxfs

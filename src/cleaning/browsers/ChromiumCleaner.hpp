@@ -1,0 +1,45 @@
+#pragma once
+// The four traces of one Chromium-format profile. Each task reports one line per
+// profile: what it removed with counts, that there was nothing, or a "Failed:" line
+// saying what stayed and why; a task never stops at a profile it cannot clean.
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cleaning/browsers/ChromiumProfiles.hpp"
+#include "common/platform/Platform.hpp"
+
+namespace velloran {
+
+class BrowserDatabase;
+class CookieKeepList;
+
+class ChromiumCleaner {
+public:
+    using Report = std::function<void(const std::string&)>;
+
+    ChromiumCleaner(Platform& platform, std::string browserName, Report report)
+        : platform_(platform), name_(std::move(browserName)), report_(std::move(report)) {}
+
+    // What the address bar learned from typing: typed visits and counts, typed
+    // searches, shortcuts and predictions. The rest of the history stays.
+    void CleanTyped(const ChromiumProfile& profile);
+    void CleanCache(const ChromiumProfile& profile);
+    // Every cookie except those of the sites in `keep` and their subdomains.
+    void CleanCookies(const ChromiumProfile& profile, const CookieKeepList& keep);
+    // Entries typed into web forms; saved addresses, cards and passwords stay.
+    void CleanFormData(const ChromiumProfile& profile);
+
+private:
+    // Runs `task` in one transaction on a database of the profile; the task returns
+    // the finished line's text. A missing file yields "".
+    std::string OnDatabase(const ChromiumProfile& profile, const std::string& file,
+                           const std::function<std::string(BrowserDatabase&)>& task);
+    std::string Label(const ChromiumProfile& profile) const;
+
+    Platform& platform_;
+    std::string name_;
+    Report report_;
+};
+
+}  // namespace velloran

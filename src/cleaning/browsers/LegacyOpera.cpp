@@ -1,0 +1,122 @@
+#include "cleaning/browsers/LegacyOpera.hpp"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "common/VbError.hpp"
+
+namespace velloran {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Only a folder with one of these is a profile, not just a folder named Opera.
+constexpr const char* kProfileMarks[] = {"operaprefs.ini", "opera6.ini", "typed_history.xml",
+                                         "cookies4.dat", "wand.dat"};
+constexpr const char* kCacheFolders[] = {"cache", "cache4", "opcache"};
+
+bool IsProfile(const fs::path& folder) {
+    std::error_code ec;
+    for (const char* mark : kProfileMarks)
+        if (fs::is_regular_file(folder / mark, ec)) return true;
+    return false;
+}
+
+std::int64_t CountOccurrences(const fs::path& file, const std::string& needle) {
+    std::ifstream in(file, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::int64_t n = 0;
+    for (std::size_t at = text.find(needle); at != std::string::npos;
+         at = text.find(needle, at + 1))
+        ++n;
+    return n;
+}
+
+std::string Label(const std::string& profile) { return "Opera profile " + profile; }
+
+}  // namespace
+
+std::vector<std::string> LegacyOperaProfiles(Platform& platform) {
+    std::vector<fs::path> candidates{fs::path(platform.HomeDirectory()) / ".opera"};
+    if (auto appData = platform.SpecialFolderPath(CSIDL_APPDATA)) {
+        const fs::path opera = fs::path(*appData) / "Opera";
+        candidates.insert(candidates.end(), {opera / "Opera" / "profile", opera / "Opera", opera});
+    }
+    std::vector<std::string> profiles;
+    for (const fs::path& c : candidates)
+        if (platform.DirectoryExists(c.string()) && IsProfile(c)) profiles.push_back(c.string());
+    return profiles;
+}
+
+void LegacyOperaCleaner::RemoveTrace(const std::string& profile, const std::string& file,
+                                     const std::string& what) {
+    const std::string path = (fs::path(profile) / file).string();
+    if (!platform_.FileExists(path)) {
+        report_(Label(profile) + ": no " + file + ", nothing to remove.");
+        return;
+    }
+    if (platform_.RemoveFile(path))
+        report_(Label(profile) + ": removed " + file + " (" + what + ").");
+    else
+        report_("Failed: " + Label(profile) + ": " + file + " could not be removed.");
+}
+
+void LegacyOperaCleaner::CleanTyped(const std::string& profile) {
+    const fs::path file = fs::path(profile) / "typed_history.xml";
+    const std::int64_t n = CountOccurrences(file, "<typed_history_item");
+    RemoveTrace(profile, "typed_history.xml", std::to_string(n) + " typed addresses and searches");
+}
+
+void LegacyOperaCleaner::CleanCache(const std::string& profile) {
+    std::int64_t files = 0, bytes = 0;
+    bool failed = false;
+    for (const char* name : kCacheFolders) {
+        const fs::path folder = fs::path(profile) / name;
+        if (!platform_.DirectoryExists(folder.string())) continue;
+        std::int64_t f = 0, b = 0;
+        std::error_code ec;
+        for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end;
+             it.increment(ec)) {
+            if (!it->is_regular_file(ec)) continue;
+            ++f;
+            b += static_cast<std::int64_t>(it->file_size(ec));
+        }
+        try {
+            platform_.DeletePath(folder.string());
+            files += f;
+            bytes += b;
+        } catch (const VbError& e) {
+            failed = true;
+            report_("Failed: " + Label(profile) + ": cache not removed from " + folder.string() +
+                    ": " + e.what());
+        }
+    }
+    if (files > 0)
+        report_(Label(profile) + ": removed " + std::to_string(files) + " cache files (" +
+                std::to_string(bytes) + " bytes).");
+    else if (!failed)
+        report_(Label(profile) + ": no cache files to remove.");
+}
+
+void LegacyOperaCleaner::CleanCookies(const std::string& profile, bool keepListGiven) {
+    // The binary file holds every site together; a kept site cannot be cut out safely.
+    if (keepListGiven && platform_.FileExists((fs::path(profile) / "cookies4.dat").string())) {
+        report_(Label(profile) +
+                ": cookies4.dat left as it was: it holds the cookies of kept sites too.");
+        return;
+    }
+    RemoveTrace(profile, "cookies4.dat", "every cookie of this profile");
+}
+
+void LegacyOperaCleaner::CleanFormData(const std::string& profile) {
+    // wand.dat keeps form entries and saved passwords in one file.
+    if (platform_.FileExists((fs::path(profile) / "wand.dat").string()))
+        report_(Label(profile) +
+                ": wand.dat left as it was: it holds saved passwords together with form entries.");
+    else
+        report_(Label(profile) + ": no form entries to remove.");
+}
+
+}  // namespace velloran

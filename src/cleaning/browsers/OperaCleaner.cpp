@@ -1,0 +1,96 @@
+#include "cleaning/browsers/OperaCleaner.hpp"
+
+#include <filesystem>
+
+#include "cleaning/browsers/ChromiumCleaner.hpp"
+#include "cleaning/browsers/ChromiumProfiles.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
+#include "cleaning/browsers/LegacyOpera.hpp"
+
+namespace velloran {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What each task number does to a profile of either format.
+struct TaskRow {
+    void (*chromium)(ChromiumCleaner&, const ChromiumProfile&, const CookieKeepList&);
+    void (*legacy)(LegacyOperaCleaner&, const std::string&, const CookieKeepList&);
+};
+
+constexpr TaskRow kTasks[] = {
+    {[](ChromiumCleaner& c, const ChromiumProfile& p, const CookieKeepList&) { c.CleanTyped(p); },
+     [](LegacyOperaCleaner& c, const std::string& p, const CookieKeepList&) { c.CleanTyped(p); }},
+    {[](ChromiumCleaner& c, const ChromiumProfile& p, const CookieKeepList&) { c.CleanCache(p); },
+     [](LegacyOperaCleaner& c, const std::string& p, const CookieKeepList&) { c.CleanCache(p); }},
+    {[](ChromiumCleaner& c, const ChromiumProfile& p, const CookieKeepList& k) {
+         c.CleanCookies(p, k);
+     },
+     [](LegacyOperaCleaner& c, const std::string& p, const CookieKeepList& k) {
+         c.CleanCookies(p, !k.Empty());
+     }},
+    {[](ChromiumCleaner& c, const ChromiumProfile& p, const CookieKeepList&) {
+         c.CleanFormData(p);
+     },
+     [](LegacyOperaCleaner& c, const std::string& p, const CookieKeepList&) {
+         c.CleanFormData(p);
+     }},
+};
+
+}  // namespace
+
+std::string OperaCleaner::ProfileFolder() const {
+    const std::string chromium = ChromiumUserDataFolder(platform_, kOperaBrowser);
+    if (!chromium.empty()) return chromium;
+    const fs::path home = platform_.HomeDirectory();
+    if (platform_.DirectoryExists((home / ".opera").string())) return (home / ".opera").string();
+    if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA)) {
+        fs::path p = fs::path(*appData) / "Opera";
+        if (platform_.DirectoryExists(p.string())) return p.string();
+    }
+    return {};
+}
+
+void OperaCleaner::Report(const std::string& text) {
+    if (OnProgress) OnProgress("Opera", text);
+}
+
+bool OperaCleaner::Clean(Int16 task) {
+    const int number = task;
+    if (number < 1 || number > 4) return false;
+    try {
+        RunTask(number);
+    } catch (const std::exception& e) {
+        // Nothing the cleaner can explain to the user: the run's reporter takes it.
+        if (OnError) OnError(5, e.what(), "OperaCleaner:Clean", std::to_string(number));
+    }
+    return true;
+}
+
+void OperaCleaner::RunTask(int task) {
+    const std::vector<ChromiumProfile> profiles = ChromiumProfiles(platform_, kOperaBrowser);
+    const std::vector<std::string> legacy = LegacyOperaProfiles(platform_);
+    if (profiles.empty() && legacy.empty()) {
+        Report("No Opera profile found.");
+        return;
+    }
+    const TaskRow& row = kTasks[task - 1];
+    const CookieKeepList keep =
+        task == 3 ? CookieKeepList::Load(platform_, keepListPath_) : CookieKeepList();
+    ChromiumCleaner chromium(platform_, "Opera", [this](const std::string& t) { Report(t); });
+    for (const ChromiumProfile& profile : profiles) {
+        if (IsTrue(Cancel)) return;
+        if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder))
+            Report("Opera profile " + profile.folder + " left untouched: " + *why + ".");
+        else
+            row.chromium(chromium, profile, keep);
+    }
+    LegacyOperaCleaner old(platform_, [this](const std::string& t) { Report(t); });
+    for (const std::string& profile : legacy) {
+        if (IsTrue(Cancel)) return;
+        row.legacy(old, profile, keep);
+    }
+}
+
+}  // namespace velloran

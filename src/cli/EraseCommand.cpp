@@ -1,0 +1,94 @@
+#include "cli/EraseCommand.hpp"
+
+#include <filesystem>
+#include <iostream>
+
+#include "app/Application.hpp"
+#include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleSession.hpp"
+#include "tools/eradicator/FrmErad.hpp"
+
+namespace velloran {
+
+namespace {
+
+constexpr int kExitUsage = 2;
+
+int Usage(const std::string& message) {
+    std::cerr << "velloran-cli: " << message << " (try 'velloran-cli help')\n";
+    return kExitUsage;
+}
+
+// Prints the bar's text each time it changes, as the window would show it.
+class BarPrinter {
+public:
+    explicit BarPrinter(ProgressBar& bar) : bar_(bar) {
+        id_ = bar_.Changed.Connect([this] {
+            if (bar_.Caption() == last_ || bar_.Caption().empty()) return;
+            last_ = bar_.Caption();
+            std::cout << ConsoleText(last_);
+            if (!last_.ends_with("\r\n")) std::cout << '\n';
+            std::cout << std::flush;
+        });
+    }
+    ~BarPrinter() { bar_.Changed.Disconnect(id_); }
+    BarPrinter(const BarPrinter&) = delete;
+    BarPrinter& operator=(const BarPrinter&) = delete;
+
+private:
+    ProgressBar& bar_;
+    std::string last_;
+    int id_ = 0;
+};
+
+// One run of the window over the paths it takes into `list` (the window closes
+// after every run, so files and folders each get their own opening).
+void Run(frmErad& erad, const std::vector<std::string>& paths, bool folders) {
+    erad.Load();
+    erad.DropFiles(paths);
+    (folders ? erad.lview : erad.lviewF).Clear();
+    if ((folders ? erad.lviewF : erad.lview).Count() == 0) {
+        erad.Unload();
+        return;
+    }
+    BarPrinter printer(erad.pbar);
+    (folders ? erad.cmdwipef : erad.cmdwipe).Click();
+}
+
+}  // namespace
+
+int CmdErase(const std::vector<std::string>& args) {
+    ConsoleSession::Options options;
+    std::vector<std::string> paths;
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "--preview")
+            options.preview = true;
+        else if (a == "--yes" || a == "--no")
+            options.answerNo = a == "--no";
+        else if (a.starts_with("-"))
+            return Usage("unknown option '" + a + "'");
+        else
+            paths.push_back(std::filesystem::absolute(a).lexically_normal().string());
+    }
+    if (paths.empty()) return Usage("erase needs at least one file or folder");
+    for (std::string& p : paths)
+        while (p.size() > 1 && p.back() == '/') p.pop_back();
+
+    ConsoleSession session(options);
+    if (!session.Ready()) return 1;
+    Application& app = session.App();
+    try {
+        session.LoadMain();
+        frmErad& erad = app.Erad();
+        Run(erad, paths, false);
+        Run(erad, paths, true);
+        if (options.preview) std::cout << session.Summary().Text() << '\n';
+        return app.LeftUndone > 0 ? 1 : 0;
+    } catch (const ProgramEnd& end) {
+        if (options.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
+        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
+    }
+}
+
+}  // namespace velloran
