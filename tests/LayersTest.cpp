@@ -58,13 +58,19 @@ const std::set<std::pair<std::string, std::string>> kKnownViolations = {
     {"traces/Worker.cpp", "app/Application.hpp"},
     {"traces/programs/ClsPrograms.cpp", "app/Application.hpp"},
     {"traces/windows/ClsWindows.cpp", "app/Application.hpp"},
-    // The junk window lives with its engine and talks to the main form,
-    // the run-completion code and the error report directly.
+    // The junk and eradicator windows live with their engines and talk to the
+    // main form, the run-completion code and the error report directly.
     {"tools/junk/FrmJunk.cpp", "app/Application.hpp"},
     {"tools/junk/FrmJunk.cpp", "app/Completion.hpp"},
     {"tools/junk/FrmJunk.cpp", "app/FrmMain.hpp"},
     {"tools/junk/FrmJunk.cpp", "cleaning/ModListView.hpp"},
     {"tools/junk/FrmJunk.cpp", "cleaning/ReportError.hpp"},
+    {"tools/eradicator/FrmErad.cpp", "app/Application.hpp"},
+    {"tools/eradicator/FrmErad.cpp", "app/Completion.hpp"},
+    {"tools/eradicator/FrmErad.cpp", "app/FrmMain.hpp"},
+    {"tools/eradicator/FrmErad.cpp", "app/StartupDelete.hpp"},
+    {"tools/eradicator/FrmErad.cpp", "cleaning/ModListView.hpp"},
+    {"tools/eradicator/FrmErad.cpp", "cleaning/ReportError.hpp"},
     {"tools/junk/ModGeneral.cpp", "app/Application.hpp"},
     {"tools/junk/ModGeneral.cpp", "cleaning/ReportError.hpp"},
     // The junk search walks the tree through the Linux walker, not the
