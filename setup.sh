@@ -2,6 +2,7 @@
 # Sets up a Debian 12 machine for Velloran, builds it, and then runs it or its tests.
 #   ./setup.sh run [ARGS...]   install what is missing, build, start Velloran
 #   ./setup.sh test            install what is missing, build, run the whole test suite
+#   ./setup.sh package         install what is missing, build velloran_<version>_<arch>.deb
 #   ./setup.sh format-check    fail when a source file differs from clang-format's output
 set -euo pipefail
 
@@ -19,6 +20,7 @@ packages=(
   python3 e2fsprogs
   dbus python3-dbusmock
   clang-format ccache
+  librsvg2-bin desktop-file-utils appstream groff-base dpkg-dev file
 )
 
 install_missing() {
@@ -58,6 +60,21 @@ case "$mode" in
     cd "$build"
     QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j "$(nproc)"
     ;;
+  package)
+    install_missing
+    # A build of its own: the package installs under /usr, the checkout build does not.
+    pkg="${VELLORAN_PACKAGE_BUILD_DIR:-$here/build-package}"
+    # Debian's hardening flags (stack protector, fortify, full RELRO and BIND_NOW).
+    export DEB_BUILD_MAINT_OPTIONS=hardening=+all
+    CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" \
+      LDFLAGS="$(dpkg-buildflags --get LDFLAGS)" \
+      cmake -S "$here" -B "$pkg" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
+      -DVELLORAN_TESTS=OFF -DVELLORAN_BENCH=OFF >/dev/null
+    cmake --build "$pkg" -j "$(nproc)"
+    (cd "$pkg" && cpack -G DEB)
+    cp "$pkg"/velloran_*.deb "$here/"
+    ls "$here"/velloran_*.deb
+    ;;
   format-check)
     install_missing
     cd "$here"
@@ -66,7 +83,7 @@ case "$mode" in
     echo "format check passed"
     ;;
   *)
-    echo "usage: $0 run [ARGS...] | test | format-check" >&2
+    echo "usage: $0 run [ARGS...] | test | package | format-check" >&2
     exit 2
     ;;
 esac

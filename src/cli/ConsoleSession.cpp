@@ -1,5 +1,6 @@
 #include "cli/ConsoleSession.hpp"
 
+#include "app/StartupDelete.hpp"
 #include "common/registry/OpenStore.hpp"
 
 namespace velloran {
@@ -39,6 +40,17 @@ FrmMain& ConsoleSession::LoadMain() {
     frm.Form_Initialize();
     frm.Load();
     return frm;
+}
+
+int RunStartupDelete() {
+    ConsoleSession session({std::nullopt, false, false, kStartupDeleteSwitch});
+    if (!session.Ready()) return 1;
+    try {
+        session.LoadMain();
+        return 0;
+    } catch (const ProgramEnd& end) {
+        return end.code;
+    }
 }
 
 }  // namespace velloran

@@ -47,4 +47,8 @@ private:
     std::unique_ptr<Application> app_;
 };
 
+// The start-up deletion alone, with no window and no display: what "-delstart"
+// starts in either program. Returns the exit status.
+int RunStartupDelete();
+
 }  // namespace velloran

@@ -5,6 +5,7 @@
 
 #include "app/Application.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "tools/eradicator/FrmErad.hpp"
 
@@ -22,10 +23,11 @@ int Usage(const std::string& message) {
 // Prints the bar's text each time it changes, as the window would show it.
 class BarPrinter {
 public:
-    explicit BarPrinter(ProgressBar& bar) : bar_(bar) {
-        id_ = bar_.Changed.Connect([this] {
+    BarPrinter(ProgressBar& bar, ConsoleProgress& progress) : bar_(bar) {
+        id_ = bar_.Changed.Connect([this, &progress] {
             if (bar_.Caption() == last_ || bar_.Caption().empty()) return;
             last_ = bar_.Caption();
+            progress.MakeRoomForOutput();
             std::cout << ConsoleText(last_);
             if (!last_.ends_with("\r\n")) std::cout << '\n';
             std::cout << std::flush;
@@ -51,7 +53,13 @@ void Run(frmErad& erad, const std::vector<std::string>& paths, bool folders) {
         erad.Unload();
         return;
     }
-    BarPrinter printer(erad.pbar);
+    // The file and the percentage on a terminal's standard error, redrawn after
+    // each line the printer writes.
+    auto progress = ConsoleProgress::ForStandardError();
+    BarPrinter printer(erad.pbar, *progress);
+    progress->Follow({&erad.pbar}, [&erad] {
+        return ConsoleProgress::Percent(erad.pbar.Value(), erad.pbar.Max(), erad.pbar.Caption());
+    });
     (folders ? erad.cmdwipef : erad.cmdwipe).Click();
 }
 

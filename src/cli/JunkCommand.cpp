@@ -9,6 +9,7 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
@@ -137,7 +138,13 @@ int CmdJunk(const std::vector<std::string>& args) {
                 junk.lvFilters.SetChecked(junk.lvFilters.Add({}, f[0], {f[1]}, f[2]), true);
         }
 
-        const int printer = junk.lvFiles.RowsInserted.Connect([&junk](int first, int count) {
+        // The folder being searched and the count so far; the line goes when the scan ends.
+        auto progress = ConsoleProgress::ForStandardError();
+        progress->Follow({&junk.lblloc, &junk.lblfound}, [&junk] {
+            return junk.lblloc.Caption() + "  " + junk.lblfound.Caption();
+        });
+        const int printer = junk.lvFiles.RowsInserted.Connect([&](int first, int count) {
+            progress->MakeRoomForOutput();
             for (int i = first; i < first + count; ++i) {
                 const std::string path = RowPath(junk.lvFiles.Row(i));
                 std::cout << SizeOf(path) << '\t' << EscapePathForLine(path) << '\n';
@@ -145,6 +152,7 @@ int CmdJunk(const std::vector<std::string>& args) {
         });
         junk.cmdFind.Click();
         junk.lvFiles.RowsInserted.Disconnect(printer);
+        progress.reset();
         std::cout << std::flush;
         if (!o.remove) return 0;
 
@@ -154,7 +162,14 @@ int CmdJunk(const std::vector<std::string>& args) {
             paths.push_back(RowPath(junk.lvFiles.Row(i)));
         // The window's own record decides: a file can still be there under a name too
         // long to look up, or be gone with its data not overwritten.
-        junk.lvFiles.RowRemoved.Connect([&paths, &junk](int i) {
+        // The file being deleted and how far the deletion is.
+        progress = ConsoleProgress::ForStandardError();
+        progress->Follow({&junk.pbar}, [&junk] {
+            return ConsoleProgress::Percent(junk.pbar.Value(), junk.pbar.Max(),
+                                            junk.pbar.Caption());
+        });
+        junk.lvFiles.RowRemoved.Connect([&](int i) {
+            progress->MakeRoomForOutput();
             const std::string path = paths.at(static_cast<std::size_t>(i));
             paths.erase(paths.begin() + i);
             const char* outcome = "deleted\t";

@@ -11,9 +11,11 @@
 #include "app/SettingsStore.hpp"
 #include "app/StartupDelete.hpp"
 #include "app/TaskCatalogue.hpp"
+#include "app/Version.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
+#include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
@@ -55,7 +57,10 @@ constexpr const char* kUsage =
     "                             delete method (set2, set3; set1: to the trash)\n"
     "      --preview              report what would be overwritten and removed\n"
     "      --yes | --no           answer questions Yes (default) or No\n"
-    "  help                       show this help\n"
+    "  -delstart                  delete what the last start-up deletion request\n"
+    "                             listed, remove the autostart entry, and end\n"
+    "  help | --help | -h         show this help\n"
+    "  --version                  show the version\n"
     "\n"
     "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
     "user.reg, else its own store in $XDG_CONFIG_HOME/velloran.\n";
@@ -160,7 +165,7 @@ std::string TickTasks(FrmMain& frm, const CleanOptions& o) {
 // Prints what the progress window's log gains, line by line, as it happens.
 class LogPrinter {
 public:
-    explicit LogPrinter(TextBox& log) : log_(log) {
+    LogPrinter(TextBox& log, ConsoleProgress& progress) : log_(log), progress_(progress) {
         id_ = log_.Changed.Connect([this] { Print(); });
     }
     ~LogPrinter() { log_.Changed.Disconnect(id_); }
@@ -176,9 +181,11 @@ private:
         }
         printed_ = text;
         if (text.empty()) return;
+        progress_.MakeRoomForOutput();
         std::cout << ConsoleText(fresh) << '\n' << std::flush;
     }
     TextBox& log_;
+    ConsoleProgress& progress_;
     std::string printed_;
     int id_ = 0;
 };
@@ -248,7 +255,14 @@ int CmdClean(const std::vector<std::string>& args) {
     try {
         FrmMain& frm = session.LoadMain();
         if (std::string err = TickTasks(frm, o); !err.empty()) return UsageError(err);
-        LogPrinter printer(app.Cleaner().txtprogress);
+        // The progress window's bar and caption (the job, the file being deleted).
+        FrmCleaner& cleaner = app.Cleaner();
+        auto progress = ConsoleProgress::ForStandardError();
+        progress->Follow({&cleaner.pbar}, [&cleaner] {
+            return ConsoleProgress::Percent(cleaner.pbar.Value(), cleaner.pbar.Max(),
+                                            cleaner.pbar.Caption());
+        });
+        LogPrinter printer(cleaner.txtprogress, *progress);
         frm.cmdClean.UserClick();
         if (o.preview) std::cout << session.Summary().Text() << '\n';
         return app.LeftUndone > 0 ? 1 : 0;
@@ -271,20 +285,23 @@ int main(int argc, char** argv) {
         std::cout << kUsage;
         return 0;
     }
+    if (command == "--version") {
+        std::cout << VersionLine("velloran-cli") << '\n';
+        return 0;
+    }
     if (command == "clean") return CmdClean(args);
     if (command == "settings") return CmdSettings(args);
     if (command == "junk") return CmdJunk(args);
     if (command == "erase") return CmdErase(args);
     // An autostart entry may name this program: "-delstart" deletes what the last
     // start-up request listed and ends, as the window program does.
-    const bool delstart = args.size() == 1 && command == kStartupDeleteSwitch;
-    if (command != "tasks" && !delstart) return UsageError("unknown command '" + command + "'");
+    if (args.size() == 1 && command == kStartupDeleteSwitch) return RunStartupDelete();
+    if (command != "tasks") return UsageError("unknown command '" + command + "'");
 
-    ConsoleSession session({std::nullopt, false, false, delstart ? command : std::string()});
+    ConsoleSession session({});
     if (!session.Ready()) return 1;
     try {
-        FrmMain& frm = session.LoadMain();
-        return delstart ? 0 : CmdTasks(frm);
+        return CmdTasks(session.LoadMain());
     } catch (const ProgramEnd& end) {
         return end.code;
     }

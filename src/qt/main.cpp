@@ -4,10 +4,16 @@
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QStringList>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
 #include <memory>
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "app/StartupDelete.hpp"
+#include "app/Version.hpp"
+#include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
@@ -22,6 +28,25 @@
 int main(int argc, char** argv) {
     using namespace velloran;
     using namespace velloran::gui;
+
+    // Decided before the toolkit starts: the autostart entry may run before the
+    // session's display is ready, and neither answer needs a window.
+    if (argc == 2 && std::strcmp(argv[1], kStartupDeleteSwitch) == 0) return RunStartupDelete();
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::cout << VersionLine("velloran") << '\n';
+        return 0;
+    }
+
+    // Without a display the toolkit aborts with a core dump; say what to use instead.
+    const auto unset = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value == nullptr || *value == '\0';
+    };
+    if (unset("DISPLAY") && unset("WAYLAND_DISPLAY") && unset("QT_QPA_PLATFORM")) {
+        std::cerr << "velloran: no display found (DISPLAY and WAYLAND_DISPLAY are not set); "
+                     "velloran-cli works without one\n";
+        return 1;
+    }
 
     QApplication qapp(argc, argv);
     QApplication::setApplicationName("velloran");

@@ -1,0 +1,59 @@
+# bash completion for velloran-cli and velloran
+
+_velloran_cli_tasks() {
+    # Task names come from the program itself, so they follow the installed version.
+    velloran-cli tasks 2>/dev/null | cut -f1 | sed 's/:.*//' | sort -u | sed 's/$/:all/'
+    velloran-cli tasks 2>/dev/null | cut -f1 | grep -v -e '^stChk:' -e '^cmbsDelType:'
+}
+
+_velloran_cli() {
+    local cur prev words cword
+    _init_completion || return
+
+    if [[ $cword -eq 1 ]]; then
+        COMPREPLY=($(compgen -W 'tasks clean settings junk help --help -h --version -delstart' -- "$cur"))
+        return
+    fi
+    case ${words[1]} in
+    clean)
+        case $prev in
+        --prefix)
+            _filedir -d
+            return
+            ;;
+        esac
+        if [[ $cur == -* ]]; then
+            COMPREPLY=($(compgen -W '--preview --prefix --yes --no' -- "$cur"))
+        else
+            COMPREPLY=($(compgen -W "$(_velloran_cli_tasks)" -- "$cur"))
+            __ltrim_colon_completions "$cur"
+        fi
+        ;;
+    settings)
+        COMPREPLY=($(compgen -W 'set1= set2= set3= set5= set6= set7=' -- "$cur"))
+        compopt -o nospace
+        ;;
+    junk)
+        if [[ $cword -eq 2 ]]; then
+            COMPREPLY=($(compgen -W 'scan delete' -- "$cur"))
+            return
+        fi
+        case $prev in
+        --drive)
+            _filedir -d
+            return
+            ;;
+        --filter)
+            return
+            ;;
+        esac
+        COMPREPLY=($(compgen -W '--drive --filter' -- "$cur"))
+        ;;
+    esac
+} && complete -F _velloran_cli velloran-cli
+
+_velloran() {
+    local cur prev words cword
+    _init_completion || return
+    [[ $cword -eq 1 ]] && COMPREPLY=($(compgen -W '-delstart --version' -- "$cur"))
+} && complete -F _velloran velloran
