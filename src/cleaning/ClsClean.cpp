@@ -111,28 +111,25 @@ void ClsClean::Clean() {
     });
 }
 
+namespace {
+
+// Passes the cancel request to a live worker and lets go of it.
+template <class Worker>
+void CancelAndRelease(std::shared_ptr<Worker>& worker, bool value) {
+    if (!worker) return;
+    worker->Cancel = ToVb(value);
+    worker.reset();
+}
+
+}  // namespace
+
 void ClsClean::SetCancel(bool value) {
     // Only the group in progress has a worker; it notices the release at its next call.
-    if (cPrg_) {
-        cPrg_->Cancel = ToVb(value);
-        cPrg_.reset();
-    }
-    if (cwin_) {
-        cwin_->Cancel = ToVb(value);
-        cwin_.reset();
-    }
-    if (cIE_) {
-        cIE_->Cancel = ToVb(value);
-        cIE_.reset();
-    }
-    if (cNsp_) {
-        cNsp_->Cancel = ToVb(value);
-        cNsp_.reset();
-    }
-    if (cOpr_) {
-        cOpr_->Cancel = ToVb(value);
-        cOpr_.reset();
-    }
+    CancelAndRelease(cPrg_, value);
+    CancelAndRelease(cwin_, value);
+    CancelAndRelease(cIE_, value);
+    CancelAndRelease(cNsp_, value);
+    CancelAndRelease(cOpr_, value);
 }
 
 void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& text) {
