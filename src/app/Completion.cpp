@@ -50,19 +50,19 @@ void TellWhatWasLeft(Application& app, const std::string& heading,
 void SuccessMsgBox(Application& app, const std::string& text, int style) {
     WithErrorHandler(app, "ModFunctions:SuccessMsgBox", [&] {
         FrmMain& main = app.Main();
-        if (main.stChk(3).Value() == 0) app.MsgBox(text, style);
+        if (main.stChk(Option::NoNotify).Value() == 0) app.MsgBox(text, style);
         SaveSettings(main);
         app.ReleaseShared();
         // Only the value 1 counts; exit wins over shut down, shut down over restart.
-        if (main.stChk(4).Value() == 1) {
+        if (main.stChk(Option::ExitWhenDone).Value() == 1) {
             main.Unload();
             EndProgram(0);
         }
-        if (main.stChk(5).Value() == 1) {
+        if (main.stChk(Option::ShutDown).Value() == 1) {
             ShutDownComputer(app);
             return;
         }
-        if (main.stChk(6).Value() == 1) RestartComputer(app);
+        if (main.stChk(Option::Restart).Value() == 1) RestartComputer(app);
     });
 }
 

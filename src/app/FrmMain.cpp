@@ -221,13 +221,13 @@ void FrmMain::stChk_Click(int index) {
         switch (index) {
             case 0:
                 // Even clearing the recycle-bin box clears secure delete.
-                stChk(1).SetValue(0);
+                stChk(Option::SecureDelete).SetValue(0);
                 break;
             case 1:
                 if (ticked) {
-                    stChk(0).SetValue(0);
+                    stChk(Option::RecycleBin).SetValue(0);
                     // Clearing box 0 cleared this box through its rule; tick it again.
-                    stChk(1).SetValue(1);
+                    stChk(Option::SecureDelete).SetValue(1);
                     cmbsDelType.SetBackColor(kColorWhite);
                     cmbsDelType.SetEnabled(true);
                 } else {

@@ -18,6 +18,16 @@ class ClsClean;
 inline constexpr int kMainWidthTwips = 8000;
 inline constexpr int kMainHeightTwips = 7000;
 
+// The option boxes of the Settings page (stChk), by the index each one has.
+enum class Option : int {
+    RecycleBin = 0,    // "Delete files to recycle bin"
+    SecureDelete = 1,  // "Securely delete files"
+    NoNotify = 3,      // "Do not notify me when job is completed."
+    ExitWhenDone = 4,
+    ShutDown = 5,
+    Restart = 6,
+};
+
 class FrmMain : public Form {
 public:
     explicit FrmMain(Application& app);

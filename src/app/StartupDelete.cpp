@@ -158,7 +158,8 @@ void PerformStartupDelete(FrmMain& frm) {
         if (platform.FileExists(list)) {
             const auto text = platform.ReadTextFile(list);
             if (!text) throw VbError(vbErrPermissionDenied, "Permission denied: " + list);
-            const std::int16_t recycle = frm.stChk(0).Value() == 1 ? vbTrue : vbFalse;
+            const std::int16_t recycle =
+                frm.stChk(Option::RecycleBin).Value() == 1 ? vbTrue : vbFalse;
             std::size_t pos = 0;
             // An empty line ends the list, as the end of the file does.
             while (pos < text->size()) {

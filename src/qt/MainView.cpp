@@ -339,8 +339,8 @@ QWidget* MainView::SettingsPage() {
     auto* el = new QGridLayout(eradicator);
     el->setContentsMargins(8, 4, 8, 8);
     el->setVerticalSpacing(2);
-    el->addWidget(Check(form_.stChk(0)), 0, 0, 1, 2);
-    el->addWidget(Check(form_.stChk(1)), 1, 0, 1, 2);
+    el->addWidget(Check(form_.stChk(Option::RecycleBin)), 0, 0, 1, 2);
+    el->addWidget(Check(form_.stChk(Option::SecureDelete)), 1, 0, 1, 2);
     auto* combo = new QComboBox(eradicator);
     combo->setObjectName(ObjectName(form_.cmbsDelType));
     BindComboBox(bindings_, form_.cmbsDelType, combo);

@@ -143,7 +143,7 @@ void ScheduleScreenshots(Application& app, MainView& view, QtHost& host, const Q
             for (int i : {11, 13, 1, 5, 6, 9}) main.win_chk(i).UserClick();
             main.ie_Chks.UserClick();
             for (int i : {7, 8}) main.oprg_chk(i).UserClick();
-            main.stChk(1).UserClick();
+            main.stChk(Option::SecureDelete).UserClick();
         });
         for (auto [picture, file] : pages) {
             Dispatch([picture] { picture->UserClick(); });

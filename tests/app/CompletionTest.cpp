@@ -36,8 +36,8 @@ protected:
 
 TEST_F(CompletionTest, ShutDownAndRestartLeaveTheProgramRunning) {
     // Shut down and no notification: no message, settings saved, logind asked.
-    main().stChk(3).UserClick();
-    main().stChk(5).UserClick();
+    main().stChk(Option::NoNotify).UserClick();
+    main().stChk(Option::ShutDown).UserClick();
     EXPECT_FALSE(Ends());
     EXPECT_TRUE(host.boxes.empty());
     EXPECT_EQ(platform.calls, (std::vector<std::string>{"PowerOff"}));
@@ -46,9 +46,9 @@ TEST_F(CompletionTest, ShutDownAndRestartLeaveTheProgramRunning) {
     EXPECT_TRUE(IsTrue(app.StopRequested));
 
     // Restart with the message: the message comes first, then the reboot.
-    main().stChk(3).UserClick();
-    main().stChk(6).UserClick();
-    EXPECT_EQ(main().stChk(5).Value(), 0);
+    main().stChk(Option::NoNotify).UserClick();
+    main().stChk(Option::Restart).UserClick();
+    EXPECT_EQ(main().stChk(Option::ShutDown).Value(), 0);
     platform.calls.clear();
     EXPECT_FALSE(Ends());
     ASSERT_EQ(host.boxes.size(), 1u);
@@ -66,7 +66,7 @@ TEST_F(CompletionTest, ShutDownAndRestartLeaveTheProgramRunning) {
 }
 
 TEST_F(CompletionTest, NoOptionOnlyNotifies) {
-    main().stChk(3).UserClick();
+    main().stChk(Option::NoNotify).UserClick();
     EXPECT_FALSE(Ends());
     EXPECT_TRUE(host.boxes.empty());
     EXPECT_TRUE(platform.calls.empty());

@@ -29,7 +29,7 @@ TEST_F(FrmMainTest, CatalogueIndexesGapsAndCaptions) {
     EXPECT_EQ(main().win_chk(13).Caption(), " Clear Page File (Swap File)");
     EXPECT_EQ(main().oprg_chk(11).Caption(), " Clear Microsoft PowerPoint Recent file List");
     EXPECT_EQ(main().oprg_chk(13).Caption(), " Clear Netmeeting call history");
-    EXPECT_EQ(main().stChk(3).Caption(), " Do not notify me when job is completed.");
+    EXPECT_EQ(main().stChk(Option::NoNotify).Caption(), " Do not notify me when job is completed.");
     EXPECT_EQ(main().win_chks.Caption(), " Select All");
     EXPECT_FALSE(main().sTab.Exists(3));
     EXPECT_EQ(main().sTab(4).Tab(0), "Programs");
@@ -103,7 +103,7 @@ TEST_F(FrmMainTest, ExitShutDownRestartExcludeEachOther) {
 }
 
 TEST_F(FrmMainTest, CleanWithNothingTickedShowsMessageOnly) {
-    main().stChk(4).UserClick();  // options alone are no task
+    main().stChk(Option::ExitWhenDone).UserClick();  // options alone are no task
     main().win_chks.UserClick();
     main().win_chks.UserClick();  // Select All ticked then cleared: nothing remains
     main().cmdClean.UserClick();

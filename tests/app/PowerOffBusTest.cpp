@@ -202,8 +202,8 @@ TEST_F(PowerOffBusTest, RunEndsWithPowerOffOrRebootOnTheBus) {
     std::string why;
     EXPECT_FALSE(linuxfs::RequestPowerAction(linuxfs::PowerAction::PowerOff, address_, &why));
     EXPECT_FALSE(why.empty());
-    main.stChk(3).UserClick();  // no message
-    main.stChk(5).UserClick();  // shut down when done
+    main.stChk(Option::NoNotify).UserClick();  // no message
+    main.stChk(Option::ShutDown).UserClick();  // shut down when done
     EXPECT_NO_THROW(SuccessMsgBox(app, "Done", vbInformation));
     EXPECT_TRUE(main.IsLoaded());
 
@@ -217,8 +217,8 @@ TEST_F(PowerOffBusTest, RunEndsWithPowerOffOrRebootOnTheBus) {
     EXPECT_EQ(Calls(), (std::vector<std::string>{"PowerOff False"}));
     EXPECT_TRUE(main.IsLoaded()) << "the system ends the program, not the request";
 
-    main.stChk(6).UserClick();  // restart instead
-    EXPECT_EQ(main.stChk(5).Value(), 0);
+    main.stChk(Option::Restart).UserClick();  // restart instead
+    EXPECT_EQ(main.stChk(Option::ShutDown).Value(), 0);
     main.cmdClean.UserClick();
     EXPECT_EQ(Calls(), (std::vector<std::string>{"PowerOff False", "Reboot False"}));
 

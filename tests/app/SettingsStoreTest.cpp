@@ -31,19 +31,20 @@ TEST_F(SettingsStoreTest, LoadRunsTheOptionRules) {
     Store("set7", RegValue::String("1"));  // text holding a number converts
     Store("set4", RegValue::Dword(1));     // never read
     LoadMain();
-    EXPECT_EQ(main().stChk(0).Value(), 0) << "secure delete, loaded second, clears the recycle bin";
-    EXPECT_EQ(main().stChk(1).Value(), 1);
+    EXPECT_EQ(main().stChk(Option::RecycleBin).Value(), 0)
+        << "secure delete, loaded second, clears the recycle bin";
+    EXPECT_EQ(main().stChk(Option::SecureDelete).Value(), 1);
     EXPECT_TRUE(main().cmbsDelType.Enabled());
     EXPECT_EQ(main().cmbsDelType.Text(), "Zero And Delete [Supreme, Fast]");
-    EXPECT_EQ(main().stChk(5).Value(), 1);
-    EXPECT_EQ(main().stChk(6).Value(), 0);
+    EXPECT_EQ(main().stChk(Option::ShutDown).Value(), 1);
+    EXPECT_EQ(main().stChk(Option::Restart).Value(), 0);
     EXPECT_EQ(main().sBar.Panel(7), "Done.");
 }
 
 TEST_F(SettingsStoreTest, CloseSavesEverythingButRestartAndRecreatesTheKey) {
     LoadMain();
-    main().stChk(3).UserClick();
-    main().stChk(6).UserClick();  // restart is never stored
+    main().stChk(Option::NoNotify).UserClick();
+    main().stChk(Option::Restart).UserClick();  // restart is never stored
     registry.DeleteKey(kHKeyCurrentUser, "Software\\Velloran", true);
     EXPECT_TRUE(main().Unload(vbFormControlMenu));
     auto values = registry.EnumerateValues(kHKeyCurrentUser, kKey);
@@ -57,8 +58,8 @@ TEST_F(SettingsStoreTest, CloseSavesEverythingButRestartAndRecreatesTheKey) {
     Application next(host, platform);
     next.SetRegistry(&registry);
     next.Main().Load();
-    EXPECT_EQ(next.Main().stChk(3).Value(), 1);
-    EXPECT_EQ(next.Main().stChk(6).Value(), 0);
+    EXPECT_EQ(next.Main().stChk(Option::NoNotify).Value(), 1);
+    EXPECT_EQ(next.Main().stChk(Option::Restart).Value(), 0);
 }
 
 TEST_F(SettingsStoreTest, AValueThatIsNotANumberIsReported) {

@@ -167,7 +167,7 @@ TEST_F(StartupDeleteTest, DelstartDeletesCleansUpAndEndsWithoutAWindow) {
 }
 
 TEST_F(StartupDeleteTest, StoredRecycleOptionSendsThePathToTheTrash) {
-    main().stChk(0).UserClick();
+    main().stChk(Option::RecycleBin).UserClick();
     main().Unload();  // saves the settings
     platform.files.insert("/p/x");
     platform.texts[StartupDeleteListPath()] = "/p/x\r\n";  // a list written on Windows

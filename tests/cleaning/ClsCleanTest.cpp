@@ -17,7 +17,7 @@ protected:
 TEST_F(ClsCleanTest, IsJobCountsTaskBoxesOnly) {
     ClsClean cs(app);
     EXPECT_FALSE(cs.isJob());
-    main().stChk(3).UserClick();
+    main().stChk(Option::NoNotify).UserClick();
     EXPECT_FALSE(cs.isJob()) << "option boxes are no tasks";
     // Select All boxes are separate controls: a ticked one with its members cleared counts nothing.
     main().ns_Chks.SetValue(1);
@@ -71,13 +71,13 @@ TEST_F(ClsCleanTest, RunWithAllGroupsTickedEndsWithTenOfTen) {
 
 TEST_F(ClsCleanTest, DoNotNotifySuppressesTheMessageAndExitEndsTheProgram) {
     main().win_chk(1).SetValue(1);
-    main().stChk(3).SetValue(1);
+    main().stChk(Option::NoNotify).SetValue(1);
     ClsClean(app).Clean();
     EXPECT_TRUE(host.boxes.empty());
     EXPECT_TRUE(main().IsLoaded());
 
-    main().stChk(3).SetValue(0);
-    main().stChk(4).SetValue(1);
+    main().stChk(Option::NoNotify).SetValue(0);
+    main().stChk(Option::ExitWhenDone).SetValue(1);
     EXPECT_EQ(ExpectProgramEnd([&] { ClsClean(app).Clean(); }), 0);
     ASSERT_EQ(host.boxes.size(), 1u) << "the message comes before the exit";
     EXPECT_FALSE(main().IsLoaded());

@@ -203,32 +203,32 @@ private slots:
         QCOMPARE(combo->itemText(1), QString("Guttmann Scheme [Supreme, Fast]"));
         QVERIFY(!combo->isEnabled());
 
-        rig.Click(m.stChk(1));
+        rig.Click(m.stChk(Option::SecureDelete));
         QVERIFY(combo->isEnabled());
         QCOMPARE(combo->palette().color(QPalette::Base), QColor(Qt::white));
-        QVERIFY(rig.Widget<QCheckBox>(m.stChk(1))->isChecked());
+        QVERIFY(rig.Widget<QCheckBox>(m.stChk(Option::SecureDelete))->isChecked());
 
         emit combo->activated(2);
         QCOMPARE(m.cmbsDelType.ListIndex(), 2);
         QCOMPARE(combo->currentIndex(), 2);
 
         // The recycle bin excludes secure delete and greys the list out again.
-        rig.Click(m.stChk(0));
-        QVERIFY(rig.Widget<QCheckBox>(m.stChk(0))->isChecked());
-        QVERIFY(!rig.Widget<QCheckBox>(m.stChk(1))->isChecked());
+        rig.Click(m.stChk(Option::RecycleBin));
+        QVERIFY(rig.Widget<QCheckBox>(m.stChk(Option::RecycleBin))->isChecked());
+        QVERIFY(!rig.Widget<QCheckBox>(m.stChk(Option::SecureDelete))->isChecked());
         QVERIFY(!combo->isEnabled());
         QCOMPARE(combo->palette().color(QPalette::Disabled, QPalette::Base),
                  ToQColor(kSysColorInactiveBorder, QApplication::palette()));
 
-        rig.Click(m.stChk(6));
-        rig.Click(m.stChk(4));
-        QVERIFY(rig.Widget<QCheckBox>(m.stChk(4))->isChecked());
-        QVERIFY(!rig.Widget<QCheckBox>(m.stChk(6))->isChecked());
+        rig.Click(m.stChk(Option::Restart));
+        rig.Click(m.stChk(Option::ExitWhenDone));
+        QVERIFY(rig.Widget<QCheckBox>(m.stChk(Option::ExitWhenDone))->isChecked());
+        QVERIFY(!rig.Widget<QCheckBox>(m.stChk(Option::Restart))->isChecked());
     }
 
     void cleanWithNothingTickedOnlyTellsTheUser() {
         Rig rig;
-        rig.Click(rig.Main().stChk(3));  // options alone are not tasks
+        rig.Click(rig.Main().stChk(Option::NoNotify));  // options alone are not tasks
         rig.Click(rig.Main().cmdClean);
         QCOMPARE(rig.messages.size(), std::size_t(1));
         QCOMPARE(rig.messages[0].prompt,
@@ -361,7 +361,7 @@ private slots:
             Rig rig;
             FrmMain& m = rig.Main();
             rig.Click(m.win_chk(1));
-            rig.Click(m.stChk(4));  // exit when done: the run ends the program
+            rig.Click(m.stChk(Option::ExitWhenDone));  // exit when done: the run ends the program
             rig.Click(m.cmdClean);
             QVERIFY(Ending());
             QCOMPARE(EndCode(), 0);

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "common/VbError.hpp"
@@ -25,6 +26,11 @@ public:
         return *slot;
     }
 
+    // An array whose indexes have names (an enum) takes the names too.
+    template <class E>
+    requires std::is_enum_v<E> T& operator()(E index) const {
+        return (*this)(static_cast<int>(index));
+    }
     T& operator()(int index) const {
         auto it = members_.find(index);
         if (it == members_.end())

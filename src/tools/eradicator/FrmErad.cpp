@@ -207,7 +207,8 @@ void frmErad::RunFolders() {
     std::vector<std::string> folders;
     for (int i = 0; i < n; ++i) folders.push_back(lviewF.Row(i).key);
     WarnOncePerRun(folders);
-    const std::int16_t recycle = app_.Main().stChk(0).Value() == 1 ? vbTrue : vbFalse;
+    const std::int16_t recycle =
+        app_.Main().stChk(Option::RecycleBin).Value() == 1 ? vbTrue : vbFalse;
     for (;;) {
         if (lviewF.Count() == 0) break;
         if (IsTrue(app_.StopRequested)) return;
@@ -251,7 +252,7 @@ void frmErad::EndRun() {
 // Overwriting in place cannot reach old copies on some file systems: said once,
 // before anything is wiped.
 void frmErad::WarnOncePerRun(const std::vector<std::string>& paths) {
-    if (app_.Main().stChk(1).Value() != 1 || warnedCopyOnWrite_) return;
+    if (app_.Main().stChk(Option::SecureDelete).Value() != 1 || warnedCopyOnWrite_) return;
     std::set<std::string> notes;
     for (const std::string& p : paths)
         if (std::string note = app_.GetPlatform().OverwriteCaveat(p); !note.empty())
@@ -275,7 +276,7 @@ void frmErad::EradicateFile(const std::string& path) {
     });
     try {
         bool complete = true;
-        const bool secure = main.stChk(1).Value() == 1;
+        const bool secure = main.stChk(Option::SecureDelete).Value() == 1;
         // A link is removed itself, never overwritten through.
         if (secure && !platform.FileSize(path)) {
             platform.DeleteFileEntry(path);
@@ -294,9 +295,9 @@ void frmErad::EradicateFile(const std::string& path) {
                     complete = deleter->DeletePlain(path, false);
                     break;
             }
-        } else if (main.stChk(0).Value() == 0) {
+        } else if (main.stChk(Option::RecycleBin).Value() == 0) {
             complete = deleter->DeletePlain(path, false);
-        } else if (main.stChk(0).Value() == 1) {
+        } else if (main.stChk(Option::RecycleBin).Value() == 1) {
             complete = deleter->DeletePlain(path, true);
         }
         if (!complete && !deleter->AbortDelete())

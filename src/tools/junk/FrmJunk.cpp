@@ -410,7 +410,7 @@ void FrmJunk::StartCleaning() {
             std::shared_ptr<SecureDeleter> deleter = csDel_;
             try {
                 bool complete = true;
-                if (main.stChk(1).Value() == 1) {
+                if (main.stChk(Option::SecureDelete).Value() == 1) {
                     switch (main.cmbsDelType.ListIndex()) {
                         case 0:
                             complete = Require(deleter).DeleteZapper(path);
@@ -426,7 +426,8 @@ void FrmJunk::StartCleaning() {
                             break;
                     }
                 } else {
-                    complete = Require(deleter).DeletePlain(path, main.stChk(0).Value() != 0);
+                    complete = Require(deleter).DeletePlain(
+                        path, main.stChk(Option::RecycleBin).Value() != 0);
                 }
                 // A stopped overwrite is the user's choice; anything else left is told.
                 if (!complete)

@@ -31,8 +31,8 @@ protected:
         return erad;
     }
     void Method(int secure, int recycle, int index) {
-        main().stChk(0).SetValue(recycle);
-        main().stChk(1).SetValue(secure);
+        main().stChk(Option::RecycleBin).SetValue(recycle);
+        main().stChk(Option::SecureDelete).SetValue(secure);
         main().cmbsDelType.SetListIndex(index);
     }
     // Every caption the bar showed, in order.

@@ -297,10 +297,10 @@ protected:
     }
     void Settings(int secure, int recycle, int method) {
         // The page keeps the two boxes exclusive: recycle first, secure after.
-        main().stChk(0).SetValue(recycle);
-        main().stChk(1).SetValue(secure);
+        main().stChk(Option::RecycleBin).SetValue(recycle);
+        main().stChk(Option::SecureDelete).SetValue(secure);
         if (secure == 1) main().cmbsDelType.SetListIndex(method);
-        ASSERT_EQ(main().stChk(1).Value(), secure);
+        ASSERT_EQ(main().stChk(Option::SecureDelete).Value(), secure);
     }
     std::vector<fs::path> Trashed() const {
         std::vector<fs::path> out;
