@@ -15,14 +15,9 @@ namespace {
 constexpr std::string_view kKeyPath = "Software\\Velloran";
 constexpr std::string_view kSection = "settings";
 
-// Value name and the option box it holds; -1 stands for the delete-method list.
 // The numbering skips 4 and nothing stores "Restart computer when done.".
-struct StoredOption {
-    std::string_view name;
-    int box;
-};
 constexpr std::array<StoredOption, 6> kOptions{
-    {{"set1", 0}, {"set2", 1}, {"set3", -1}, {"set5", 3}, {"set6", 4}, {"set7", 5}}};
+    {{"set1", 0}, {"set2", 1}, {"set3", kDeleteMethodBox}, {"set5", 3}, {"set6", 4}, {"set7", 5}}};
 
 KelRegistry PointAtSettings(Application& app) {
     KelRegistry reg(app.SettingsRegistry());
@@ -34,6 +29,8 @@ KelRegistry PointAtSettings(Application& app) {
 
 }  // namespace
 
+std::span<const StoredOption> StoredOptions() { return kOptions; }
+
 void LoadSettings(FrmMain& frm) {
     Application& app = frm.App();
     WithErrorHandler(app, "ModControls:LoadSettings", [&] {
@@ -42,7 +39,7 @@ void LoadSettings(FrmMain& frm) {
         frm.sBar.SetPanel(7, "Retrieving program settings...");
         for (const auto& option : kOptions) {
             const std::int16_t v = reg.ReadValue(std::string(option.name), RegData("0")).ToInt16();
-            if (option.box < 0)
+            if (option.box == kDeleteMethodBox)
                 frm.cmbsDelType.SetListIndex(v);
             else
                 frm.stChk(option.box).SetValue(v);
@@ -58,8 +55,8 @@ void SaveSettings(FrmMain& frm) {
         if (!reg.KeyExists()) reg.CreateKey();
         frm.sBar.SetPanel(7, "Saving program settings...");
         for (const auto& option : kOptions) {
-            const int v =
-                option.box < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(option.box).Value();
+            const int v = option.box == kDeleteMethodBox ? frm.cmbsDelType.ListIndex()
+                                                         : frm.stChk(option.box).Value();
             reg.WriteValue(std::string(option.name), RegData(static_cast<std::int32_t>(v)),
                            kRegDword);
         }

@@ -183,9 +183,6 @@ private:
     int id_ = 0;
 };
 
-constexpr std::pair<const char*, int> kSettingNames[] = {{"set1", 0}, {"set2", 1}, {"set3", -1},
-                                                         {"set5", 3}, {"set6", 4}, {"set7", 5}};
-
 int CmdSettings(const std::vector<std::string>& args) {
     std::vector<std::pair<int, int>> changes;  // box (-1: delete method), value
     for (std::size_t i = 1; i < args.size(); ++i) {
@@ -193,14 +190,14 @@ int CmdSettings(const std::vector<std::string>& args) {
         const auto eq = a.find('=');
         const std::string name = Lower(a.substr(0, eq));
         int box = -2;
-        for (const auto& [n, b] : kSettingNames)
-            if (name == n) box = b;
+        for (const StoredOption& option : StoredOptions())
+            if (name == option.name) box = option.box;
         if (eq == std::string::npos || box == -2)
             return UsageError(
                 "settings takes set1, set2, set3, set5, set6 or set7 as NAME=VALUE, not '" + a +
                 "'");
         const std::string value = a.substr(eq + 1);
-        const int max = box < 0 ? 2 : 1;
+        const int max = box == kDeleteMethodBox ? 2 : 1;
         if (value.size() != 1 || value[0] < '0' || value[0] > '0' + max)
             return UsageError(name + " takes 0" + (max == 2 ? ", 1 or 2" : " or 1") + ", not '" +
                               value + "'");
@@ -214,15 +211,17 @@ int CmdSettings(const std::vector<std::string>& args) {
         if (!changes.empty()) {
             // Through the boxes, so that the Settings page's rules hold for the console too.
             for (auto [box, value] : changes) {
-                if (box < 0)
+                if (box == kDeleteMethodBox)
                     frm.cmbsDelType.SetListIndex(value);
                 else
                     frm.stChk(box).SetValue(value);
             }
             SaveSettings(frm);
         }
-        for (const auto& [n, b] : kSettingNames)
-            std::cout << n << '=' << (b < 0 ? frm.cmbsDelType.ListIndex() : frm.stChk(b).Value())
+        for (const StoredOption& option : StoredOptions())
+            std::cout << option.name << '='
+                      << (option.box == kDeleteMethodBox ? frm.cmbsDelType.ListIndex()
+                                                         : frm.stChk(option.box).Value())
                       << '\n';
         return 0;
     } catch (const ProgramEnd& end) {
