@@ -155,32 +155,37 @@ std::string TickTasks(FrmMain& frm, const CleanOptions& o) {
     return {};
 }
 
-// Prints what the progress window's log gains, line by line, as it happens.
+// Prints the progress window's log as it grows: each added line, and the whole
+// text whenever it is replaced (the run's header).
 class LogPrinter {
 public:
-    LogPrinter(TextBox& log, ConsoleProgress& progress) : log_(log), progress_(progress) {
-        id_ = log_.Changed.Connect([this] { Print(); });
+    LogPrinter(TextBox& log, ConsoleProgress& progress)
+        : log_(log), progress_(progress), seen_(log.TextRevision()) {
+        changed_ = log_.Changed.Connect([this] {
+            if (log_.TextRevision() == seen_) return;
+            seen_ = log_.TextRevision();
+            if (!log_.Text().empty()) Print(log_.Text());
+        });
+        added_ = log_.LineAdded.Connect([this](const std::string& line) {
+            seen_ = log_.TextRevision();
+            Print(line);
+        });
     }
-    ~LogPrinter() { log_.Changed.Disconnect(id_); }
+    ~LogPrinter() {
+        log_.Changed.Disconnect(changed_);
+        log_.LineAdded.Disconnect(added_);
+    }
 
 private:
-    void Print() {
-        const std::string& text = log_.Text();
-        // Appends add "\r\n" and a line; anything else replaced the whole text.
-        std::string fresh = text;
-        if (!printed_.empty() && text.starts_with(printed_)) {
-            fresh = text.substr(printed_.size());
-            if (fresh.starts_with("\r\n")) fresh.erase(0, 2);
-        }
-        printed_ = text;
-        if (text.empty()) return;
+    void Print(const std::string& text) {
         progress_.MakeRoomForOutput();
-        std::cout << ConsoleText(fresh) << '\n' << std::flush;
+        std::cout << ConsoleText(text) << '\n' << std::flush;
     }
     TextBox& log_;
     ConsoleProgress& progress_;
-    std::string printed_;
-    int id_ = 0;
+    unsigned long long seen_ = 0;
+    int changed_ = 0;
+    int added_ = 0;
 };
 
 int CmdSettings(const std::vector<std::string>& args) {
