@@ -12,6 +12,7 @@
 #include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
+#include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "tools/junk/FrmJunk.hpp"
@@ -29,14 +30,7 @@ struct JunkOptions {
 };
 
 std::vector<std::string> SplitFilter(const std::string& text) {
-    std::vector<std::string> fields;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t at = text.find(';', start);
-        fields.push_back(text.substr(start, at - start));
-        if (at == std::string::npos) break;
-        start = at + 1;
-    }
+    std::vector<std::string> fields = SplitFields(text, ";");
     fields.resize(std::max<std::size_t>(fields.size(), 3));
     return fields;
 }

@@ -20,6 +20,7 @@
 #include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
 #include "common/Target.hpp"
+#include "common/Text.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 
 using namespace velloran;
@@ -68,12 +69,6 @@ std::string Bare(const std::string& caption) {
     return caption.starts_with(' ') ? caption.substr(1) : caption;
 }
 
-std::string Lower(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
 int CmdTasks(FrmMain& frm) {
     for (const auto& info : TaskArrays()) {
         auto& array = *frm.TaskArray(info.array);
@@ -115,7 +110,7 @@ std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
             auto colon = a.find(':');
             if (colon == std::string::npos)
                 return "a task is <array>:<index> or <array>:all, not '" + a + "'";
-            o.tasks.emplace_back(Lower(a.substr(0, colon)), Lower(a.substr(colon + 1)));
+            o.tasks.emplace_back(AsciiLower(a.substr(0, colon)), AsciiLower(a.substr(colon + 1)));
         }
     }
     if (o.tasks.empty()) return "clean needs at least one task";
@@ -127,7 +122,7 @@ std::string TickTasks(FrmMain& frm, const CleanOptions& o) {
     for (const auto& [arrayName, which] : o.tasks) {
         ControlArray<CheckBox>* array = nullptr;
         for (const auto& info : TaskArrays())
-            if (Lower(std::string(info.array)) == arrayName) array = frm.TaskArray(info.array);
+            if (AsciiLower(std::string(info.array)) == arrayName) array = frm.TaskArray(info.array);
         if (!array) return "no task array '" + arrayName + "'";
         std::vector<int> indexes;
         if (which == "all") {
@@ -193,7 +188,7 @@ int CmdSettings(const std::vector<std::string>& args) {
     for (std::size_t i = 1; i < args.size(); ++i) {
         const std::string& a = args[i];
         const auto eq = a.find('=');
-        const std::string name = Lower(a.substr(0, eq));
+        const std::string name = AsciiLower(a.substr(0, eq));
         int box = -2;
         for (const StoredOption& option : StoredOptions())
             if (name == option.name) box = option.box;

@@ -4,29 +4,18 @@
 #include <sstream>
 
 #include "common/Target.hpp"
+#include "common/Text.hpp"
 
 namespace velloran {
 
 namespace {
-
-std::string Lower(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
-std::string Trim(const std::string& s) {
-    const auto first = s.find_first_not_of(" \t\r");
-    if (first == std::string::npos) return {};
-    return s.substr(first, s.find_last_not_of(" \t\r") - first + 1);
-}
 
 // "https://www.example.org/path" and ".example.org" both mean the site itself.
 std::string SiteOf(std::string line) {
     if (auto scheme = line.find("://"); scheme != std::string::npos) line.erase(0, scheme + 3);
     if (auto slash = line.find('/'); slash != std::string::npos) line.erase(slash);
     while (!line.empty() && line.front() == '.') line.erase(0, 1);
-    return Lower(line);
+    return AsciiLower(line);
 }
 
 }  // namespace
@@ -35,7 +24,7 @@ CookieKeepList::CookieKeepList(const std::string& text) {
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) {
         if (auto hash = line.find('#'); hash != std::string::npos) line.erase(hash);
-        std::string site = SiteOf(Trim(line));
+        std::string site = SiteOf(Trimmed(line, " \t\r"));
         if (!site.empty()) sites_.push_back(site);
     }
 }
