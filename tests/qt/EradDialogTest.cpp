@@ -22,7 +22,7 @@
 using namespace velloran;
 using namespace velloran::gui;
 
-class EradGuiTest : public QObject {
+class EradDialogTest : public QObject {
     Q_OBJECT
 
 private slots:
@@ -83,5 +83,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(EradGuiTest)
-#include "EradGuiTest.moc"
+QTEST_MAIN(EradDialogTest)
+#include "EradDialogTest.moc"

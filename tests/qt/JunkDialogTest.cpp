@@ -27,7 +27,7 @@
 using namespace velloran;
 using namespace velloran::gui;
 
-class JunkGuiTest : public QObject {
+class JunkDialogTest : public QObject {
     Q_OBJECT
 
 private slots:
@@ -122,5 +122,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(JunkGuiTest)
-#include "JunkGuiTest.moc"
+QTEST_MAIN(JunkDialogTest)
+#include "JunkDialogTest.moc"

@@ -77,7 +77,7 @@ protected:
 
 }  // namespace
 
-class GuiTest : public QObject {
+class MainViewTest : public QObject {
     Q_OBJECT
 
 private slots:
@@ -450,5 +450,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(GuiTest)
-#include "GuiTest.moc"
+QTEST_MAIN(MainViewTest)
+#include "MainViewTest.moc"
