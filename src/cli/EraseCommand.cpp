@@ -7,7 +7,7 @@
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 
 namespace velloran {
 

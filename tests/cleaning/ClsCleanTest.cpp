@@ -5,7 +5,7 @@
 
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
-#include "cleaning/ModListView.hpp"
+#include "common/controls/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/controls/ListView.hpp"
 #include "support/AppFixture.hpp"

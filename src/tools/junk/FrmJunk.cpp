@@ -6,7 +6,7 @@
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/ModListView.hpp"
+#include "common/controls/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
