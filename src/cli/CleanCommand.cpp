@@ -31,8 +31,7 @@ std::string Bare(const std::string& caption) {
 }
 
 struct CleanOptions {
-    bool preview = false;
-    bool answerNo = false;
+    RunSwitches run;
     std::optional<std::string> prefix;
     std::vector<std::pair<std::string, std::string>> tasks;  // array (lower case), index or "all"
 };
@@ -41,12 +40,8 @@ struct CleanOptions {
 std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
     for (std::size_t i = 1; i < args.size(); ++i) {
         const std::string& a = args[i];
-        if (a == "--preview") {
-            o.preview = true;
-        } else if (a == "--yes") {
-            o.answerNo = false;
-        } else if (a == "--no") {
-            o.answerNo = true;
+        if (o.run.Take(a)) {
+            continue;
         } else if (a == "--prefix") {
             if (++i == args.size()) return "--prefix needs a folder";
             o.prefix = args[i];
@@ -164,14 +159,12 @@ int CmdClean(const std::vector<std::string>& args) {
         std::cerr << "velloran-cli: " << *o.prefix << " is not a folder\n";
         return kExitUsage;
     }
-    ConsoleSession::Options options;
+    ConsoleSession::Options options(o.run);
     if (o.prefix) options.prefix = *o.prefix;
-    options.answerNo = o.answerNo;
-    options.preview = o.preview;
     ConsoleSession session(options);
     if (!session.Ready()) return 1;
     Application& app = session.App();
-    try {
+    return session.Run([&] {
         FrmMain& frm = session.LoadMain();
         if (std::string err = TickTasks(frm, o); !err.empty()) return UsageError(err);
         // The progress window's bar and caption (the job, the file being deleted).
@@ -183,12 +176,8 @@ int CmdClean(const std::vector<std::string>& args) {
         });
         LogPrinter printer(cleaner.txtprogress, *progress);
         frm.cmdClean.UserClick();
-        if (o.preview) std::cout << session.Summary().Text() << '\n';
-        return app.LeftUndone > 0 ? 1 : 0;
-    } catch (const ProgramEnd& end) {
-        if (o.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
-        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
-    }
+        return 0;
+    });
 }
 
 }  // namespace velloran

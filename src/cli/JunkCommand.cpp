@@ -23,8 +23,7 @@ namespace {
 
 struct JunkOptions {
     bool remove = false;
-    bool preview = false;
-    bool answerNo = false;
+    RunSwitches run;
     std::vector<std::string> drives;
     std::vector<std::vector<std::string>> filters;  // pattern, description, tag
 };
@@ -42,11 +41,7 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
     for (std::size_t i = 2; i < args.size(); ++i) {
         const std::string& a = args[i];
         std::string value;
-        if (o.remove && (a == "--preview" || a == "--yes" || a == "--no")) {
-            if (a == "--preview") o.preview = true;
-            o.answerNo = a == "--no";
-            continue;
-        }
+        if (o.remove && o.run.Take(a)) continue;
         if (a == "--drive" || a == "--filter") {
             if (i + 1 == args.size()) return a + " needs a value";
             value = args[++i];
@@ -101,13 +96,10 @@ int CmdJunk(const std::vector<std::string>& args) {
     JunkOptions o;
     if (std::string err = ParseJunk(args, o); !err.empty()) return UsageError(err);
 
-    ConsoleSession::Options options;
-    options.preview = o.preview;
-    options.answerNo = o.answerNo;
-    ConsoleSession session(options);
+    ConsoleSession session{ConsoleSession::Options(o.run)};
     if (!session.Ready()) return 1;
     Application& app = session.App();
-    try {
+    return session.Run([&] {
         session.LoadMain();
         FrmJunk& junk = app.Junk();
         junk.Load();
@@ -167,12 +159,8 @@ int CmdJunk(const std::vector<std::string>& args) {
         });
         junk.chkselallfiles.SetValue(1);
         junk.cmddelete.Click();
-        if (o.preview) std::cout << session.Summary().Text() << '\n';
-        return app.LeftUndone > 0 ? 1 : 0;
-    } catch (const ProgramEnd& end) {
-        if (o.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
-        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
-    }
+        return 0;
+    });
 }
 
 }  // namespace velloran
