@@ -5,9 +5,9 @@
 
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
-#include "common/controls/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/controls/ListView.hpp"
+#include "common/controls/ModListView.hpp"
 #include "support/AppFixture.hpp"
 #include "support/EnvGuard.hpp"
 #include "support/TestProcess.hpp"

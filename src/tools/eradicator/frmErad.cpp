@@ -9,9 +9,9 @@
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
 #include "app/StartupDelete.hpp"
-#include "common/controls/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 
