@@ -62,6 +62,10 @@ void PreviewPlatform::WriteTextFile(const std::string& path, const std::string& 
     summary_.operations.push_back("write " + path);
 }
 
+void PreviewPlatform::ReplaceFileContent(const std::string& path, const std::string& /*text*/) {
+    summary_.operations.push_back("rewrite " + path);
+}
+
 // Creating a folder removes nothing and leaves no trace worth reporting.
 void PreviewPlatform::CreateDirectories(const std::string& /*path*/) {}
 

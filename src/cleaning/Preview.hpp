@@ -105,6 +105,7 @@ public:
     Leftovers EmptyRecycleBin(int flags) override;
     Leftovers ClearRecentDocs() override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
+    void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CreateDirectories(const std::string& path) override;
     bool RemoveFile(const std::string& path) override;
     void DeletePath(const std::string& path) override;

@@ -95,6 +95,11 @@ public:
         texts[p] = text;
         files.insert(p);
     }
+    void ReplaceFileContent(const std::string& p, const std::string& text) override {
+        calls.push_back("ReplaceFileContent:" + p);
+        if (!files.count(p)) throw VbError(vbErrFileNotFound, "File not found: " + p);
+        texts[p] = text;
+    }
     void CreateDirectories(const std::string& p) override { dirs.insert(p); }
     bool RemoveFile(const std::string& p) override {
         calls.push_back("RemoveFile:" + p);

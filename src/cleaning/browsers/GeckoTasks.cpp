@@ -3,10 +3,12 @@
 #include <array>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <utility>
 
 #include "cleaning/browsers/BrowserDatabase.hpp"
+#include "cleaning/browsers/MorkFile.hpp"
 #include "common/VbError.hpp"
 
 namespace velloran {
@@ -115,10 +117,51 @@ void UrlbarRdf(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& path)
     const std::int64_t removed = RemoveUrlbarHistory(*text, out);
     if (removed == 0) return;
     try {
-        c.platform.WriteTextFile(path, out);
+        c.platform.ReplaceFileContent(path, out);
     } catch (const VbError& e) {
         r.lines.push_back("Failed: typed addresses not removed from " + path + ": " +
                           e.Description() + ".");
+        return;
+    }
+    r.lines.push_back("Removed " + Count(removed, "typed address", "typed addresses") + " from " +
+                      path + ".");
+    r.removedAny = true;
+}
+
+// The new text of a Mork history without its typed rows; nullopt when none was typed.
+std::optional<std::string> WithoutTypedRows(const std::string& text, std::int64_t& removed) {
+    MorkStore store = MorkStore::Parse(text);
+    removed = static_cast<std::int64_t>(store.RemoveRows(IsTypedHistoryRow));
+    if (removed == 0) return std::nullopt;
+    return store.Write();
+}
+
+// Netscape 6/7, the Mozilla Suite and early Firefox mark the pages typed into the
+// address bar with a Typed cell of history.dat. Those rows go and the file is
+// written anew from what is left, so their text does not stay in its dictionaries.
+void MorkTypedHistory(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& path) {
+    if (!c.platform.FileExists(path)) return;
+    const std::string fail = "Failed: typed addresses not removed from " + path + ": ";
+    const std::string untouched = "; the file was left as it was.";
+    if (c.platform.FileSize(path).value_or(0) > MorkStore::kMaxBytes) {
+        r.lines.push_back(fail + "the file is too large to be a browser's" + untouched);
+        return;
+    }
+    const auto text = c.platform.ReadTextFile(path);
+    if (!text) {
+        r.lines.push_back(fail + "the file could not be read.");
+        return;
+    }
+    std::int64_t removed = 0;
+    try {
+        const auto cleaned = WithoutTypedRows(*text, removed);
+        if (!cleaned) return;
+        c.platform.ReplaceFileContent(path, *cleaned);
+    } catch (const MorkError& e) {
+        r.lines.push_back(fail + e.what() + untouched);
+        return;
+    } catch (const VbError& e) {
+        r.lines.push_back(fail + e.Description() + untouched);
         return;
     }
     r.lines.push_back("Removed " + Count(removed, "typed address", "typed addresses") + " from " +
@@ -133,13 +176,7 @@ GeckoTaskResult TypedAddresses(const GeckoProfile& p, GeckoTaskContext& c) {
     EditDatabase(c, r, p.path + "/urlbarhistory.sqlite", "typed addresses",
                  {{"urlbarhistory", "url"}}, UrlbarHistory);
     UrlbarRdf(c, r, p.path + "/localstore.rdf");
-    // The Mork history of Netscape 7 and the Mozilla Suite mixes typed and visited
-    // pages; this version does not rewrite it, and says so.
-    const std::string mork = p.path + "/history.dat";
-    std::error_code ec;
-    if (fs::exists(mork, ec))
-        r.lines.push_back("Failed: typed addresses not removed from " + mork +
-                          ": this old format is not cleaned yet.");
+    MorkTypedHistory(c, r, p.path + "/history.dat");
     return r;
 }
 
@@ -282,6 +319,11 @@ using Task = GeckoTaskResult (*)(const GeckoProfile&, GeckoTaskContext&);
 constexpr std::array<Task, 4> kTasks{TypedAddresses, Cache, Cookies, FormData};
 
 }  // namespace
+
+bool IsTypedHistoryRow(const std::vector<MorkCell>& cells) {
+    const auto typed = MorkStore::Value(cells, "Typed");
+    return typed && !typed->empty() && *typed != "0";
+}
 
 std::int64_t RemoveUrlbarHistory(const std::string& rdf, std::string& out) {
     out = rdf;

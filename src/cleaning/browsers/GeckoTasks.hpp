@@ -7,6 +7,7 @@
 
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/GeckoProfiles.hpp"
+#include "cleaning/browsers/MorkFile.hpp"
 #include "common/platform/Platform.hpp"
 
 namespace velloran {
@@ -28,6 +29,9 @@ GeckoTaskResult RunGeckoTask(int task, const GeckoProfile& profile, GeckoTaskCon
 // The items of localstore.rdf's address-bar sequence taken out of `rdf` into `out`;
 // returns how many there were.
 std::int64_t RemoveUrlbarHistory(const std::string& rdf, std::string& out);
+
+// A row of a Mork history.dat that the address bar learned from typing.
+bool IsTypedHistoryRow(const std::vector<MorkCell>& cells);
 
 // Why a profile must be left alone ("" when it is free): the browser holds its lock.
 std::string GeckoProfileInUse(Platform& platform, const std::string& profile);

@@ -87,6 +87,7 @@ struct OverwriteJob {
 enum Csidl : int {
     CSIDL_RECENT = 8,
     CSIDL_APPDATA = 26,
+    CSIDL_LOCAL_APPDATA = 28,
     CSIDL_COOKIES = 33,
     CSIDL_WINDOWS = 36,
     CSIDL_SYSTEM = 37,
@@ -176,6 +177,11 @@ public:
     virtual std::optional<std::string> ReadTextFile(const std::string& path) = 0;
     // Replaces a file's text, creating the file when missing. Throws VbError.
     virtual void WriteTextFile(const std::string& path, const std::string& text) = 0;
+    // Replaces an existing file's content at once: the new text is written to a file
+    // beside it that then takes its name, so the file holds the old text or the new,
+    // never a mix, and nothing of the old file stays reachable by its name. Refuses a
+    // link, a missing file and a file without write permission. Throws VbError.
+    virtual void ReplaceFileContent(const std::string& path, const std::string& text) = 0;
     // Creates a folder and any missing parents. Throws VbError.
     virtual void CreateDirectories(const std::string& path) = 0;
     // Removes one file or link (DeleteFileA); false when it could not.

@@ -93,5 +93,35 @@ TEST_F(FileOpsTest, TextFilesAreReplacedAndNeverWrittenThroughALink) {
     EXPECT_TRUE(fs::equivalent(SelfExecutable(), "/proc/self/exe"));
 }
 
+TEST_F(FileOpsTest, ReplacedContentKeepsTheModeAndRefusesWhatMayNotChange) {
+    const fs::path file = root / "history.dat";
+    Write(file, "old text that must not stay reachable");
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    struct stat before {};
+    ASSERT_EQ(stat(file.c_str(), &before), 0);
+    ReplaceFileContent(file.string(), "new");
+    EXPECT_EQ(ReadFileText(file.string()), "new");
+    struct stat after {};
+    ASSERT_EQ(stat(file.c_str(), &after), 0);
+    EXPECT_EQ(after.st_mode & 07777, 0640u);
+    EXPECT_NE(after.st_ino, before.st_ino) << "a new file took the name";
+    EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 1)
+        << "no temporary file stays behind";
+
+    // A read-only file, a link, a folder and a missing file keep what they are.
+    fs::permissions(file, fs::perms::owner_read);
+    EXPECT_THROW(ReplaceFileContent(file.string(), "x"), VbError);
+    EXPECT_EQ(ReadFileText(file.string()), "new");
+    Write(root / "victim", "untouched");
+    fs::create_symlink(root / "victim", root / "link.dat");
+    fs::create_directory(root / "folder");
+    for (const char* name : {"link.dat", "folder", "missing"})
+        EXPECT_THROW(ReplaceFileContent((root / name).string(), "x"), VbError) << name;
+    EXPECT_EQ(ReadFileText((root / "victim").string()), "untouched");
+    EXPECT_TRUE(fs::is_symlink(root / "link.dat"));
+    EXPECT_FALSE(fs::exists(root / "missing"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 4);
+}
+
 }  // namespace
 }  // namespace velloran::linuxfs

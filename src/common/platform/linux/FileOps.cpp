@@ -150,6 +150,58 @@ void WriteFileText(const std::string& path, const std::string& text) {
     if (fsync(fd.get()) != 0) throw ErrnoError(errno, path);
 }
 
+namespace {
+
+void WriteAll(int fd, const std::string& text, const std::string& shown) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = write(fd, text.data() + done, text.size() - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            throw ErrnoError(errno, shown);
+        }
+        done += static_cast<std::size_t>(n);
+    }
+}
+
+// The old file: a regular file that may be written. A file marked read-only keeps
+// its content even for root, who could otherwise replace it.
+struct stat ReplaceableFile(const std::string& path) {
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0) throw ErrnoError(errno, path);
+    if (!S_ISREG(st.st_mode))
+        throw VbError(vbErrPathFileAccess,
+                      "Path/File access error: " + path + ": not a regular file; left as it is");
+    if ((st.st_mode & 0222) == 0 || access(path.c_str(), W_OK) != 0) throw ErrnoError(EACCES, path);
+    return st;
+}
+
+}  // namespace
+
+void ReplaceFileContent(const std::string& path, const std::string& text) {
+    const struct stat old = ReplaceableFile(path);
+    const auto [folder, name] = SplitPath(path);
+    std::string temp = folder + "/." + name + ".velloran-XXXXXX";
+    const int raw = mkostemp(temp.data(), O_CLOEXEC);
+    if (raw < 0) throw ErrnoError(errno, path);
+    UniqueFd fd(raw);
+    try {
+        WriteAll(fd.get(), text, path);
+        if (fchmod(fd.get(), old.st_mode & 07777) != 0 || fsync(fd.get()) != 0 ||
+            rename(temp.c_str(), path.c_str()) != 0)
+            throw ErrnoError(errno, path);
+    } catch (...) {
+        unlink(temp.c_str());
+        throw;
+    }
+    // The rename itself reaches the disk with the folder.
+    const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        fsync(dir);
+        close(dir);
+    }
+}
+
 std::optional<std::string> ReadFileText(const std::string& path) {
     const int raw = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (raw < 0) return std::nullopt;

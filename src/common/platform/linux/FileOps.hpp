@@ -28,6 +28,11 @@ void ForEachFile(const std::string& folder, bool recursive,
 void WriteFileText(const std::string& path, const std::string& text);
 std::optional<std::string> ReadFileText(const std::string& path);
 
+// Writes `text` to a new file in the same folder, with the old file's permissions,
+// syncs it and renames it over `path`. The old file must be a regular file its
+// owner may write; otherwise, and on any failure, `path` is left as it was.
+void ReplaceFileContent(const std::string& path, const std::string& text);
+
 // The running program's absolute path (/proc/self/exe); empty when unknown.
 std::string SelfExecutable();
 

@@ -55,6 +55,17 @@ std::string LinuxPlatform::AppDataDirectory() {
     return {};
 }
 
+// The user's local application data: "AppData\Local", or "Local Settings\Application
+// Data" on prefixes made as Windows XP.
+std::string LinuxPlatform::LocalAppDataDirectory() {
+    if (!target_.HasPrefix()) return {};
+    const fs::path user = target_.prefix / "drive_c" / "users" / UserName();
+    for (const fs::path& p :
+         {user / "AppData" / "Local", user / "Local Settings" / "Application Data"})
+        if (DirectoryExists(p.string())) return p.string();
+    return {};
+}
+
 std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
     std::string path;
     switch (csidl & 0xFF) {
@@ -66,6 +77,9 @@ std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
             break;
         case CSIDL_APPDATA:
             path = AppDataDirectory();
+            break;
+        case CSIDL_LOCAL_APPDATA:
+            path = LocalAppDataDirectory();
             break;
         case CSIDL_RECENT:
             path = RecentFolder();

@@ -34,6 +34,7 @@ public:
     std::string ExecutablePath() override;
     std::optional<std::string> ReadTextFile(const std::string& path) override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
+    void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CreateDirectories(const std::string& path) override;
     bool RemoveFile(const std::string& path) override;
     void DeletePath(const std::string& path) override;
@@ -71,6 +72,7 @@ public:
 
 private:
     std::string AppDataDirectory();
+    std::string LocalAppDataDirectory();
     // recently-used.xbel files of the desktop, and the prefix's Recent folder.
     std::vector<std::filesystem::path> RecentLists();
     std::string RecentFolder();

@@ -24,6 +24,10 @@ void LinuxPlatform::WriteTextFile(const std::string& path, const std::string& te
     linuxfs::WriteFileText(path, text);
 }
 
+void LinuxPlatform::ReplaceFileContent(const std::string& path, const std::string& text) {
+    linuxfs::ReplaceFileContent(path, text);
+}
+
 void LinuxPlatform::CreateDirectories(const std::string& path) {
     std::error_code ec;
     std::filesystem::create_directories(path, ec);
