@@ -36,6 +36,31 @@ std::int64_t CountOccurrences(const fs::path& file, const std::string& needle) {
 
 std::string Label(const std::string& profile) { return "Opera profile " + profile; }
 
+// Opera 10.5 and later on Windows Vista and 7 keep a profile's disk cache apart from
+// it: the same folders under %LOCALAPPDATA% as the profile's under %APPDATA%.
+std::vector<fs::path> CacheParents(Platform& platform, const fs::path& profile) {
+    std::vector<fs::path> parents{profile};
+    const auto roaming = platform.SpecialFolderPath(CSIDL_APPDATA);
+    const auto local = platform.SpecialFolderPath(CSIDL_LOCAL_APPDATA);
+    if (!roaming || !local) return parents;
+    const fs::path inside = profile.lexically_relative(*roaming);
+    if (!inside.empty() && *inside.begin() != ".." && *inside.begin() != ".")
+        parents.push_back(fs::path(*local) / inside);
+    return parents;
+}
+
+// Files and bytes below a folder.
+RemovalCount FolderSize(const fs::path& folder) {
+    RemovalCount n;
+    std::error_code ec;
+    for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+        if (!it->is_regular_file(ec) || it->is_symlink(ec)) continue;
+        ++n.items;
+        n.bytes += static_cast<std::int64_t>(it->file_size(ec));
+    }
+    return n;
+}
+
 }  // namespace
 
 std::vector<std::string> LegacyOperaProfiles(Platform& platform) {
@@ -70,32 +95,27 @@ void LegacyOperaCleaner::CleanTyped(const std::string& profile) {
 }
 
 void LegacyOperaCleaner::CleanCache(const std::string& profile) {
-    std::int64_t files = 0, bytes = 0;
+    RemovalCount removed;
     bool failed = false;
-    for (const char* name : kCacheFolders) {
-        const fs::path folder = fs::path(profile) / name;
-        if (!platform_.DirectoryExists(folder.string())) continue;
-        std::int64_t f = 0, b = 0;
-        std::error_code ec;
-        for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end;
-             it.increment(ec)) {
-            if (!it->is_regular_file(ec)) continue;
-            ++f;
-            b += static_cast<std::int64_t>(it->file_size(ec));
+    for (const fs::path& parent : CacheParents(platform_, profile))
+        for (const char* name : kCacheFolders) {
+            const fs::path folder = parent / name;
+            // A folder holding a profile's own files is never a cache.
+            if (!platform_.DirectoryExists(folder.string()) || IsProfile(folder)) continue;
+            const RemovalCount size = FolderSize(folder);
+            try {
+                platform_.DeletePath(folder.string());
+                removed.items += size.items;
+                removed.bytes += size.bytes;
+            } catch (const VbError& e) {
+                failed = true;
+                report_("Failed: " + Label(profile) + ": cache not removed from " +
+                        folder.string() + ": " + e.what());
+            }
         }
-        try {
-            platform_.DeletePath(folder.string());
-            files += f;
-            bytes += b;
-        } catch (const VbError& e) {
-            failed = true;
-            report_("Failed: " + Label(profile) + ": cache not removed from " + folder.string() +
-                    ": " + e.what());
-        }
-    }
-    if (files > 0)
-        report_(Label(profile) + ": removed " + std::to_string(files) + " cache files (" +
-                std::to_string(bytes) + " bytes).");
+    if (removed.items > 0)
+        report_(Label(profile) + ": removed " + std::to_string(removed.items) + " cache files (" +
+                std::to_string(removed.bytes) + " bytes).");
     else if (!failed)
         report_(Label(profile) + ": no cache files to remove.");
 }

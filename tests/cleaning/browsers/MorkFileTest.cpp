@@ -14,9 +14,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string Fixture() {
-    std::ifstream in(fs::path(VELLORAN_TEST_DATADIR) / "browsers/mork/history.dat",
-                     std::ios::binary);
+const fs::path kData = fs::path(VELLORAN_TEST_DATADIR) / "browsers/mork";
+
+std::string Fixture(const fs::path& file = kData / "history.dat") {
+    std::ifstream in(file, std::ios::binary);
     std::stringstream s;
     s << in.rdbuf();
     return s.str();
@@ -83,6 +84,33 @@ TEST(MorkFile, OnlyCommittedTransactionsCountAndCutsApply) {
     EXPECT_EQ(typed, (std::vector<bool>{false, true, true, false, true}));
     EXPECT_FALSE(IsTypedHistoryRow({{"Typed", {"0"}}}));
     EXPECT_FALSE(IsTypedHistoryRow({{"Typed", {""}}}));
+}
+
+// Files Thunderbird wrote with the Mork code the old browsers shared: row updates
+// outside any table, a scope per table, multi-line rows, empty transactions.
+TEST(MorkFile, ReadsWhatMozillasOwnWriterWrote) {
+    for (const char* folder : {"Trash", "Unsent Messages"}) {
+        const MorkStore store =
+            MorkStore::Parse(Fixture(kData / "thunderbird" / (std::string(folder) + ".msf")));
+        ASSERT_EQ(store.Tables().size(), 3u) << folder;
+        const MorkTable& info = store.Tables()[2];
+        EXPECT_EQ(info.id.scope, "ns:msg:db:row:scope:dbfolderinfo:all");
+        EXPECT_EQ(info.meta.at(1), (MorkCell{"s", MorkValue{"9u"}}));
+        ASSERT_EQ(info.rows.size(), 1u);
+        const std::vector<MorkCell>& row = *store.Row(info.rows[0]);
+        EXPECT_EQ(MorkStore::Value(row, "mailboxName"), folder);
+        EXPECT_EQ(MorkStore::Value(row, "version"), "1");
+        EXPECT_EQ(store.Tables()[1].id.id, 0xFFFFFFFDu);
+        EXPECT_EQ(Dump(MorkStore::Parse(store.Write())), Dump(store)) << folder;
+    }
+    // Thunderbird opened the file this writer made, kept it and appended to it,
+    // numbering its new column names after the ones written here.
+    const std::string ours = MorkStore::Parse(Fixture(kData / "thunderbird/Trash.msf")).Write();
+    const std::string reopened = Fixture(kData / "thunderbird/Trash-reopened.msf");
+    EXPECT_TRUE(reopened.starts_with(ours));
+    EXPECT_NE(reopened.find("@$${1{@", ours.size()), std::string::npos);
+    const MorkStore after = MorkStore::Parse(reopened);
+    EXPECT_EQ(MorkStore::Value(*after.Row(after.Tables()[2].rows.at(0)), "mailboxName"), "Trash");
 }
 
 TEST(MorkFile, RewrittenFileHoldsTheFinalStateAndNothingRemoved) {

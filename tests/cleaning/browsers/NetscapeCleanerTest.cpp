@@ -23,6 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 const fs::path kFixtures = fs::path(VELLORAN_TEST_DATADIR) / "browsers" / "gecko";
+const fs::path kMork = fs::path(VELLORAN_TEST_DATADIR) / "browsers" / "mork";
 
 std::string Bytes(const fs::path& p) {
     std::ifstream in(p, std::ios::binary);
@@ -325,7 +326,7 @@ TEST_F(NetscapeCleanerTest, LegacyProfileLosesItsAddressBarListAndFormFile) {
         "width=\"800\"/>\n</RDF:RDF>\n";
     std::ofstream(p / "localstore.rdf") << rdf;
     std::ofstream(p / "formhistory.dat") << "// <!-- <mdb:mork:z v=\"1.4\"/> -->\n";
-    std::ofstream(p / "history.dat") << "// <!-- <mdb:mork:z v=\"1.4\"/> -->\n";
+    fs::copy_file(kMork / "history.dat", p / "history.dat");
     fs::create_directories(p / "Cache");
     std::ofstream(p / "Cache/_CACHE_MAP_") << "12345678";
 
@@ -333,11 +334,15 @@ TEST_F(NetscapeCleanerTest, LegacyProfileLosesItsAddressBarListAndFormFile) {
     EXPECT_EQ(
         Run(platform, 1),
         (std::vector<std::string>{"Removed 2 typed addresses from " + profile + "/localstore.rdf.",
-                                  "Failed: typed addresses not removed from " + profile +
-                                      "/history.dat: this old format is not cleaned yet."}));
+                                  "Removed 3 typed addresses from " + profile + "/history.dat."}));
     const std::string after = Bytes(p / "localstore.rdf");
     EXPECT_EQ(after.find(".test/"), std::string::npos);
     EXPECT_NE(after.find("width=\"800\""), std::string::npos) << "window settings stay";
+    const std::string history = Bytes(p / "history.dat");
+    EXPECT_EQ(history.find("typed-only.test"), std::string::npos);
+    EXPECT_NE(history.find("http://visited.test/page"), std::string::npos) << "history stays";
+    EXPECT_EQ(Run(platform, 1),
+              (std::vector<std::string>{"Nothing to remove in profile " + profile + "."}));
     EXPECT_EQ(Run(platform, 2), (std::vector<std::string>{"Removed 1 cache file (8 bytes) from " +
                                                           profile + "/Cache."}));
     EXPECT_EQ(Run(platform, 4), (std::vector<std::string>{"Removed the form history file " +
@@ -347,6 +352,64 @@ TEST_F(NetscapeCleanerTest, LegacyProfileLosesItsAddressBarListAndFormFile) {
     std::string out;
     EXPECT_EQ(RemoveUrlbarHistory("<RDF:Seq RDF:about=\"nc:urlbar-history\"/>", out), 0);
     EXPECT_EQ(RemoveUrlbarHistory("<RDF:RDF></RDF:RDF>", out), 0);
+}
+
+// Two Mozilla Suite profiles: a damaged or read-only history.dat fails alone and is
+// left byte for byte; a preview says what a real run does and changes nothing.
+TEST_F(NetscapeCleanerTest, MorkHistoryFailsAloneAndPreviewMatches) {
+    std::vector<fs::path> profiles;
+    for (const char* name : {"a/aaaaaaaa.slt", "b/bbbbbbbb.slt"}) {
+        profiles.push_back(fs::path(where.home) / ".mozilla" / name);
+        fs::create_directories(profiles.back());
+        fs::copy_file(kMork / "history.dat", profiles.back() / "history.dat");
+    }
+    const auto joined = [](const std::vector<std::string>& lines) {
+        std::string all;
+        for (const std::string& l : lines) all += l + "\n";
+        return all;
+    };
+    const fs::path& damaged = profiles[0];
+    std::string text = Bytes(damaged / "history.dat");
+    text.insert(text.find("[9("), "?");
+    std::ofstream(damaged / "history.dat", std::ios::trunc) << text;
+
+    const auto before = Snapshot(dir);
+    std::vector<std::string> previewed;
+    {
+        PreviewSummary summary;
+        PreviewPlatform preview(platform, summary);
+        previewed = Run(preview, 1);
+        EXPECT_EQ(summary.operations,
+                  (std::vector<std::string>{"rewrite " + fs::canonical(profiles[1]).string() +
+                                            "/history.dat"}));
+    }
+    EXPECT_EQ(Snapshot(dir), before);
+    const auto lines = Run(platform, 1);
+    EXPECT_EQ(lines, previewed);
+    const std::string all = joined(lines);
+    EXPECT_NE(
+        all.find("Failed: typed addresses not removed from " + fs::canonical(damaged).string() +
+                 "/history.dat: damaged at line 18: '?' in a table; the file was left as "
+                 "it was.\n"),
+        std::string::npos)
+        << all;
+    EXPECT_NE(all.find("Removed 3 typed addresses from " + fs::canonical(profiles[1]).string() +
+                       "/history.dat.\n"),
+              std::string::npos)
+        << all;
+    EXPECT_EQ(Bytes(damaged / "history.dat"), text);
+
+    // A history made read-only (users do, to stop the browser keeping one) stays so.
+    fs::copy_file(kMork / "history.dat", damaged / "history.dat",
+                  fs::copy_options::overwrite_existing);
+    fs::permissions(damaged / "history.dat", fs::perms::owner_read);
+    const auto readOnly = Run(platform, 1);
+    EXPECT_NE(
+        joined(readOnly).find("Failed: typed addresses not removed from " +
+                              fs::canonical(damaged).string() + "/history.dat: Permission denied"),
+        std::string::npos)
+        << joined(readOnly);
+    EXPECT_EQ(Bytes(damaged / "history.dat"), Bytes(kMork / "history.dat"));
 }
 
 }  // namespace velloran::test

@@ -319,4 +319,33 @@ TEST_F(OperaCleanerTest, LegacyProfilesLoseTheirFilesButNeverWand) {
     EXPECT_EQ(Run(1), std::vector<std::string>{"No Opera profile found."});
 }
 
+// Opera 11 in the Windows environment: the profile under %APPDATA%, its cache under
+// %LOCALAPPDATA%; a cache-named folder that holds a profile stays.
+TEST_F(OperaCleanerTest, LegacyCacheUnderLocalAppDataGoesWithItsProfile) {
+    fs::remove_all(userData);
+    const fs::path roaming = home / "prefix/AppData/Roaming", local = home / "prefix/AppData/Local";
+    platform.specialFolders[CSIDL_APPDATA] = roaming.string();
+    platform.specialFolders[CSIDL_LOCAL_APPDATA] = local.string();
+    const fs::path profile = roaming / "Opera/Opera";
+    Write(profile / "operaprefs.ini", "[User Prefs]\n");
+    Write(profile / "cache/sesn/opr00001", "12");
+    Write(local / "Opera/Opera/cache/sesn/opr00002.tmp", "3456");
+    Write(local / "Opera/Opera/opcache/opr00003", "789");
+    Write(local / "Opera/Opera/vps/0000/md.dat", "search index");  // not a cache
+    Write(local / "Other/cache/file", "another program's");
+    Write(local / "Opera/Opera/cache4/operaprefs.ini", "[User Prefs]\n");
+
+    EXPECT_EQ(Run(2), std::vector<std::string>{"Opera profile " + profile.string() +
+                                               ": removed 3 cache files (9 bytes)."});
+    EXPECT_FALSE(fs::exists(profile / "cache"));
+    EXPECT_FALSE(fs::exists(local / "Opera/Opera/cache"));
+    EXPECT_FALSE(fs::exists(local / "Opera/Opera/opcache"));
+    for (const char* kept :
+         {"Opera/Opera/vps/0000/md.dat", "Other/cache/file", "Opera/Opera/cache4/operaprefs.ini"})
+        EXPECT_TRUE(fs::exists(local / kept)) << kept;
+    EXPECT_TRUE(fs::exists(profile / "operaprefs.ini"));
+    EXPECT_EQ(Run(2), std::vector<std::string>{"Opera profile " + profile.string() +
+                                               ": no cache files to remove."});
+}
+
 }  // namespace velloran::test

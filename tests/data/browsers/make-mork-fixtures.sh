@@ -14,7 +14,14 @@
 #   D  new-typed.test added typed by transaction 1: goes
 #   E  aborted.test   only in an aborted transaction: never there
 #   F  unfinished.test only in a transaction that never ends: never there
-# Usage: tests/data/browsers/make-mork-fixtures.sh
+#
+# thunderbird/*.msf are real Mork files, written by Thunderbird's own Mork code (the
+# same code the old browsers used), made with THUNDERBIRD=1 and the Debian package
+# thunderbird installed: a new profile with only Local Folders, started under Xvfb.
+# Trash-reopened.msf is the proof that a real Mork reader takes the files Velloran
+# writes: Trash.msf rewritten by Velloran's writer, then opened again by Thunderbird,
+# which kept it and appended its own transaction.
+# Usage: [THUNDERBIRD=1] tests/data/browsers/make-mork-fixtures.sh
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 mkdir -p "$here/mork"
@@ -65,3 +72,42 @@ the line)>
 <(A0=http://unfinished.test/)>
 {1:^80 [F(^82^A0)(^B8=1)]}
 MORK
+
+if [ "${THUNDERBIRD:-}" = 1 ]; then
+  tmp=$(mktemp -d)
+  trap 'rm -rf "$tmp"' EXIT
+  HOME="$tmp" thunderbird --headless -CreateProfile "t $tmp/prof"
+  cat > "$tmp/prof/user.js" <<'PREFS'
+user_pref("mail.accountmanager.localfoldersserver", "server1");
+user_pref("mail.server.server1.type", "none");
+user_pref("mail.server.server1.hostname", "Local Folders");
+user_pref("mail.server.server1.userName", "nobody");
+user_pref("mail.server.server1.directory-rel", "[ProfD]Mail/Local Folders");
+user_pref("mail.account.account1.server", "server1");
+user_pref("mail.accountmanager.accounts", "account1");
+user_pref("mail.provider.suppress_dialog_on_startup", true);
+user_pref("mailnews.start_page.enabled", false);
+PREFS
+  run() { HOME="$tmp" timeout 45 xvfb-run -a thunderbird --profile "$tmp/prof" || true; }
+  run
+  folders="$tmp/prof/Mail/Local Folders"
+  mkdir -p "$here/mork/thunderbird"
+  cp "$folders/"*.msf "$here/mork/thunderbird/"
+  src="$here/../../../src"
+  cat > "$tmp/rewrite.cpp" <<'CPP'
+#include <fstream>
+#include <sstream>
+#include "cleaning/browsers/MorkFile.hpp"
+int main(int, char** argv) {
+    std::ifstream in(argv[1], std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    const std::string out = velloran::MorkStore::Parse(text.str()).Write();
+    std::ofstream(argv[1], std::ios::binary | std::ios::trunc) << out;
+}
+CPP
+  g++ -std=c++20 -I"$src" "$tmp/rewrite.cpp" "$src"/cleaning/browsers/Mork*.cpp -o "$tmp/rewrite"
+  "$tmp/rewrite" "$folders/Trash.msf"
+  run
+  cp "$folders/Trash.msf" "$here/mork/thunderbird/Trash-reopened.msf"
+fi
