@@ -67,24 +67,6 @@ const std::set<std::pair<std::string, std::string>> kKnownViolations = {
     // The junk search walks the tree through the Linux walker, not the
     // platform interface, so preview and the fake platform cannot see it.
     {"tools/junk/JunkSearch.cpp", "common/platform/linux/DirWalker.hpp"},
-    // The user's home lookup.
-    {"common/Target.cpp", "pwd.h"},
-    {"common/Target.cpp", "unistd.h"},
-    // The prefix store's file locking and the wineserver probe.
-    {"common/registry/WinePrefixStore.cpp", "fcntl.h"},
-    {"common/registry/WinePrefixStore.cpp", "sys/stat.h"},
-    {"common/registry/WinePrefixStore.cpp", "unistd.h"},
-    {"common/registry/WineServer.cpp", "dirent.h"},
-    {"common/registry/WineServer.cpp", "fcntl.h"},
-    {"common/registry/WineServer.cpp", "sys/stat.h"},
-    {"common/registry/WineServer.cpp", "unistd.h"},
-    {"common/registry/WineServer.hpp", "sys/types.h"},
-    // The console's junk command checks a folder with stat().
-    {"cli/JunkCommand.cpp", "sys/stat.h"},
-    // The console's progress line asks the terminal for its width and whether
-    // a stream is a terminal.
-    {"cli/ConsoleProgress.cpp", "sys/ioctl.h"},
-    {"cli/ConsoleProgress.cpp", "unistd.h"},
     // The window program runs -delstart through the console's runner before the
     // toolkit starts; that runner belongs below both front ends.
     {"qt/main.cpp", "cli/ConsoleSession.hpp"},
