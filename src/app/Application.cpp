@@ -4,6 +4,7 @@
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "common/registry/KelRegistry.hpp"
+#include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/FrmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
@@ -41,13 +42,18 @@ frmErad& Application::Erad() {
     return *erad_;
 }
 
+FrmCookies& Application::Cookies() {
+    if (!cookies_) cookies_ = std::make_unique<FrmCookies>(*this);
+    return *cookies_;
+}
+
 bool Application::CleanerLoaded() const { return cleaner_ && cleaner_->IsLoaded(); }
 
 std::vector<Form*> Application::SecondaryForms() {
     std::vector<Form*> out;
     if (about_) out.push_back(about_.get());
     if (cleaner_) out.push_back(cleaner_.get());
-    // Cookies and Erad come between Cleaner and Junk when they exist.
+    if (cookies_) out.push_back(cookies_.get());
     if (erad_) out.push_back(erad_.get());
     if (junk_) out.push_back(junk_.get());
     return out;

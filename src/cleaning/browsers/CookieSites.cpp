@@ -1,0 +1,153 @@
+#include "cleaning/browsers/CookieSites.hpp"
+
+#include <filesystem>
+#include <map>
+
+#include "cleaning/browsers/BrowserDatabase.hpp"
+#include "cleaning/browsers/ChromiumProfiles.hpp"
+#include "cleaning/browsers/GeckoTasks.hpp"
+#include "cleaning/browsers/IECleaner.hpp"
+#include "common/ModFunctions.hpp"
+
+namespace velloran {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The cookie manager asks for the cookies folder by this id; the shell reads its
+// low byte (33, the cookies folder).
+constexpr int kCookiesFolderId = 545;
+
+// Which Gecko browser a profile belongs to, by a piece of its path (lower case);
+// the first row that matches names it.
+struct GeckoName {
+    const char* pathPiece;
+    const char* name;
+};
+constexpr GeckoName kGeckoNames[] = {
+    {"librewolf", "LibreWolf"}, {"waterfox", "Waterfox"},  {"seamonkey", "SeaMonkey"},
+    {"pale moon", "Pale Moon"}, {"firefox", "Firefox"},    {".slt", "Netscape/Mozilla"},
+    {"", "Mozilla"},
+};
+
+std::string Lower(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+std::string GeckoBrowserName(const std::string& profile) {
+    const std::string path = Lower(profile);
+    for (const GeckoName& row : kGeckoNames)
+        if (path.find(row.pathPiece) != std::string::npos) return row.name;
+    return "Mozilla";
+}
+
+std::string Shown(Platform& platform, const std::string& path) {
+    const std::string home = platform.HomeDirectory();
+    if (!home.empty() && path.starts_with(home + "/")) return "~" + path.substr(home.size());
+    return path;
+}
+
+std::string Undotted(std::string host) {
+    while (!host.empty() && host.front() == '.') host.erase(0, 1);
+    return host;
+}
+
+bool IsFile(const std::string& path) {
+    std::error_code ec;
+    return fs::is_regular_file(path, ec);
+}
+
+}  // namespace
+
+std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& where) {
+    std::vector<CookieStore> stores;
+    for (const GeckoProfile& profile : FindGeckoProfiles(where)) {
+        const std::string file = profile.path + "/cookies.sqlite";
+        if (!IsFile(file)) continue;
+        stores.push_back({GeckoBrowserName(profile.path) + " " + Shown(platform, profile.path),
+                          file, "moz_cookies", "host", GeckoProfileInUse(platform, profile.path)});
+    }
+    for (const ChromiumProfile& profile : ChromiumProfiles(platform, kOperaBrowser)) {
+        const auto why = ChromiumFolderInUse(platform, profile.userDataFolder);
+        // Newer versions keep the file in Network/; an old copy may remain beside it.
+        for (const char* name : {"/Network/Cookies", "/Cookies"}) {
+            const std::string file = profile.folder + name;
+            if (!IsFile(file)) continue;
+            stores.push_back({std::string(kOperaBrowser.name) + " " +
+                                  Shown(platform, profile.folder) +
+                                  (std::string(name) == "/Cookies" ? " (old Cookies file)" : ""),
+                              file, "cookies", "host_key", why.value_or("")});
+        }
+    }
+    return stores;
+}
+
+std::vector<CookieSite> ReadCookieSites(const CookieStore& store, std::string& error) {
+    auto db = BrowserDatabase::OpenForReading(store.database, error);
+    if (!db) return {};
+    std::map<std::string, std::int64_t> counts;
+    try {
+        if (!db->HasColumn(store.table, store.hostColumn)) {
+            error = "this browser version has no " + std::string(store.table) + "." +
+                    store.hostColumn;
+            return {};
+        }
+        for (const auto& [host, n] :
+             db->QueryCounts("SELECT " + std::string(store.hostColumn) + ", count(*) FROM " +
+                             store.table + " GROUP BY 1"))
+            counts[Undotted(host)] += n;
+    } catch (const DatabaseError& e) {
+        error = e.what();
+        return {};
+    }
+    std::vector<CookieSite> sites;
+    for (const auto& [host, n] : counts)
+        if (!host.empty()) sites.push_back({host, n});
+    return sites;
+}
+
+std::string DeleteCookieSites(Platform& platform, const CookieStore& store,
+                              const std::vector<std::string>& hosts, std::int64_t& removed) {
+    removed = 0;
+    if (!store.inUse.empty()) return "the browser is running: " + store.inUse;
+    std::string error;
+    auto db = BrowserDatabase::Open(platform, store.database, error);
+    if (!db) return error;
+    try {
+        if (!db->HasColumn(store.table, store.hostColumn))
+            return "this browser version has no " + std::string(store.table) + "." +
+                   store.hostColumn;
+    } catch (const DatabaseError& e) {
+        return e.what();
+    }
+    const std::string sql = "DELETE FROM " + std::string(store.table) + " WHERE " +
+                            store.hostColumn + " IN (?1, ?2)";
+    std::int64_t count = 0;
+    error = db->Transaction([&](BrowserDatabase& d) {
+        for (const std::string& host : hosts) count += d.Execute(sql, {host, "." + host});
+    });
+    if (error.empty()) removed = count;
+    return error;
+}
+
+std::string IECookieFileSite(const std::string& fileName) {
+    const auto at = fileName.find('@');
+    if (at == std::string::npos) return {};
+    std::string site = fileName.substr(at + 1);
+    // "site[1].txt": the site runs up to the bracket, or else up to ".txt".
+    if (const auto bracket = site.find('['); bracket != std::string::npos)
+        site.erase(bracket);
+    else if (Lower(site).ends_with(".txt"))
+        site.erase(site.size() - 4);
+    return site;
+}
+
+std::string CookiesFolder(Platform& platform, RegistryStore& registry) {
+    std::string folder = GetSpecialFolder(platform, kCookiesFolderId);
+    if (!folder.empty()) return folder;
+    return ShellFolderPath(registry, platform, "Cookies").value_or("");
+}
+
+}  // namespace velloran
