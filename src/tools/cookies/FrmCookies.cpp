@@ -268,7 +268,10 @@ void FrmCookies::SaveKeepList() {
         const std::string site = SiteOf(lvDelete.Row(i));
         if (!site.empty() && keep_.Keeps(site)) updated.Remove(site);
     }
-    for (int i = 0; i < lvKeep.Count(); ++i) updated.Add(SiteOf(lvKeep.Row(i)));
+    // A subdomain of a kept site is kept already and needs no line of its own.
+    for (int i = 0; i < lvKeep.Count(); ++i)
+        if (const std::string site = SiteOf(lvKeep.Row(i)); !updated.Keeps(site))
+            updated.Add(site);
     if (updated.Text() == keep_.Text()) return;
     try {
         updated.Save(app_.GetPlatform(), keepListPath_);
