@@ -71,6 +71,14 @@ const std::set<std::pair<std::string, std::string>> kKnownViolations = {
     {"tools/eradicator/FrmErad.cpp", "app/StartupDelete.hpp"},
     {"tools/eradicator/FrmErad.cpp", "cleaning/ModListView.hpp"},
     {"tools/eradicator/FrmErad.cpp", "cleaning/ReportError.hpp"},
+    // The cookie manager likewise, and it lists and edits the browsers' cookie
+    // stores and keep list through the cookie tasks' own code.
+    {"tools/cookies/FrmCookies.cpp", "app/Application.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "app/Completion.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "cleaning/ModListView.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "cleaning/ReportError.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "cleaning/browsers/CookieKeepList.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "cleaning/browsers/CookieSites.hpp"},
     {"tools/junk/ModGeneral.cpp", "app/Application.hpp"},
     {"tools/junk/ModGeneral.cpp", "cleaning/ReportError.hpp"},
     // The junk search walks the tree through the Linux walker, not the

@@ -58,6 +58,11 @@ void PrintRows(const ListView& lv, const char* which) {
     }
 }
 
+void PrintDone(const FrmCookies& cookies) {
+    for (const std::string& line : cookies.Done) std::cout << line << '\n';
+    std::cout << std::flush;
+}
+
 // Ticks the rows of the delete list named by text (or all of them); returns the
 // first name that matches no row, "" when every one matched.
 std::string TickRows(ListView& lv, const std::vector<std::string>& names) {
@@ -81,15 +86,18 @@ int EditKeepList(const CookiesOptions& o) {
     const std::string path = CookieKeepList::DefaultPath();
     CookieKeepList list = CookieKeepList::Load(platform, path);
     int status = 0;
+    bool changed = false;
     for (const std::string& site : o.items) {
-        const bool changed = o.action == "keep" ? list.Add(site) : list.Remove(site);
-        if (!changed) {
+        if (o.action == "keep" ? list.Add(site) : list.Remove(site)) {
+            changed = true;
+        } else {
             std::cerr << "velloran-cli: '" << site << "' "
                       << (o.action == "keep" ? "is already in" : "is not in")
                       << " the keep list\n";
             if (o.action == "unkeep") status = 1;
         }
     }
+    if (!changed) return status;
     try {
         list.Save(platform, path);
     } catch (const VbError& e) {
@@ -126,9 +134,11 @@ int CmdCookies(const std::vector<std::string>& args) {
         }
         cookies.cmdClean.Click();
         if (cookies.IsLoaded()) cookies.Unload();  // answered No
+        PrintDone(cookies);
         if (o.session.preview) std::cout << session.Summary().Text() << '\n';
         return app.LeftUndone > 0 ? 1 : 0;
     } catch (const ProgramEnd& end) {
+        PrintDone(app.Cookies());
         if (o.session.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
         return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
     }

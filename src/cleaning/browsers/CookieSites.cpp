@@ -71,14 +71,17 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
     }
     for (const ChromiumProfile& profile : ChromiumProfiles(platform, kOperaBrowser)) {
         const auto why = ChromiumFolderInUse(platform, profile.userDataFolder);
-        // Newer versions keep the file in Network/; an old copy may remain beside it.
-        for (const char* name : {"/Network/Cookies", "/Cookies"}) {
-            const std::string file = profile.folder + name;
+        // Versions differ in whether the file is in Network/; where both are, the
+        // second is named so that the two rows can be told apart.
+        bool first = true;
+        for (const char* name : {"Network/Cookies", "Cookies"}) {
+            const std::string file = profile.folder + "/" + name;
             if (!IsFile(file)) continue;
             stores.push_back({std::string(kOperaBrowser.name) + " " +
                                   Shown(platform, profile.folder) +
-                                  (std::string(name) == "/Cookies" ? " (old Cookies file)" : ""),
+                                  (first ? "" : " (" + std::string(name) + ")"),
                               file, "cookies", "host_key", why.value_or("")});
+            first = false;
         }
     }
     return stores;

@@ -8,6 +8,8 @@
 #include "app/Completion.hpp"
 #include "cleaning/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
+#include "cleaning/browsers/CookieSites.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 
 namespace velloran {
@@ -42,7 +44,8 @@ int Percent(int done, int total) {
 
 }  // namespace
 
-FrmCookies::FrmCookies(Application& app) : Form(app.GetHost(), "FrmCookies"), app_(app) {
+FrmCookies::FrmCookies(Application& app)
+    : Form(app.GetHost(), "FrmCookies"), app_(app), keep_(std::make_unique<CookieKeepList>()) {
     BuildControls();
 }
 
@@ -90,7 +93,7 @@ void FrmCookies::PopulateCookies() {
         // Windows' business; here no browser session belongs to this program.
         Platform& platform = app_.GetPlatform();
         keepListPath_ = CookieKeepList::DefaultPath();
-        keep_ = CookieKeepList::Load(platform, keepListPath_);
+        *keep_ = CookieKeepList::Load(platform, keepListPath_);
         const std::string folder = CookiesFolder(platform, app_.Registry());
         std::vector<std::pair<std::string, std::string>> found;
         if (!folder.empty()) {
@@ -145,7 +148,7 @@ long FrmCookies::ListBrowserSites() {
 }
 
 ListView& FrmCookies::ListFor(const std::string& site) {
-    return !site.empty() && keep_.Keeps(site) ? lvKeep : lvDelete;
+    return !site.empty() && keep_->Keeps(site) ? lvKeep : lvDelete;
 }
 
 std::string FrmCookies::SiteOf(const ListRow& row) const {
@@ -225,6 +228,7 @@ void FrmCookies::DeleteTicked(const std::string& folder) {
     // A job before this one leaves the stop flag set; only this run's Close counts.
     app_.StopRequested = vbFalse;
     NotDone.clear();
+    Done.clear();
     Platform& platform = app_.GetPlatform();
     const int n = lvDelete.Count();
     pbar.SetMax(n);
@@ -236,6 +240,7 @@ void FrmCookies::DeleteTicked(const std::string& folder) {
         if (row.checked && row.key.starts_with(kFileKey)) {
             try {
                 platform.DeleteFileEntry(folder + row.text);
+                Done.push_back("Deleted " + folder + row.text);
             } catch (const VbError& e) {
                 NotDone.push_back(folder + row.text + ": " + e.Description());
             }
@@ -253,6 +258,9 @@ void FrmCookies::DeleteTicked(const std::string& folder) {
         if (std::string why = DeleteCookieSites(platform, store, hosts, removed); !why.empty())
             NotDone.push_back(store.label + ": cookies of " + std::to_string(hosts.size()) +
                               " site(s) left as they were: " + why);
+        else
+            Done.push_back("Removed " + std::to_string(removed) + " cookie(s) of " +
+                           std::to_string(hosts.size()) + " site(s) from " + store.label);
     }
 }
 
@@ -261,21 +269,21 @@ void FrmCookies::cmdExit_Click() { Unload(); }
 // ------------------------------------------------------------------ closing
 
 void FrmCookies::SaveKeepList() {
-    CookieKeepList updated = keep_;
+    CookieKeepList updated = *keep_;
     // A site the user moved out of the keep list is no longer kept; every site in
     // it now is.
     for (int i = 0; i < lvDelete.Count(); ++i) {
         const std::string site = SiteOf(lvDelete.Row(i));
-        if (!site.empty() && keep_.Keeps(site)) updated.Remove(site);
+        if (!site.empty() && keep_->Keeps(site)) updated.Remove(site);
     }
     // A subdomain of a kept site is kept already and needs no line of its own.
     for (int i = 0; i < lvKeep.Count(); ++i)
         if (const std::string site = SiteOf(lvKeep.Row(i)); !updated.Keeps(site))
             updated.Add(site);
-    if (updated.Text() == keep_.Text()) return;
+    if (updated.Text() == keep_->Text()) return;
     try {
         updated.Save(app_.GetPlatform(), keepListPath_);
-        keep_ = updated;
+        *keep_ = updated;
     } catch (const VbError& e) {
         TellWhatWasLeft(app_, "The list of cookies to keep was not saved:",
                         {keepListPath_ + ": " + e.Description()});

@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "cleaning/browsers/CookieKeepList.hpp"
-#include "cleaning/browsers/CookieSites.hpp"
 #include "common/controls/Controls.hpp"
 #include "common/controls/Form.hpp"
 #include "common/controls/ListView.hpp"
@@ -18,6 +16,8 @@
 namespace velloran {
 
 class Application;
+class CookieKeepList;
+struct CookieStore;
 
 class FrmCookies : public Form {
 public:
@@ -49,7 +49,8 @@ public:
     void cmdClean_Click();
     void cmdExit_Click();
 
-    // What the last deletion could not remove, one line each.
+    // What the last deletion removed and what it could not, one line each.
+    std::vector<std::string> Done;
     std::vector<std::string> NotDone;
 
 protected:
@@ -71,7 +72,7 @@ private:
 
     Application& app_;
     std::string keepListPath_;
-    CookieKeepList keep_;
+    std::unique_ptr<CookieKeepList> keep_;
     std::vector<CookieStore> stores_;
 };
 

@@ -12,6 +12,8 @@
 #include <set>
 #include <sstream>
 
+#include "cleaning/browsers/CookieKeepList.hpp"
+#include "cleaning/browsers/CookieSites.hpp"
 #include "cleaning/browsers/NetscapeCleaner.hpp"
 #include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
