@@ -92,8 +92,7 @@ int EditKeepList(const CookiesOptions& o) {
             changed = true;
         } else {
             std::cerr << "velloran-cli: '" << site << "' "
-                      << (o.action == "keep" ? "is already in" : "is not in")
-                      << " the keep list\n";
+                      << (o.action == "keep" ? "is already in" : "is not in") << " the keep list\n";
             if (o.action == "unkeep") status = 1;
         }
     }

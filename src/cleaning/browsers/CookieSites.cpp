@@ -26,8 +26,12 @@ struct GeckoName {
     const char* name;
 };
 constexpr GeckoName kGeckoNames[] = {
-    {"librewolf", "LibreWolf"}, {"waterfox", "Waterfox"},  {"seamonkey", "SeaMonkey"},
-    {"pale moon", "Pale Moon"}, {"firefox", "Firefox"},    {".slt", "Netscape/Mozilla"},
+    {"librewolf", "LibreWolf"},
+    {"waterfox", "Waterfox"},
+    {"seamonkey", "SeaMonkey"},
+    {"pale moon", "Pale Moon"},
+    {"firefox", "Firefox"},
+    {".slt", "Netscape/Mozilla"},
     {"", "Mozilla"},
 };
 
@@ -93,8 +97,8 @@ std::vector<CookieSite> ReadCookieSites(const CookieStore& store, std::string& e
     std::map<std::string, std::int64_t> counts;
     try {
         if (!db->HasColumn(store.table, store.hostColumn)) {
-            error = "this browser version has no " + std::string(store.table) + "." +
-                    store.hostColumn;
+            error =
+                "this browser version has no " + std::string(store.table) + "." + store.hostColumn;
             return {};
         }
         for (const auto& [host, n] :
@@ -125,8 +129,8 @@ std::string DeleteCookieSites(Platform& platform, const CookieStore& store,
     } catch (const DatabaseError& e) {
         return e.what();
     }
-    const std::string sql = "DELETE FROM " + std::string(store.table) + " WHERE " +
-                            store.hostColumn + " IN (?1, ?2)";
+    const std::string sql =
+        "DELETE FROM " + std::string(store.table) + " WHERE " + store.hostColumn + " IN (?1, ?2)";
     std::int64_t count = 0;
     error = db->Transaction([&](BrowserDatabase& d) {
         for (const std::string& host : hosts) count += d.Execute(sql, {host, "." + host});

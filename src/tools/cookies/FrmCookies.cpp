@@ -98,8 +98,9 @@ void FrmCookies::PopulateCookies() {
         std::vector<std::pair<std::string, std::string>> found;
         if (!folder.empty()) {
             FileFinder finder(platform);
-            finder.FoundFile.Connect(
-                [&](const std::string& dir, const std::string& name) { found.emplace_back(dir, name); });
+            finder.FoundFile.Connect([&](const std::string& dir, const std::string& name) {
+                found.emplace_back(dir, name);
+            });
             finder.Search(folder, "*.txt", false);
         }
         for (const auto& [dir, name] : found) AddCookie(dir, name);
@@ -278,8 +279,7 @@ void FrmCookies::SaveKeepList() {
     }
     // A subdomain of a kept site is kept already and needs no line of its own.
     for (int i = 0; i < lvKeep.Count(); ++i)
-        if (const std::string site = SiteOf(lvKeep.Row(i)); !updated.Keeps(site))
-            updated.Add(site);
+        if (const std::string site = SiteOf(lvKeep.Row(i)); !updated.Keeps(site)) updated.Add(site);
     if (updated.Text() == keep_->Text()) return;
     try {
         updated.Save(app_.GetPlatform(), keepListPath_);

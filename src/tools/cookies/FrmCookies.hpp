@@ -28,8 +28,8 @@ public:
     // many cookies it holds. The key says what a deletion removes.
     ListView lvDelete{"lvDelete"};
     ListView lvKeep{"lvKeep"};
-    CheckBox Check1{"Check1"};  // Select All of lvDelete
-    CheckBox Check2{"Check2"};  // Select All of lvKeep
+    CheckBox Check1{"Check1"};           // Select All of lvDelete
+    CheckBox Check2{"Check2"};           // Select All of lvKeep
     CommandButton Command1{"Command1"};  // ticked rows of lvDelete to lvKeep
     CommandButton Command2{"Command2"};  // ticked rows of lvKeep to lvDelete
     CommandButton cmdClean{"cmdClean"};

@@ -163,7 +163,8 @@ TEST_F(IEFilesTest, DeletesExactlyTheTickedRowsAfterYesAndNothingOtherwise) {
 
     host.boxes.clear();
     cookies.cmdClean.UserClick();
-    EXPECT_EQ(Deleted(), (std::vector<std::string>{std::string(kFolder) + "/alice@site.test[1].txt"}));
+    EXPECT_EQ(Deleted(),
+              (std::vector<std::string>{std::string(kFolder) + "/alice@site.test[1].txt"}));
     EXPECT_EQ(cookies.pbar.Caption(), "Completed:  100%");
     ASSERT_EQ(host.boxes.size(), 2u);
     EXPECT_EQ(host.boxes[1].text, "Cookies Deleted Successfully!");
@@ -290,8 +291,9 @@ TEST_F(BrowserSitesTest, SitesAreGroupedPerStoreAndKeptSitesSurviveEveryCookieCl
     EXPECT_EQ(Hosts(opera / "Network/Cookies", "cookies", "host_key", "gone.test"), 0);
     EXPECT_EQ(Hosts(opera / "Network/Cookies", "cookies", "host_key", "other.test"), 1);
     EXPECT_EQ(Count(firefox / "cookies.sqlite", "SELECT count(*) FROM moz_cookies"), 3);
-    EXPECT_EQ(ReadAll(KeepPath()), "# Sites whose cookies Velloran keeps, with their subdomains: "
-                                   "one a line.\nkeep.test\nnotkeep.test\n");
+    EXPECT_EQ(ReadAll(KeepPath()),
+              "# Sites whose cookies Velloran keeps, with their subdomains: "
+              "one a line.\nkeep.test\nnotkeep.test\n");
 
     // A later "Clear Cookies" of both browsers keeps exactly the kept sites.
     const CookieKeepList keep = CookieKeepList::Load(*realFiles, KeepPath());
@@ -315,8 +317,9 @@ TEST_F(BrowserSitesTest, AProfileInUseIsShownAsSuchAndLeftByteForByte) {
     FrmCookies& cookies = homeApp.Cookies();
     cookies.Load();
     const ListRow& row = cookies.lvDelete.Row(RowOf(cookies.lvDelete, "example.test"));
-    EXPECT_EQ(row.subItems.at(0), "Firefox ~/.mozilla/firefox/abc.default-esr (in use: the "
-                                  "browser holds its lock (.parentlock))");
+    EXPECT_EQ(row.subItems.at(0),
+              "Firefox ~/.mozilla/firefox/abc.default-esr (in use: the "
+              "browser holds its lock (.parentlock))");
     cookies.Check1.SetValue(1);
     cookies.cmdClean.UserClick();
     ASSERT_GE(host.boxes.size(), 3u);
