@@ -1,11 +1,11 @@
 #include "app/Application.hpp"
 
-#include "about/FrmAbout.hpp"
+#include "about/frmAbout.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "common/registry/KelRegistry.hpp"
 #include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {

@@ -1,7 +1,7 @@
 #include "app/FrmMain.hpp"
 #include "app/SettingsStore.hpp"
 
-#include "about/FrmAbout.hpp"
+#include "about/frmAbout.hpp"
 #include "app/Application.hpp"
 #include "app/ModControls.hpp"
 #include "app/StartupDelete.hpp"
@@ -10,7 +10,7 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
 #include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {

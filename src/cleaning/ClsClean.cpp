@@ -62,7 +62,7 @@ void ClsClean::AddLog(const std::string& text, Int16 total, Int16 current) {
     if (!app_.CleanerLoaded()) return;
     TextBox& log = app_.Cleaner().txtprogress;
     logSnapshot_ = log.Text();
-    log.SetText(logSnapshot_ + "\r\n" + text);
+    log.AppendLine(text);
     if (current < 1) return;
     RaiseProgress(text, total, current);
 }
@@ -136,7 +136,7 @@ void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& te
     if (!app_.CleanerLoaded()) return;
     TextBox& log = app_.Cleaner().txtprogress;
     logSnapshot_ = log.Text();
-    log.SetText(logSnapshot_ + "\r\n" + text);
+    log.AppendLine(text);
 }
 
 void ClsClean::WorkerError(std::int16_t number, const std::string& description,

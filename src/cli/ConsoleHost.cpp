@@ -45,4 +45,14 @@ int UsageError(const std::string& message) {
     return kExitUsage;
 }
 
+bool RunSwitches::Take(const std::string& arg) {
+    if (arg == "--preview")
+        preview = true;
+    else if (arg == "--yes" || arg == "--no")
+        answerNo = arg == "--no";
+    else
+        return false;
+    return true;
+}
+
 }  // namespace velloran

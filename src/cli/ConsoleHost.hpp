@@ -19,7 +19,6 @@ public:
     void FormUnloaded(Form& form) override;
     void ShowErrorReport(const std::string& reportText, const std::string& savedPath) override;
 
-    // Called for every log line the progress window gains, so the console can print it.
     std::ostream& Out() { return out_; }
 
 private:
@@ -36,5 +35,13 @@ inline constexpr int kExitUsage = 2;
 // Says what is wrong with the command line, on standard error, and how to get help;
 // returns kExitUsage.
 int UsageError(const std::string& message);
+
+// The switches of every command that changes something: --preview, --yes, --no.
+struct RunSwitches {
+    bool preview = false;
+    bool answerNo = false;
+    // True when `arg` is one of them, now taken into account.
+    bool Take(const std::string& arg);
+};
 
 }  // namespace velloran

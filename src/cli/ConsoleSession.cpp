@@ -6,7 +6,8 @@
 namespace velloran {
 
 ConsoleSession::ConsoleSession(const Options& options)
-    : target_(SelectTarget(options.prefix)),
+    : preview_(options.preview),
+      target_(SelectTarget(options.prefix)),
       platform_(target_),
       host_(std::cout, std::cerr, options.answerNo) {
     try {
@@ -42,8 +43,22 @@ FrmMain& ConsoleSession::LoadMain() {
     return frm;
 }
 
+int ConsoleSession::Run(const std::function<int()>& work) {
+    int code = 0;
+    try {
+        if (int own = work(); own != 0) return own;
+    } catch (const ProgramEnd& end) {
+        code = end.code;
+    }
+    if (code != 0) return code;
+    if (preview_) std::cout << summary_.Text() << '\n';
+    return app_->LeftUndone > 0 ? 1 : 0;
+}
+
 int RunStartupDelete() {
-    ConsoleSession session({std::nullopt, false, false, kStartupDeleteSwitch});
+    ConsoleSession::Options options;
+    options.commandLine = kStartupDeleteSwitch;
+    ConsoleSession session(options);
     if (!session.Ready()) return 1;
     try {
         session.LoadMain();

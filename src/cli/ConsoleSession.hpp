@@ -3,6 +3,7 @@
 // application on the console host. With `preview` the run works on the recording
 // layers, so nothing is changed.
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -24,6 +25,8 @@ public:
         bool answerNo = false;
         bool preview = false;
         std::string commandLine;
+        Options() = default;
+        explicit Options(const RunSwitches& run) : answerNo(run.answerNo), preview(run.preview) {}
     };
     explicit ConsoleSession(const Options& options);
 
@@ -33,8 +36,13 @@ public:
     const PreviewSummary& Summary() const { return summary_; }
     // The main window, initialised and loaded as at a start (may end the program).
     FrmMain& LoadMain();
+    // Runs a command's work and makes its exit status: the work's own when not 0;
+    // else the program's end code, or 1 when something was left undone. A
+    // preview's summary is printed after work that ended well.
+    int Run(const std::function<int()>& work);
 
 private:
+    bool preview_;
     Target target_;
     LinuxPlatform platform_;
     ConsoleHost host_;

@@ -16,6 +16,7 @@ namespace {
 struct CookiesOptions {
     std::string action = "list";  // list, delete, keep, unkeep
     ConsoleSession::Options session;
+    RunSwitches run;                 // delete only
     std::vector<std::string> items;  // rows or sites
 };
 
@@ -32,10 +33,8 @@ std::string Parse(const std::vector<std::string>& args, CookiesOptions& o) {
             o.session.prefix = args[i];
         } else if (window && a.starts_with("--prefix=")) {
             o.session.prefix = a.substr(9);
-        } else if (o.action == "delete" && a == "--preview") {
-            o.session.preview = true;
-        } else if (o.action == "delete" && (a == "--yes" || a == "--no")) {
-            o.session.answerNo = a == "--no";
+        } else if (o.action == "delete" && o.run.Take(a)) {
+            continue;
         } else if (a.starts_with("-")) {
             return "unknown option '" + a + "'";
         } else if (o.action == "list") {
@@ -44,6 +43,8 @@ std::string Parse(const std::vector<std::string>& args, CookiesOptions& o) {
             o.items.push_back(a);
         }
     }
+    o.session.preview = o.run.preview;
+    o.session.answerNo = o.run.answerNo;
     if (o.action != "list" && o.items.empty())
         return "cookies " + o.action + " needs at least one " +
                (o.action == "delete" ? "row (or all)" : "site");
@@ -115,32 +116,30 @@ int CmdCookies(const std::vector<std::string>& args) {
 
     ConsoleSession session(o.session);
     if (!session.Ready()) return 1;
-    Application& app = session.App();
-    try {
+    return session.Run([&] {
         session.LoadMain();
-        FrmCookies& cookies = app.Cookies();
+        FrmCookies& cookies = session.App().Cookies();
         cookies.Load();
         if (o.action == "list") {
             PrintRows(cookies.lvDelete, "delete");
             PrintRows(cookies.lvKeep, "keep");
             std::cout << std::flush;
             cookies.Unload();
-            return app.LeftUndone > 0 ? 1 : 0;
+            return 0;
         }
         if (std::string missing = TickRows(cookies.lvDelete, o.items); !missing.empty()) {
             cookies.Unload();
             return UsageError("no row '" + missing + "' in the delete list");
         }
+        // What went is printed also when the completion message ends the program.
+        struct DonePrinter {
+            const FrmCookies& form;
+            ~DonePrinter() { PrintDone(form); }
+        } printer{cookies};
         cookies.cmdClean.Click();
         if (cookies.IsLoaded()) cookies.Unload();  // answered No
-        PrintDone(cookies);
-        if (o.session.preview) std::cout << session.Summary().Text() << '\n';
-        return app.LeftUndone > 0 ? 1 : 0;
-    } catch (const ProgramEnd& end) {
-        PrintDone(app.Cookies());
-        if (o.session.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
-        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
-    }
+        return 0;
+    });
 }
 
 }  // namespace velloran

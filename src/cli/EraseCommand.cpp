@@ -7,7 +7,7 @@
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 
 namespace velloran {
 
@@ -59,14 +59,12 @@ void Run(frmErad& erad, const std::vector<std::string>& paths, bool folders) {
 }  // namespace
 
 int CmdErase(const std::vector<std::string>& args) {
-    ConsoleSession::Options options;
+    RunSwitches run;
     std::vector<std::string> paths;
     for (std::size_t i = 1; i < args.size(); ++i) {
         const std::string& a = args[i];
-        if (a == "--preview")
-            options.preview = true;
-        else if (a == "--yes" || a == "--no")
-            options.answerNo = a == "--no";
+        if (run.Take(a))
+            continue;
         else if (a.starts_with("-"))
             return UsageError("unknown option '" + a + "'");
         else
@@ -76,20 +74,15 @@ int CmdErase(const std::vector<std::string>& args) {
     for (std::string& p : paths)
         while (p.size() > 1 && p.back() == '/') p.pop_back();
 
-    ConsoleSession session(options);
+    ConsoleSession session{ConsoleSession::Options(run)};
     if (!session.Ready()) return 1;
-    Application& app = session.App();
-    try {
+    return session.Run([&] {
         session.LoadMain();
-        frmErad& erad = app.Erad();
+        frmErad& erad = session.App().Erad();
         Run(erad, paths, false);
         Run(erad, paths, true);
-        if (options.preview) std::cout << session.Summary().Text() << '\n';
-        return app.LeftUndone > 0 ? 1 : 0;
-    } catch (const ProgramEnd& end) {
-        if (options.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
-        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
-    }
+        return 0;
+    });
 }
 
 }  // namespace velloran

@@ -12,6 +12,7 @@
 #include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
+#include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "tools/junk/FrmJunk.hpp"
@@ -22,21 +23,13 @@ namespace {
 
 struct JunkOptions {
     bool remove = false;
-    bool preview = false;
-    bool answerNo = false;
+    RunSwitches run;
     std::vector<std::string> drives;
     std::vector<std::vector<std::string>> filters;  // pattern, description, tag
 };
 
 std::vector<std::string> SplitFilter(const std::string& text) {
-    std::vector<std::string> fields;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t at = text.find(';', start);
-        fields.push_back(text.substr(start, at - start));
-        if (at == std::string::npos) break;
-        start = at + 1;
-    }
+    std::vector<std::string> fields = SplitFields(text, ";");
     fields.resize(std::max<std::size_t>(fields.size(), 3));
     return fields;
 }
@@ -48,11 +41,7 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
     for (std::size_t i = 2; i < args.size(); ++i) {
         const std::string& a = args[i];
         std::string value;
-        if (o.remove && (a == "--preview" || a == "--yes" || a == "--no")) {
-            if (a == "--preview") o.preview = true;
-            o.answerNo = a == "--no";
-            continue;
-        }
+        if (o.remove && o.run.Take(a)) continue;
         if (a == "--drive" || a == "--filter") {
             if (i + 1 == args.size()) return a + " needs a value";
             value = args[++i];
@@ -107,13 +96,10 @@ int CmdJunk(const std::vector<std::string>& args) {
     JunkOptions o;
     if (std::string err = ParseJunk(args, o); !err.empty()) return UsageError(err);
 
-    ConsoleSession::Options options;
-    options.preview = o.preview;
-    options.answerNo = o.answerNo;
-    ConsoleSession session(options);
+    ConsoleSession session{ConsoleSession::Options(o.run)};
     if (!session.Ready()) return 1;
     Application& app = session.App();
-    try {
+    return session.Run([&] {
         session.LoadMain();
         FrmJunk& junk = app.Junk();
         junk.Load();
@@ -173,12 +159,8 @@ int CmdJunk(const std::vector<std::string>& args) {
         });
         junk.chkselallfiles.SetValue(1);
         junk.cmddelete.Click();
-        if (o.preview) std::cout << session.Summary().Text() << '\n';
-        return app.LeftUndone > 0 ? 1 : 0;
-    } catch (const ProgramEnd& end) {
-        if (o.preview && end.code == 0) std::cout << session.Summary().Text() << '\n';
-        return end.code == 0 && app.LeftUndone > 0 ? 1 : end.code;
-    }
+        return 0;
+    });
 }
 
 }  // namespace velloran

@@ -7,7 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "about/FrmAbout.hpp"
+#include "about/frmAbout.hpp"
 
 namespace velloran::gui {
 

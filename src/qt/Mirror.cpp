@@ -187,22 +187,25 @@ void BindLabel(Bindings& b, Label& label, QLabel* widget) {
 }
 
 void BindLog(Bindings& b, TextBox& text, QPlainTextEdit* widget) {
-    b.Mirror(text, [&text, widget] {
+    const auto toEnd = [widget] {
+        widget->verticalScrollBar()->setValue(widget->verticalScrollBar()->maximum());
+    };
+    b.Mirror(text, [&text, widget, toEnd] {
         MirrorCommon(text, widget);
         widget->setReadOnly(text.Locked());
         const QString now = ToQtLines(text.Text());
-        const QString shown = widget->toPlainText();
-        // The log grows by appending; only a rewrite needs the whole text again.
-        if (now == shown) return;
-        if (now.startsWith(shown) && !shown.isEmpty()) {
-            QTextCursor c(widget->document());
-            c.movePosition(QTextCursor::End);
-            c.insertText(now.mid(shown.size()));
-        } else {
-            widget->setPlainText(now);
-        }
-        widget->verticalScrollBar()->setValue(widget->verticalScrollBar()->maximum());
+        if (now == widget->toPlainText()) return;
+        widget->setPlainText(now);
+        toEnd();
     });
+    // A new line is added at the end; the shown text is never compared again.
+    b.On(text.LineAdded,
+         std::function<void(const std::string&)>([widget, toEnd](const std::string& line) {
+             QTextCursor c(widget->document());
+             c.movePosition(QTextCursor::End);
+             c.insertText(QStringLiteral("\n") + ToQtLines(line));
+             toEnd();
+         }));
 }
 
 void BindProgressBar(Bindings& b, ProgressBar& bar, CaptionProgressBar* widget) {

@@ -7,7 +7,7 @@
 #include <QTimer>
 #include <stdexcept>
 
-#include "about/FrmAbout.hpp"
+#include "about/frmAbout.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "common/Vb.hpp"
 #include "qt/AboutDialog.hpp"
@@ -20,7 +20,7 @@
 #include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
 #include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {

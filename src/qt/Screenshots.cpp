@@ -23,7 +23,7 @@
 #include "qt/ListViewModel.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "app/TaskCatalogue.hpp"
+#include "support/TestProcess.hpp"
 
 namespace velloran::test {
 
@@ -21,13 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path HelpDir() { return fs::path(VELLORAN_SOURCE_DATADIR) / "help"; }
-
-std::string ReadAll(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 struct Page {
     std::string html;

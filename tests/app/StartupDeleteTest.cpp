@@ -3,6 +3,7 @@
 #include "app/StartupDelete.hpp"
 #include "common/Target.hpp"
 #include "support/AppFixture.hpp"
+#include "support/EnvGuard.hpp"
 
 namespace velloran::test {
 
@@ -216,24 +217,12 @@ protected:
             (std::filesystem::temp_directory_path() / "velloran-delstart-XXXXXX").string();
         ASSERT_NE(mkdtemp(t.data()), nullptr);
         root = t;
-        for (const char* name : {"XDG_STATE_HOME", "XDG_CONFIG_HOME"}) {
-            const char* v = std::getenv(name);
-            saved.emplace_back(name, v ? std::optional<std::string>(v) : std::nullopt);
-        }
-        setenv("XDG_STATE_HOME", (root / "state").c_str(), 1);
-        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
+        env.Set("XDG_STATE_HOME", (root / "state").c_str());
+        env.Set("XDG_CONFIG_HOME", (root / "config").c_str());
     }
-    void TearDown() override {
-        for (const auto& [name, value] : saved) {
-            if (value)
-                setenv(name.c_str(), value->c_str(), 1);
-            else
-                unsetenv(name.c_str());
-        }
-        std::filesystem::remove_all(root);
-    }
+    void TearDown() override { std::filesystem::remove_all(root); }
     std::filesystem::path root;
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+    test::EnvGuard env;
 };
 
 TEST_F(StartupDeleteOnDisk, RequestThenDelstartStart) {

@@ -1,13 +1,21 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
-#include "cleaning/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/controls/ListView.hpp"
+#include "common/controls/ModListView.hpp"
 #include "support/AppFixture.hpp"
+#include "support/EnvGuard.hpp"
+#include "support/TestProcess.hpp"
+#include "traces/TracesFixture.hpp"
 
 namespace velloran::test {
+
+namespace fs = std::filesystem;
 
 class ClsCleanTest : public AppFixture {
 protected:
@@ -221,6 +229,98 @@ TEST(ModListView, FitsEveryColumnOrTheLast) {
     FitColumns(lv);
     FitLastColumn(lv);
     EXPECT_EQ(sent, (std::vector<std::pair<int, int>>{{0, -2}, {1, -2}, {2, -2}, {2, -2}}));
+}
+
+using ClsCleanWindowsTest = TracesFixture;
+
+TEST_F(ClsCleanWindowsTest, WindowsGroupLogAndProgress) {
+    Put(std::string(kExplorer) + "\\RunMRU", "a");
+    for (int i : {2, 5, 11, 13}) main().win_chk(i).SetValue(1);
+    FrmCleaner& cleaner = app.Cleaner();
+    cleaner.Load();
+    ClsClean cs(app);
+    std::vector<std::tuple<std::string, int, int>> events;
+    cs.Progress = [&](const std::string& t, int total, int cur) {
+        events.emplace_back(t, total, cur);
+    };
+    cleaner.txtprogress.SetText("HEADER");
+    cs.DoWindows();
+    EXPECT_EQ(cleaner.txtprogress.Text(),
+              "HEADER\r\nVerifying Windows jobs...\r\nCleaning Run history ...\r\n"
+              "Cleared Windows {run dialog} history. (1 Found!)\r\n"
+              "Setting Windows Page File for startup deletion ...\r\n"
+              "Page/SWAP File will be cleared on restart.");
+    using E = std::tuple<std::string, int, int>;
+    EXPECT_EQ(events,
+              (std::vector<E>{E{"Cleaning Run history ...", 4, 5},
+                              E{"Setting Windows Page File for startup deletion ...", 4, 13},
+                              E{"Completed Windows jobs...", 4, 2}}));
+    EXPECT_EQ(host.doEvents, 13) << "one pump per examined box";
+    EXPECT_EQ(cs.cwin(), nullptr);
+}
+
+TEST_F(ClsCleanWindowsTest, CancelBetweenWindowsTasksEndsWithAnErrorReport) {
+    for (int i : {1, 5}) main().win_chk(i).SetValue(1);
+    // The user presses Cancel while the group pumps events after box 1.
+    host.atDoEvents[2] = [&] { app.Cleaner().cmdCancel.UserClick(); };
+    int code = ExpectProgramEnd([&] { main().cmdClean.UserClick(); });
+    EXPECT_EQ(code, 1);
+    ASSERT_EQ(host.reports.size(), 1u);
+    EXPECT_NE(host.reports[0].find("Location: ClsClean:DoWindows"), std::string::npos);
+    EXPECT_NE(host.reports[0].find("Number: 91"), std::string::npos);
+    EXPECT_FALSE(main().IsLoaded());
+}
+
+// The Netscape box group of a run: its lines around the worker's own.
+class ClsCleanNetscapeTest : public AppFixture {
+protected:
+    void SetUp() override {
+        dir = MakeTempDir("velloran-nsgroup");
+        // Profiles are looked for under these; never the real user's.
+        env.Set("XDG_CONFIG_HOME", (dir / "config").c_str());
+        env.Set("XDG_CACHE_HOME", (dir / "cache").c_str());
+        platform.home = (dir / "home").string();
+        LoadMain();
+    }
+    void TearDown() override { fs::remove_all(dir); }
+    fs::path dir;
+    EnvGuard env;
+};
+
+TEST_F(ClsCleanNetscapeTest, TickedBoxesCallTheWorkerWithTheirIndex) {
+    const fs::path root = dir / "config/mozilla/firefox";
+    fs::create_directories(root / "p.default");
+    fs::copy_file(fs::path(VELLORAN_TEST_DATADIR) / "browsers/gecko/cookies.sqlite",
+                  root / "p.default/cookies.sqlite");
+    std::ofstream(root / "profiles.ini") << "[Profile0]\nPath=p.default\nIsRelative=1\n";
+    platform.texts[(dir / "config/velloran/cookies-keep.txt").string()] = "keep.test\n";
+
+    main().ns_Chk(1).SetValue(1);
+    main().ns_Chk(3).SetValue(1);
+    app.Cleaner().Load();
+    app.Cleaner().txtprogress.SetText("header");
+    ClsClean cs(app);
+    std::vector<std::tuple<std::string, int, int>> events;
+    cs.Progress = [&](const std::string& t, int total, int current) {
+        events.emplace_back(t, total, current);
+    };
+    cs.DoNetscape();
+
+    const std::string profile = fs::canonical(root / "p.default").string();
+    EXPECT_EQ(app.Cleaner().txtprogress.Text(),
+              "header\r\nVerifying Netscape jobs...\r\n"
+              "Cleaning Netscape Type Url's history ...\r\n"
+              "Nothing to remove in profile " +
+                  profile +
+                  ".\r\n"
+                  "Cleaning Netscape Cookies ...\r\n"
+                  "Removed 3 cookies from " +
+                  profile + "/cookies.sqlite; kept 2 cookies of the sites to keep.");
+    EXPECT_EQ(events, (std::vector<std::tuple<std::string, int, int>>{
+                          {"Cleaning Netscape Type Url's history ...", 2, 1},
+                          {"Cleaning Netscape Cookies ...", 2, 3},
+                          {"Completed Netscape jobs...", 2, 2}}));
+    EXPECT_EQ(cs.cNsp(), nullptr) << "the worker lives only during the group";
 }
 
 }  // namespace velloran::test

@@ -35,6 +35,9 @@ public:
     std::map<std::string, std::string> windows;  // open windows: class -> title
 
     std::optional<OsVersionInfo> GetVersionEx() override { return version; }
+    std::optional<std::string> HostPath(const std::string& windowsPath) override {
+        return realFiles ? realFiles->HostPath(windowsPath) : std::nullopt;
+    }
     std::string WindowsDirectory() override { return windowsDir; }
     std::string SystemDirectory() override { return windowsDir + "/system32"; }
     std::string TempPath() override { return "/tmp"; }
@@ -95,6 +98,7 @@ public:
     void CreateDirectories(const std::string& p) override { dirs.insert(p); }
     bool RemoveFile(const std::string& p) override {
         calls.push_back("RemoveFile:" + p);
+        if (realFiles) return realFiles->RemoveFile(p);
         texts.erase(p);
         return files.erase(p) != 0;
     }

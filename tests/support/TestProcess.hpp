@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace velloran::test {
@@ -31,6 +33,12 @@ inline std::filesystem::path MakeTempDir(const char* stem) {
     std::string t =
         (std::filesystem::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
     return mkdtemp(t.data());
+}
+
+// The whole content of a file; empty when it cannot be read.
+inline std::string ReadAll(const std::filesystem::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace velloran::test

@@ -4,27 +4,16 @@
 #include <sstream>
 
 #include "common/Target.hpp"
+#include "common/Text.hpp"
 
 namespace velloran {
 
 namespace {
 
-std::string Lower(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
-std::string Trim(const std::string& s) {
-    const auto first = s.find_first_not_of(" \t\r");
-    if (first == std::string::npos) return {};
-    return s.substr(first, s.find_last_not_of(" \t\r") - first + 1);
-}
-
 // The site a line names: what is left of it without its comment.
 std::string LineSite(std::string line) {
     if (auto hash = line.find('#'); hash != std::string::npos) line.erase(hash);
-    return CookieKeepList::Normalize(Trim(line));
+    return CookieKeepList::Normalize(Trimmed(line, " \t\r"));
 }
 
 }  // namespace
@@ -34,7 +23,7 @@ std::string CookieKeepList::Normalize(std::string line) {
     if (auto scheme = line.find("://"); scheme != std::string::npos) line.erase(0, scheme + 3);
     if (auto slash = line.find('/'); slash != std::string::npos) line.erase(slash);
     while (!line.empty() && line.front() == '.') line.erase(0, 1);
-    return Lower(line);
+    return AsciiLower(line);
 }
 
 CookieKeepList::CookieKeepList(const std::string& text) {
@@ -68,7 +57,7 @@ bool CookieKeepList::Keeps(std::string host) const {
 }
 
 bool CookieKeepList::Add(const std::string& site) {
-    const std::string s = Normalize(Trim(site));
+    const std::string s = Normalize(Trimmed(site, " \t\r"));
     if (s.empty() || std::find(sites_.begin(), sites_.end(), s) != sites_.end()) return false;
     sites_.push_back(s);
     lines_.push_back(s);
@@ -76,7 +65,7 @@ bool CookieKeepList::Add(const std::string& site) {
 }
 
 bool CookieKeepList::Remove(const std::string& site) {
-    const std::string s = Normalize(Trim(site));
+    const std::string s = Normalize(Trimmed(site, " \t\r"));
     const auto before = sites_.size();
     std::erase(sites_, s);
     std::erase_if(lines_, [&](const std::string& line) { return LineSite(line) == s; });

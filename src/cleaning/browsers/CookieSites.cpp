@@ -8,6 +8,7 @@
 #include "cleaning/browsers/GeckoTasks.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/Text.hpp"
 
 namespace velloran {
 
@@ -35,13 +36,8 @@ constexpr GeckoName kGeckoNames[] = {
     {"", "Mozilla"},
 };
 
-std::string Lower(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
-
 std::string GeckoBrowserName(const std::string& profile) {
-    const std::string path = Lower(profile);
+    const std::string path = AsciiLower(profile);
     for (const GeckoName& row : kGeckoNames)
         if (path.find(row.pathPiece) != std::string::npos) return row.name;
     return "Mozilla";
@@ -146,7 +142,7 @@ std::string IECookieFileSite(const std::string& fileName) {
     // "site[1].txt": the site runs up to the bracket, or else up to ".txt".
     if (const auto bracket = site.find('['); bracket != std::string::npos)
         site.erase(bracket);
-    else if (Lower(site).ends_with(".txt"))
+    else if (AsciiLower(site).ends_with(".txt"))
         site.erase(site.size() - 4);
     return site;
 }

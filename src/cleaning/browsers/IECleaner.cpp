@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/Platform.hpp"
 #include "common/registry/KelRegistry.hpp"
@@ -40,11 +41,6 @@ bool IsWindowPlacement(const std::string& name) {
 
 std::string Plural(std::int64_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
-}
-
-std::string Lower(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
 }
 
 std::string Join(const fs::path& base, const char* leaf) { return (base / leaf).string(); }
@@ -226,7 +222,7 @@ std::optional<std::string> ShellFolderPath(RegistryStore& registry, Platform& pl
         if (reg.KeyExists()) windowsPath = reg.ReadValue(name, RegData("")).ToString();
         // Wine's defaults use only %USERPROFILE%, which is not stored anywhere.
         const std::string var = "%USERPROFILE%";
-        if (Lower(windowsPath).starts_with(Lower(var)))
+        if (AsciiLower(windowsPath).starts_with(AsciiLower(var)))
             windowsPath = "C:\\users\\" + platform.UserName() + windowsPath.substr(var.size());
     }
     if (windowsPath.empty() || windowsPath.find('%') != std::string::npos) return std::nullopt;

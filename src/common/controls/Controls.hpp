@@ -80,12 +80,29 @@ class TextBox : public Control {
 public:
     using Control::Control;
     const std::string& Text() const { return text_; }
-    void SetText(std::string t) { Set(text_, std::move(t)); }
+    void SetText(std::string t) {
+        if (t != text_) ++revision_;
+        Set(text_, std::move(t));
+    }
+    // A log grows a line at a time: views and the console take just the new
+    // line from `LineAdded`; `Changed` stays for rewrites of the whole text and
+    // other properties.
+    void AppendLine(const std::string& line) {
+        text_ += "\r\n";
+        text_ += line;
+        ++revision_;
+        LineAdded(line);
+    }
+    Signal<const std::string&> LineAdded;
+    // Counts changes of the text, so a listener can tell a rewrite from a change
+    // of another property without comparing texts.
+    unsigned long long TextRevision() const { return revision_; }
     bool Locked() const { return locked_; }
     void SetLocked(bool l) { Set(locked_, l); }
 
 private:
     std::string text_;
+    unsigned long long revision_ = 0;
     bool locked_ = false;
 };
 

@@ -6,10 +6,10 @@
 
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
-#include "cleaning/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/CookieSites.hpp"
+#include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 
 namespace velloran {

@@ -6,9 +6,10 @@
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/Text.hpp"
+#include "common/controls/ModListView.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 #include "tools/junk/FilterCollection.hpp"
 #include "tools/junk/JunkSearch.hpp"
@@ -22,29 +23,6 @@ const Font kVerdana{"Verdana", 8.25};
 const Font kArial{"Arial", 8.25};
 
 constexpr std::int16_t kLocationLength = 70;
-
-std::vector<std::string> Split(const std::string& s, char sep) {
-    std::vector<std::string> out;
-    std::size_t start = 0;
-    for (;;) {
-        std::size_t at = s.find(sep, start);
-        out.push_back(s.substr(start, at - start));
-        if (at == std::string::npos) return out;
-        start = at + 1;
-    }
-}
-
-std::string Lower(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
-std::string Upper(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return s;
-}
 
 // Errors of a drive that cannot be searched (gone, unreadable, not a real file
 // system): the drive just yields nothing.
@@ -154,7 +132,7 @@ void FrmJunk::cFilCol_Populated() {
     for (int i = 1; i <= count; ++i) {
         const std::string& line = lines.Item(i);
         if (!line.empty() && line[0] != '#') {
-            const std::vector<std::string> fields = Split(line, ';');
+            const std::vector<std::string> fields = SplitFields(line, ";");
             // A line without its three fields fails on the first one missing.
             auto field = [&fields](std::size_t n) -> const std::string& {
                 if (n >= fields.size()) throw VbError::Standard(vbErrSubscript);
@@ -165,7 +143,7 @@ void FrmJunk::cFilCol_Populated() {
             lvFilters.SetTag(row, field(2));
         } else if (line.starts_with("#&&")) {
             // Directives are the filter source's business; the window only splits them.
-            (void)Split(line, ';');
+            (void)SplitFields(line, ";");
         }
         GetHost().DoEvents();
     }
@@ -210,7 +188,7 @@ void FrmJunk::chkselallfiles_Click() {
 void FrmJunk::cmdFind_Click() {
     WithErrorHandler(app_, "FrmJunk:cmdFind:Click", [this] {
         try {
-            if (Lower(cmdFind.Caption()) == "stop") {
+            if (AsciiLower(cmdFind.Caption()) == "stop") {
                 app_.StopRequested = vbTrue;
                 if (cs_) {
                     cs_->SetCancel(true);
@@ -327,7 +305,7 @@ void FrmJunk::cs_FoundJunkFile(const std::string& folder, const std::string& nam
 
 void FrmJunk::cmddelete_Click() {
     WithErrorHandler(app_, "FrmJunk:cmdDelete:Click", [this] {
-        if (Upper(cmddelete.Caption()) == "STOP") {
+        if (AsciiUpper(cmddelete.Caption()) == "STOP") {
             ScanAborted = true;
             app_.StopRequested = vbTrue;
             if (csDel_) csDel_->SetAbortDelete(true);

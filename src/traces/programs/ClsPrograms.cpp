@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "app/Application.hpp"
+#include "common/Text.hpp"
 #include "common/registry/KelRegistry.hpp"
 
 namespace velloran {
@@ -39,18 +40,8 @@ struct OfficeApp {
 };
 
 bool AnyValue(const std::string&) { return true; }
-bool AccessMru(const std::string& name) {
-    std::string head = name.substr(0, 3);
-    std::transform(head.begin(), head.end(), head.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return head == "MRU";
-}
-bool WordSettings(const std::string& name) {
-    std::string lower = name;
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower == "settings";
-}
+bool AccessMru(const std::string& name) { return AsciiUpper(name.substr(0, 3)) == "MRU"; }
+bool WordSettings(const std::string& name) { return AsciiLower(name) == "settings"; }
 
 constexpr std::array<OfficeApp, 4> kOffice{{
     {".0\\Access", "Settings", "Erased Microsoft Access history (", true, AccessMru},

@@ -58,13 +58,6 @@ std::set<std::string> FilesBelow(const fs::path& dir) {
     return out;
 }
 
-std::string ReadAll(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 std::vector<std::string> ValueNames(RegistryStore& store, const std::string& key) {
     std::vector<std::string> names;
     for (const auto& v : KelRegistry(store).EnumerateValues(kHKeyCurrentUser, key))

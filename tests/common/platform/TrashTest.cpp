@@ -12,11 +12,13 @@
 
 #include "common/VbError.hpp"
 #include "common/platform/linux/FileOps.hpp"
+#include "support/TestProcess.hpp"
 
 namespace velloran::linuxfs {
 namespace {
 
 namespace fs = std::filesystem;
+using velloran::test::ReadAll;
 
 fs::path MakeTempDir(const char* stem) {
     std::string t = (fs::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
@@ -26,13 +28,6 @@ fs::path MakeTempDir(const char* stem) {
 void WriteFile(const fs::path& p, const std::string& data) {
     fs::create_directories(p.parent_path());
     std::ofstream(p, std::ios::binary) << data;
-}
-
-std::string ReadFile(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
 }
 
 TEST(Trash, InfoTextEncodingAndParsing) {
@@ -71,10 +66,10 @@ TEST(Trash, HomeTrashMovesRestoresCountsAndEmpties) {
     EXPECT_EQ(second.name, "a.2.tmp");
     EXPECT_TRUE(first.dir.home);
     EXPECT_FALSE(fs::exists(root / "one/a.tmp"));
-    EXPECT_EQ(ReadFile(root / "data/Trash/files/a.2.tmp"), "second");
+    EXPECT_EQ(ReadAll(root / "data/Trash/files/a.2.tmp"), "second");
     EXPECT_TRUE(fs::is_symlink(root / "data/Trash/files/link"));
 
-    const std::string text = ReadFile(root / "data/Trash/info/a.2.tmp.trashinfo");
+    const std::string text = ReadAll(root / "data/Trash/info/a.2.tmp.trashinfo");
     EXPECT_TRUE(std::regex_match(
         text, std::regex("\\[Trash Info\\]\nPath=" + (root / "two/a.tmp").string() +
                          "\nDeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\n")))
@@ -82,14 +77,14 @@ TEST(Trash, HomeTrashMovesRestoresCountsAndEmpties) {
     struct stat st {};
     ASSERT_EQ(stat((root / "data/Trash/info/a.2.tmp.trashinfo").c_str(), &st), 0);
     // directorysizes: one line for the folder, with the info file's mtime.
-    const std::string sizes = ReadFile(root / "data/Trash/directorysizes");
+    const std::string sizes = ReadAll(root / "data/Trash/directorysizes");
     EXPECT_TRUE(std::regex_match(sizes, std::regex("\\d+ \\d+ folder\n"))) << sizes;
     EXPECT_EQ(trash.CountItems(), 4u);
     EXPECT_GE(trash.Size(), 5000u);
 
     // Restore puts it back where it was, and refuses to overwrite.
     trash.Restore(first.dir, second.name);
-    EXPECT_EQ(ReadFile(root / "two/a.tmp"), "second");
+    EXPECT_EQ(ReadAll(root / "two/a.tmp"), "second");
     EXPECT_FALSE(fs::exists(root / "data/Trash/info/a.2.tmp.trashinfo"));
     WriteFile(root / "one/a.tmp", "new");
     try {
@@ -159,7 +154,7 @@ TEST(Trash, OtherVolumesUseTheirOwnTrash) {
     EXPECT_EQ(trash.TrashDirs().size(), 2u);
     EXPECT_EQ(trash.CountItems(), 3u);
     trash.Restore(c.dir, c.name);
-    EXPECT_EQ(ReadFile(vol / "c.tmp"), "c");
+    EXPECT_EQ(ReadAll(vol / "c.tmp"), "c");
     EXPECT_EQ(trash.Empty().removed, 2u);
     EXPECT_EQ(trash.CountItems(), 0u);
     umount(vol.c_str());
@@ -203,7 +198,7 @@ TEST(Trash, BindMountsInsideTheTrashOrAStartupDeletionAreNeverEntered) {
 
     Trash trash((root / "data/Trash").string(), getuid(), {});
     const Trash::EmptyResult r = trash.Empty();
-    EXPECT_EQ(ReadFile(root / "real-home/precious.txt"), "keep me");
+    EXPECT_EQ(ReadAll(root / "real-home/precious.txt"), "keep me");
     EXPECT_FALSE(fs::exists(root / "data/Trash/files/chroot/etc"));
     ASSERT_EQ(r.failed.size(), 1u);
     EXPECT_EQ(r.failed[0], (root / "data/Trash/files/chroot/home").string() +
@@ -212,7 +207,7 @@ TEST(Trash, BindMountsInsideTheTrashOrAStartupDeletionAreNeverEntered) {
 
     // The same tree deleted as a start-up deletion would delete it.
     EXPECT_THROW(RemovePath((root / "startup/tree").string()), VbError);
-    EXPECT_EQ(ReadFile(root / "real-home/precious.txt"), "keep me");
+    EXPECT_EQ(ReadAll(root / "real-home/precious.txt"), "keep me");
     EXPECT_FALSE(fs::exists(root / "startup/tree/file"));
 }
 
@@ -241,10 +236,10 @@ TEST(Trash, AVolumeTrashSwappedForALinkAfterItWasFoundIsNeverFollowed) {
     fs::rename(mine, top / ".Trash" / "aside");
     fs::create_directory_symlink(root / "elsewhere", mine);
     EXPECT_THROW(trash.Restore(dirs[0], "victim.txt"), VbError);
-    EXPECT_EQ(ReadFile(root / "elsewhere/files/victim.txt"), "keep me");
+    EXPECT_EQ(ReadAll(root / "elsewhere/files/victim.txt"), "keep me");
     EXPECT_FALSE(fs::exists(top / "restored.txt"));
     const Trash::EmptyResult r = trash.Empty();
-    EXPECT_EQ(ReadFile(root / "elsewhere/files/victim.txt"), "keep me");
+    EXPECT_EQ(ReadAll(root / "elsewhere/files/victim.txt"), "keep me");
     EXPECT_EQ(r.removed, 0u);
     fs::remove_all(root);
 }

@@ -43,13 +43,6 @@ int RowOf(const ListView& lv, const std::string& text) {
 
 void Tick(ListView& lv, const std::string& text) { lv.SetChecked(RowOf(lv, text), true); }
 
-std::string ReadAll(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 void Sql(const fs::path& db, const std::string& sql) {
     sqlite3* h = nullptr;
     ASSERT_EQ(sqlite3_open(db.c_str(), &h), SQLITE_OK);

@@ -17,6 +17,7 @@
 
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "support/EnvGuard.hpp"
 #include "support/Ext4Image.hpp"
 #include "support/TestProcess.hpp"
 
@@ -209,9 +210,8 @@ TEST_F(SecureDeleterTest, AbortStopsBetweenPassesAndStillRemovesTheFile) {
 }
 
 TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
-    const char* old = std::getenv("XDG_DATA_HOME");
-    std::string saved = old ? old : "";
-    setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
+    test::EnvGuard env;
+    env.Set("XDG_DATA_HOME", (dir_ / "data").c_str());
     fs::create_directories(dir_ / "data");
     SecureDeleter d(Real());
     std::string path = Make("recycle me.tmp", 10);
@@ -224,10 +224,6 @@ TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
     std::getline(in, second);
     EXPECT_EQ(first, "[Trash Info]");
     EXPECT_EQ(second, "Path=" + dir_.string() + "/recycle%20me.tmp");
-    if (old)
-        setenv("XDG_DATA_HOME", saved.c_str(), 1);
-    else
-        unsetenv("XDG_DATA_HOME");
 }
 
 // Proof on a real disk: after each method, the image holds no trace of the data.

@@ -18,6 +18,7 @@
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Trash.hpp"
 #include "support/AppFixture.hpp"
+#include "support/EnvGuard.hpp"
 #include "tools/junk/ModGeneral.hpp"
 
 namespace velloran::test {
@@ -38,14 +39,15 @@ protected:
         drive = root / "drive";
         fs::create_directories(drive);
         // Trash and settings of this test only.
-        setenv("XDG_DATA_HOME", (root / "data").c_str(), 1);
-        setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
-        setenv("XDG_STATE_HOME", (root / "state").c_str(), 1);
+        env.Set("XDG_DATA_HOME", (root / "data").c_str());
+        env.Set("XDG_CONFIG_HOME", (root / "config").c_str());
+        env.Set("XDG_STATE_HOME", (root / "state").c_str());
         WriteFilters("*.tmp;Temporary files;temp\n*.bak;Backup copies;backup\n");
         platform.drives = {{drive.string(), DRIVE_FIXED, "ext4", ""}};
         LoadMain();
     }
     void TearDown() override { fs::remove_all(root); }
+    test::EnvGuard env;
 
     void WriteFilters(const std::string& text) {
         std::ofstream(root / "filters.txt", std::ios::binary) << text;

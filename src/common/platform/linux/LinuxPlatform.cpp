@@ -1,5 +1,6 @@
 #include "common/platform/linux/LinuxPlatform.hpp"
 
+#include "common/Text.hpp"
 #include "common/platform/linux/DesktopTraces.hpp"
 #include "common/platform/linux/Trash.hpp"
 #include "common/platform/linux/WindowLookup.hpp"
@@ -78,22 +79,13 @@ std::optional<std::string> LinuxPlatform::SpecialFolderPath(int csidl) {
 
 namespace {
 
-bool SameLetters(const std::string& a, const std::string& b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
 // The entry of `dir` named `name` in any letter case, as Wine finds it; the name
 // itself when there is none (the path then names what does not exist yet).
 std::string EntryName(const fs::path& dir, const std::string& name) {
     std::error_code ec;
     if (fs::symlink_status(dir / name, ec).type() != fs::file_type::not_found) return name;
     for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec))
-        if (SameLetters(it->path().filename().string(), name))
+        if (EqualsIgnoringCase(it->path().filename().string(), name))
             return it->path().filename().string();
     return name;
 }

@@ -376,60 +376,46 @@ std::optional<TrashDir> Trash::VolumeTrash(const std::string& topdir, bool creat
     return std::nullopt;
 }
 
-TrashedItem Trash::MoveToTrash(const std::string& path) {
-    auto [dir, name] = SplitPath(path);
-    if (name.empty() || name == "." || name == ".." || name == "/")
-        throw VbError(vbErrInvalidCall, "Invalid procedure call or argument: " + path);
-    UniqueFd dirfd(OpenFolderForDeletion(dir));
-    if (!dirfd) throw ErrnoError(errno, path);
-    struct stat st {};
-    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
-        throw ErrnoError(errno, path);
-    std::string realDir = RealDir(dir);
-    if (realDir.empty()) throw ErrnoError(errno, path);
-    const std::string absolute = Join(realDir, name);
-
-    // Which trash: the home trash when on its file system, else the volume's.
-    TrashDir target;
+TrashDir Trash::TrashFor(const std::string& path, const std::string& realDir, dev_t device) const {
+    // The home trash when on its file system, else the volume's.
     std::string homeParent = home_;
     struct stat hs {};
     while (stat(homeParent.c_str(), &hs) != 0 && homeParent != "/")
         homeParent = SplitPath(homeParent).first;
-    if (hs.st_dev == st.st_dev) {
-        std::string parent = SplitPath(home_).first;
+    if (hs.st_dev == device) {
         std::error_code ec;
-        std::filesystem::create_directories(parent, ec);
+        std::filesystem::create_directories(SplitPath(home_).first, ec);
         if (!EnsureTrashLayout(home_, uid_, true))
             throw VbError(vbErrPathFileAccess,
                           "Path/File access error: cannot use the trash " + home_);
-        target = TrashDir{home_, "", true};
-    } else {
-        std::string top = MountTop(realDir, st.st_dev);
-        auto vt = VolumeTrash(top, true);
-        if (!vt)
-            throw VbError(vbErrPathFileAccess,
-                          "Path/File access error: the volume of " + path + " has no usable trash");
-        target = *vt;
+        return TrashDir{home_, "", true};
     }
-    std::string recorded = absolute;
-    if (!target.home) {
-        recorded = absolute.substr(target.topdir.size());
-        while (!recorded.empty() && recorded[0] == '/') recorded.erase(0, 1);
-    }
-
-    OpenedTrash opened = Open(target);
-    if (!opened)
+    auto volume = VolumeTrash(MountTop(realDir, device), true);
+    if (!volume)
         throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: " + target.path + " is not this user's trash");
-    const UniqueFd& infoDir = opened.info;
-    const UniqueFd& filesDir = opened.files;
+                      "Path/File access error: the volume of " + path + " has no usable trash");
+    return *volume;
+}
 
-    const std::string content = "[Trash Info]\nPath=" + PercentEncode(recorded) +
-                                "\nDeletionDate=" + LocalTimeStamp() + "\n";
+namespace {
+
+// The path a .trashinfo records: absolute in the home trash, relative to the
+// volume's top in a volume's.
+std::string RecordedPath(const TrashDir& target, const std::string& absolute) {
+    if (target.home) return absolute;
+    std::string recorded = absolute.substr(target.topdir.size());
+    while (!recorded.empty() && recorded[0] == '/') recorded.erase(0, 1);
+    return recorded;
+}
+
+}  // namespace
+
+UniqueFd Trash::ClaimName(const OpenedTrash& opened, const TrashDir& target, std::string name,
+                          const std::string& info, std::string& claimed) const {
     for (int attempt = 0; attempt < 10000; ++attempt) {
         std::string candidate = Candidate(name, attempt);
         std::string infoName = candidate + kInfoSuffix;
-        int fd = openat(infoDir.get(), infoName.c_str(),
+        int fd = openat(opened.info.get(), infoName.c_str(),
                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (fd < 0) {
             if (errno == EEXIST) continue;
@@ -441,41 +427,70 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
             }
             throw ErrnoError(errno, Join(Join(target.path, "info"), infoName));
         }
-        UniqueFd info(fd);
+        UniqueFd infoFd(fd);
         struct stat existing {};
-        if (fstatat(filesDir.get(), candidate.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
-            unlinkat(infoDir.get(), infoName.c_str(), 0);  // a stray entry without info
+        if (fstatat(opened.files.get(), candidate.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
+            unlinkat(opened.info.get(), infoName.c_str(), 0);  // a stray entry without info
             continue;
         }
-        if (write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
+        if (write(fd, info.data(), info.size()) != static_cast<ssize_t>(info.size()) ||
             fsync(fd) != 0) {
             int err = errno;
-            unlinkat(infoDir.get(), infoName.c_str(), 0);
+            unlinkat(opened.info.get(), infoName.c_str(), 0);
             throw ErrnoError(err, Join(Join(target.path, "info"), infoName));
         }
-        const std::string source = SplitPath(path).second;
-        if (renameat(dirfd.get(), source.c_str(), filesDir.get(), candidate.c_str()) != 0) {
-            int err = errno;
-            unlinkat(infoDir.get(), infoName.c_str(), 0);
-            throw ErrnoError(err, path);
-        }
-        fsync(filesDir.get());
-        if (S_ISDIR(st.st_mode)) {
-            // directorysizes: size, the info file's mtime, the encoded name.
-            struct stat is {};
-            fstat(fd, &is);
-            std::uint64_t size = DiskUsage(filesDir.get(), candidate.c_str(), st.st_dev);
-            std::string old = ReadTextAt(opened.root.get(), "directorysizes");
-            if (!old.empty() && old.back() != '\n') old += '\n';
-            old += std::to_string(size) + " " +
-                   std::to_string(static_cast<long long>(is.st_mtime)) + " " +
-                   PercentEncode(candidate) + "\n";
-            ReplaceTextAt(opened.root.get(), "directorysizes", old);
-        }
-        return TrashedItem{target, candidate, absolute};
+        claimed = candidate;
+        return infoFd;
     }
-    throw VbError(vbErrPathFileAccess,
-                  "Path/File access error: no free name in the trash for " + path);
+    return UniqueFd();
+}
+
+void Trash::RecordFolderSize(const OpenedTrash& opened, const UniqueFd& info,
+                             const std::string& name, dev_t device) const {
+    // directorysizes: size, the info file's mtime, the encoded name.
+    struct stat is {};
+    fstat(info.get(), &is);
+    std::uint64_t size = DiskUsage(opened.files.get(), name.c_str(), device);
+    std::string old = ReadTextAt(opened.root.get(), "directorysizes");
+    if (!old.empty() && old.back() != '\n') old += '\n';
+    old += std::to_string(size) + " " + std::to_string(static_cast<long long>(is.st_mtime)) + " " +
+           PercentEncode(name) + "\n";
+    ReplaceTextAt(opened.root.get(), "directorysizes", old);
+}
+
+TrashedItem Trash::MoveToTrash(const std::string& path) {
+    auto [dir, name] = SplitPath(path);
+    if (name.empty() || name == "." || name == ".." || name == "/")
+        throw VbError(vbErrInvalidCall, "Invalid procedure call or argument: " + path);
+    UniqueFd dirfd(OpenFolderForDeletion(dir));
+    if (!dirfd) throw ErrnoError(errno, path);
+    struct stat st {};
+    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+        throw ErrnoError(errno, path);
+    const std::string realDir = RealDir(dir);
+    if (realDir.empty()) throw ErrnoError(errno, path);
+    const std::string absolute = Join(realDir, name);
+
+    const TrashDir target = TrashFor(path, realDir, st.st_dev);
+    OpenedTrash opened = Open(target);
+    if (!opened)
+        throw VbError(vbErrPathFileAccess,
+                      "Path/File access error: " + target.path + " is not this user's trash");
+    const std::string info = "[Trash Info]\nPath=" + PercentEncode(RecordedPath(target, absolute)) +
+                             "\nDeletionDate=" + LocalTimeStamp() + "\n";
+    std::string candidate;
+    UniqueFd infoFd = ClaimName(opened, target, name, info, candidate);
+    if (!infoFd)
+        throw VbError(vbErrPathFileAccess,
+                      "Path/File access error: no free name in the trash for " + path);
+    if (renameat(dirfd.get(), name.c_str(), opened.files.get(), candidate.c_str()) != 0) {
+        int err = errno;
+        unlinkat(opened.info.get(), (candidate + kInfoSuffix).c_str(), 0);
+        throw ErrnoError(err, path);
+    }
+    fsync(opened.files.get());
+    if (S_ISDIR(st.st_mode)) RecordFolderSize(opened, infoFd, candidate, st.st_dev);
+    return TrashedItem{target, candidate, absolute};
 }
 
 void Trash::Restore(const TrashDir& dir, const std::string& name) {

@@ -80,6 +80,15 @@ private:
     };
     OpenedTrash Open(const TrashDir& dir) const;
     std::optional<TrashDir> VolumeTrash(const std::string& topdir, bool create) const;
+    // The trash a file of `realDir` on `device` goes to, made when missing.
+    TrashDir TrashFor(const std::string& path, const std::string& realDir, dev_t device) const;
+    // Creates and writes the first free "<name>[.N].trashinfo"; `claimed` gets the
+    // entry's name in files/. Empty when every name is taken.
+    UniqueFd ClaimName(const OpenedTrash& opened, const TrashDir& target, std::string name,
+                       const std::string& info, std::string& claimed) const;
+    // Adds a trashed folder's line to directorysizes.
+    void RecordFolderSize(const OpenedTrash& opened, const UniqueFd& info, const std::string& name,
+                          dev_t device) const;
 
     std::string home_;
     uid_t uid_;

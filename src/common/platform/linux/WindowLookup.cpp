@@ -13,6 +13,7 @@
 #include <memory>
 #include <sstream>
 
+#include "common/Text.hpp"
 #include "common/platform/linux/FileOps.hpp"
 
 #ifdef VELLORAN_HAVE_XCB
@@ -40,15 +41,8 @@ const std::array<WindowClassRule, 3> kRules{{
      {"opera", "opera-beta", "opera-developer", "opera.exe"}},
 }};
 
-std::string Lower(std::string_view s) {
-    std::string out(s);
-    std::transform(out.begin(), out.end(), out.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return out;
-}
-
 bool Listed(const std::vector<std::string_view>& names, std::string_view value) {
-    const std::string v = Lower(value);
+    const std::string v = AsciiLower(value);
     return std::any_of(names.begin(), names.end(), [&](std::string_view n) { return n == v; });
 }
 
@@ -70,7 +64,7 @@ bool MatchesX11Class(const WindowClassRule& rule, std::string_view instance,
 bool MatchesProcess(const WindowClassRule& rule, std::string_view comm, std::string_view argv0) {
     // The kernel keeps 15 characters of a process name.
     constexpr std::size_t kCommLength = 15;
-    const std::string name = Lower(comm);
+    const std::string name = AsciiLower(comm);
     for (std::string_view wanted : rule.processes) {
         if (name == wanted) return true;
         if (name.size() == kCommLength && wanted.substr(0, kCommLength) == name) return true;
@@ -79,7 +73,7 @@ bool MatchesProcess(const WindowClassRule& rule, std::string_view comm, std::str
     std::string_view base = argv0;
     if (auto cut = base.find_last_of("/\\"); cut != std::string_view::npos)
         base = base.substr(cut + 1);
-    return base.size() > 4 && Lower(base.substr(base.size() - 4)) == ".exe" &&
+    return base.size() > 4 && AsciiLower(base.substr(base.size() - 4)) == ".exe" &&
            Listed(rule.processes, base);
 }
 

@@ -10,40 +10,35 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/EradDialog.hpp"
 #include "qt/QtHost.hpp"
 #include "qt/Resources.hpp"
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
+
+#include "GuiRig.hpp"
 
 using namespace velloran;
 using namespace velloran::gui;
 
-class EradGuiTest : public QObject {
+class EradDialogTest : public QObject {
     Q_OBJECT
 
 private slots:
     void initTestCase() { InitResources(); }
 
     void dropsLandInTheRightListAndRemoveTakesTheSelectedRow() {
-        QTemporaryDir store, files;
+        QTemporaryDir files;
         const QString folder = files.filePath("a folder");
         QDir().mkpath(folder);
         const QString file = files.filePath("notes.txt");
         std::ofstream(file.toStdString()) << "x";
 
-        LinuxPlatform platform(Target{{}, store.path().toStdString()});
-        MemoryStore registry;
-        QtHost host;
-        std::vector<std::string> messages;
-        host.AnswerMessages = [&](const MessageRequest& m) {
-            messages.push_back(m.prompt);
-            return vbOK;
-        };
-        Application app(host, platform);
-        app.SetRegistry(&registry);
+        GuiRig rig;
+        rig.platform.dirs.insert(folder.toStdString());
+        rig.platform.files.insert(file.toStdString());
+        Application& app = rig.app;
         frmErad& erad = app.Erad();
         Dispatch([&] { erad.Load(); });
         EradDialog dialog(erad, nullptr);
@@ -71,8 +66,8 @@ private slots:
 
         drop(dialog.Folders(), {QUrl::fromLocalFile(file)});
         QCOMPARE(erad.lview.Count(), 1);
-        QCOMPARE(messages.size(), size_t{1});
-        QCOMPARE(messages[0], std::string("File or Folder already exist in the list!"));
+        QCOMPARE(rig.messages.size(), size_t{1});
+        QCOMPARE(rig.messages[0].prompt, std::string("File or Folder already exist in the list!"));
 
         // Text that is no file list is not taken.
         QMimeData text;
@@ -88,5 +83,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(EradGuiTest)
-#include "EradGuiTest.moc"
+QTEST_MAIN(EradDialogTest)
+#include "EradDialogTest.moc"

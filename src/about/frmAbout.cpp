@@ -1,4 +1,4 @@
-#include "about/FrmAbout.hpp"
+#include "about/frmAbout.hpp"
 
 #include "app/Application.hpp"
 

@@ -1,36 +1,14 @@
+// The Windows trace worker on the memory registry and the fake platform.
 #include <gtest/gtest.h>
 
-#include "cleaning/ClsClean.hpp"
-#include "cleaning/FrmCleaner.hpp"
-#include "support/AppFixture.hpp"
-#include "traces/programs/ClsPrograms.hpp"
+#include "traces/TracesFixture.hpp"
 #include "traces/windows/ClsWindows.hpp"
 
 namespace velloran::test {
 
-namespace {
-constexpr const char* kExplorer = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer";
-constexpr const char* kComDlg = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\ComDlg32";
-}  // namespace
+using ClsWindowsTest = TracesFixture;
 
-class TracesTest : public AppFixture {
-protected:
-    void SetUp() override { LoadMain(); }
-    void Put(const std::string& key, const std::string& name, const std::string& data = "x") {
-        registry.WriteValue(kHKeyCurrentUser, key, name, RegValue::String(data));
-    }
-    template <class W>
-    void Listen(W& w) {
-        w.OnProgress = [this](const std::string& area, const std::string& text) {
-            lines.push_back(area + "|" + text);
-        };
-        w.OnError = [this](std::int16_t n, const std::string&, const std::string& loc,
-                           const std::string&) { errors.push_back(std::to_string(n) + "|" + loc); };
-    }
-    std::vector<std::string> lines, errors;
-};
-
-TEST_F(TracesTest, ListProcedureKeepsDefaultAndKeyAndCountsAcrossLists) {
+TEST_F(ClsWindowsTest, ListProcedureKeepsDefaultAndKeyAndCountsAcrossLists) {
     Put(std::string(kExplorer) + "\\RunMRU", "", "default stays");
     Put(std::string(kExplorer) + "\\RunMRU", "a", "notepad");
     Put(std::string(kExplorer) + "\\RunMRU", "b", "cmd");
@@ -61,7 +39,7 @@ TEST_F(TracesTest, ListProcedureKeepsDefaultAndKeyAndCountsAcrossLists) {
     EXPECT_EQ(lines.back(), "Windows|Cleared Windows {find printer} history. (0 Found!)");
 }
 
-TEST_F(TracesTest, OpenSaveListLosesValuesAndSubkeysOthersOnlyValues) {
+TEST_F(ClsWindowsTest, OpenSaveListLosesValuesAndSubkeysOthersOnlyValues) {
     const std::string openSave = std::string(kComDlg) + "\\OpenSaveMRU";
     Put(openSave, "a");
     Put(openSave, "MRUList");
@@ -81,7 +59,7 @@ TEST_F(TracesTest, OpenSaveListLosesValuesAndSubkeysOthersOnlyValues) {
         registry.KeyExists(kHKeyCurrentUser, "Software\\Microsoft\\Search Assistant\\ACMru\\5603"));
 }
 
-TEST_F(TracesTest, CancelAndOverflowPaths) {
+TEST_F(ClsWindowsTest, CancelAndOverflowPaths) {
     const std::string run = std::string(kExplorer) + "\\RunMRU";
     Put(run, "a");
     Put(run, "b");
@@ -108,7 +86,7 @@ TEST_F(TracesTest, CancelAndOverflowPaths) {
     EXPECT_EQ(errors, (std::vector<std::string>{"6|ClsWindows:CleanRegistryStreams"}));
 }
 
-TEST_F(TracesTest, SystemTraces) {
+TEST_F(ClsWindowsTest, SystemTraces) {
     ClsWindows w(app);
     Listen(w);
     EXPECT_TRUE(w.CleanClipBoard());
@@ -156,7 +134,7 @@ TEST_F(TracesTest, SystemTraces) {
                          "Windows|Removed the Explorer list of recent documents (3 entries)."}));
 }
 
-TEST_F(TracesTest, WhatTheDesktopLeftIsToldAndCounted) {
+TEST_F(ClsWindowsTest, WhatTheDesktopLeftIsToldAndCounted) {
     ClsWindows w(app);
     Listen(w);
     platform.trashLeftovers = {"/t/files/box/home: another file system is mounted here"};
@@ -171,81 +149,6 @@ TEST_F(TracesTest, WhatTheDesktopLeftIsToldAndCounted) {
                          "Windows|Not removed: /h/recently-used.xbel: a link, not a file; left "
                          "as it is"}));
     EXPECT_EQ(app.LeftUndone, 2);
-}
-
-TEST_F(TracesTest, ProgramListsAndOffice) {
-    ClsPrograms p(app);
-    Listen(p);
-    Put("Software\\Nico Mak Computing\\WinZip\\filemenu", "filemenu1");
-    p.CleanWinzipTracks();
-    p.CleanFrontpage(0);
-    p.CleanFrontpage(6);
-    p.CleanMMConsole();
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "Programs|Cleared Winzip {extract to} history. (0 Found!)",
-                         "Programs|Cleared Winzip {file} history. (1 Found!)",
-                         "Programs|Cleared Winzip {selected folder} history. (0 Found!)",
-                         "Programs|Cleaned Management console history (0)"}));
-
-    lines.clear();
-    for (const char* v : {"9.0", "10.0"})
-        for (const char* n : {"File1", "File2", "File3"})
-            Put(std::string("Software\\Microsoft\\Office\\") + v + "\\Excel\\Recent Files", n);
-    const std::string access = "Software\\Microsoft\\Office\\8.0\\Access\\Settings";
-    Put(access, "MRU1");
-    Put(access, "mru2");
-    Put(access, "Toolbars");
-    const std::string word = "Software\\Microsoft\\Office\\10.0\\Word\\Data";
-    Put(word, "Settings");
-    Put(word, "Toolbars");
-    p.CleanMicrosoftOffice(2);
-    p.CleanMicrosoftOffice(1);
-    p.CleanMicrosoftOffice(4);
-    p.CleanMicrosoftOffice(5);
-    EXPECT_EQ(lines, (std::vector<std::string>{"Programs|Erased Microsoft Excel history (6)",
-                                               "Programs|Erased Microsoft Access history (2)",
-                                               "Programs|Erased Microsoft Word history"}));
-    EXPECT_EQ(registry.EnumerateValues(kHKeyCurrentUser, access).size(), 1u) << "Toolbars stays";
-    EXPECT_EQ(registry.EnumerateValues(kHKeyCurrentUser, word).size(), 1u);
-    EXPECT_TRUE(errors.empty());
-}
-
-TEST_F(TracesTest, WindowsGroupLogAndProgress) {
-    Put(std::string(kExplorer) + "\\RunMRU", "a");
-    for (int i : {2, 5, 11, 13}) main().win_chk(i).SetValue(1);
-    FrmCleaner& cleaner = app.Cleaner();
-    cleaner.Load();
-    ClsClean cs(app);
-    std::vector<std::tuple<std::string, int, int>> events;
-    cs.Progress = [&](const std::string& t, int total, int cur) {
-        events.emplace_back(t, total, cur);
-    };
-    cleaner.txtprogress.SetText("HEADER");
-    cs.DoWindows();
-    EXPECT_EQ(cleaner.txtprogress.Text(),
-              "HEADER\r\nVerifying Windows jobs...\r\nCleaning Run history ...\r\n"
-              "Cleared Windows {run dialog} history. (1 Found!)\r\n"
-              "Setting Windows Page File for startup deletion ...\r\n"
-              "Page/SWAP File will be cleared on restart.");
-    using E = std::tuple<std::string, int, int>;
-    EXPECT_EQ(events,
-              (std::vector<E>{E{"Cleaning Run history ...", 4, 5},
-                              E{"Setting Windows Page File for startup deletion ...", 4, 13},
-                              E{"Completed Windows jobs...", 4, 2}}));
-    EXPECT_EQ(host.doEvents, 13) << "one pump per examined box";
-    EXPECT_EQ(cs.cwin(), nullptr);
-}
-
-TEST_F(TracesTest, CancelBetweenWindowsTasksEndsWithAnErrorReport) {
-    for (int i : {1, 5}) main().win_chk(i).SetValue(1);
-    // The user presses Cancel while the group pumps events after box 1.
-    host.atDoEvents[2] = [&] { app.Cleaner().cmdCancel.UserClick(); };
-    int code = ExpectProgramEnd([&] { main().cmdClean.UserClick(); });
-    EXPECT_EQ(code, 1);
-    ASSERT_EQ(host.reports.size(), 1u);
-    EXPECT_NE(host.reports[0].find("Location: ClsClean:DoWindows"), std::string::npos);
-    EXPECT_NE(host.reports[0].find("Number: 91"), std::string::npos);
-    EXPECT_FALSE(main().IsLoaded());
 }
 
 }  // namespace velloran::test

@@ -1,6 +1,6 @@
 // Error locations are the program's own and kept as written, including the run's
 // "FrmCleaner:FileERadicator", which names another window.
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 
 #include <cmath>
 #include <set>
@@ -9,9 +9,9 @@
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
 #include "app/StartupDelete.hpp"
-#include "cleaning/ModListView.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 

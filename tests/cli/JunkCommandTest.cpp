@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 using velloran::test::CliResult;
 
-class JunkCliTest : public ::testing::Test {
+class JunkCommandTest : public ::testing::Test {
 protected:
     void SetUp() override {
         std::string t = (fs::temp_directory_path() / "velloran-junkcli-XXXXXX").string();
@@ -51,7 +51,7 @@ protected:
     std::string env;
 };
 
-TEST_F(JunkCliTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
+TEST_F(JunkCommandTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
     const CliResult r =
         Cli("junk scan --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
     ASSERT_EQ(r.code, 0) << r.out;
@@ -76,7 +76,7 @@ TEST_F(JunkCliTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
     EXPECT_EQ(Cli("junk scan --bogus").code, 2);
 }
 
-TEST_F(JunkCliTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
+TEST_F(JunkCommandTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
     ASSERT_EQ(Cli("settings set1=1").code, 0);  // to the trash
     const CliResult r =
         Cli("junk delete --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
@@ -89,7 +89,7 @@ TEST_F(JunkCliTest, DeleteRemovesWhatTheScanFoundTheWayTheSettingsSay) {
     EXPECT_TRUE(fs::exists(root / "data" / "Trash" / "files" / "a.tmp"));
 }
 
-TEST_F(JunkCliTest, PreviewsOfJunkDeletionAndErasingChangeNothing) {
+TEST_F(JunkCommandTest, PreviewsOfJunkDeletionAndErasingChangeNothing) {
     ASSERT_EQ(Cli("settings set2=1 set3=2").code, 0);
     const CliResult junk = Cli("junk delete --preview --drive '" + tree.string() +
                                "' --filter '*.tmp;Temporary;temp'");
@@ -121,7 +121,7 @@ TEST_F(JunkCliTest, PreviewsOfJunkDeletionAndErasingChangeNothing) {
     EXPECT_EQ(Cli("erase").code, 2);
 }
 
-TEST_F(JunkCliTest, FilesLeftOrNotOverwrittenAreNamedAndTheExitStatusSaysSo) {
+TEST_F(JunkCommandTest, FilesLeftOrNotOverwrittenAreNamedAndTheExitStatusSaysSo) {
     // Zero and delete: a file with another hard link loses this name only, its data
     // is not overwritten (that would destroy the other name's file).
     ASSERT_EQ(Cli("settings set2=1 set3=2").code, 0);

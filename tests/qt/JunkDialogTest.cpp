@@ -13,7 +13,6 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "common/Vb.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/JunkDialog.hpp"
@@ -23,10 +22,12 @@
 #include "qt/Resources.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
+#include "GuiRig.hpp"
+
 using namespace velloran;
 using namespace velloran::gui;
 
-class JunkGuiTest : public QObject {
+class JunkDialogTest : public QObject {
     Q_OBJECT
 
 private slots:
@@ -89,20 +90,9 @@ private slots:
     }
 
     void junkWindowOpensFromTheMainWindowButton() {
-        QTemporaryDir store;
-        LinuxPlatform platform{Target{{}, store.path().toStdString()}};
-        MemoryStore registry;
-        QtHost host;
-        Application app{host, platform};
-        app.SetRegistry(&registry);
-        host.AnswerMessages = [](const MessageRequest&) { return vbOK; };
-        MainView view(app.Main(), host);
-        Dispatch([&app] {
-            app.Main().Form_Initialize();
-            app.Main().Load();
-        });
-        view.show();
-        QCoreApplication::processEvents();
+        GuiRig rig;
+        Application& app = rig.app;
+        MainView& view = rig.ShowMain();
 
         auto* button = qobject_cast<QAbstractButton*>(view.WidgetFor(app.Main().cmdjunk));
         QVERIFY(button);
@@ -132,5 +122,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(JunkGuiTest)
-#include "JunkGuiTest.moc"
+QTEST_MAIN(JunkDialogTest)
+#include "JunkDialogTest.moc"

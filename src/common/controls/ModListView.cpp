@@ -1,4 +1,4 @@
-#include "cleaning/ModListView.hpp"
+#include "common/controls/ModListView.hpp"
 
 #include "common/controls/ListView.hpp"
 

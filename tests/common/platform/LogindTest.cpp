@@ -21,6 +21,7 @@
 #include "common/platform/linux/Logind.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "support/ScriptedHost.hpp"
+#include "support/TestProcess.hpp"
 
 extern char** environ;
 
@@ -67,11 +68,6 @@ void Stop(pid_t& pid) {
     pid = -1;
 }
 
-std::string ReadAll(const fs::path& p) {
-    std::ifstream in(p);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 bool NameHasOwner(const std::string& address, const char* name) {
     sd_bus* bus = nullptr;
     if (sd_bus_new(&bus) < 0) return false;
@@ -110,7 +106,7 @@ bool MakeRefuse(const std::string& address, const char* method) {
 
 }  // namespace
 
-class PowerOffBusTest : public ::testing::Test {
+class LogindTest : public ::testing::Test {
 protected:
     void SetUp() override {
         const std::string daemon = FindProgram("dbus-daemon");
@@ -187,7 +183,7 @@ protected:
     pid_t mock_ = -1;
 };
 
-TEST_F(PowerOffBusTest, RunEndsWithPowerOffOrRebootOnTheBus) {
+TEST_F(LogindTest, RunEndsWithPowerOffOrRebootOnTheBus) {
     ScriptedHost host;
     LinuxPlatform platform{Target{}};
     platform.systemBusAddress = address_;

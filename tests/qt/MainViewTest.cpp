@@ -18,6 +18,7 @@
 #include <functional>
 #include <memory>
 
+#include "GuiRig.hpp"
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
@@ -39,48 +40,9 @@ using namespace velloran::gui;
 
 namespace {
 
-// A whole front end over a private store; message boxes are answered and kept.
-struct Rig {
-    QTemporaryDir store;
-    LinuxPlatform platform;
-    MemoryStore registry;
-    QtHost host;
-    Application app{host, platform};
-    std::vector<MessageRequest> messages;
-    std::vector<std::string> reports;
-    std::unique_ptr<MainView> view;
-
-    // `prefix`: the Windows environment the run cleans; none by default.
-    explicit Rig(const std::filesystem::path& prefix = {})
-        : platform(Target{prefix, store.path().toStdString()}) {
-        app.SetRegistry(&registry);
-        host.AnswerMessages = [this](const MessageRequest& m) {
-            messages.push_back(m);
-            return vbOK;
-        };
-        host.OnErrorReport = [this](const std::string& report, const std::string&) {
-            reports.push_back(report);
-        };
-        view = std::make_unique<MainView>(app.Main(), host);
-        Dispatch([this] {
-            app.Main().Form_Initialize();
-            app.Main().Load();
-        });
-        view->show();
-        QCoreApplication::processEvents();
-    }
-    ~Rig() { view.reset(); }
-
-    FrmMain& Main() { return app.Main(); }
-    template <class W = QWidget>
-    W* Widget(const Control& c) {
-        return qobject_cast<W*>(view->WidgetFor(c));
-    }
-    void Click(const Control& c) {
-        QWidget* w = view->WidgetFor(c);
-        QVERIFY2(w, c.Name().c_str());
-        QTest::mouseClick(w, Qt::LeftButton, {}, QPoint(6, w->height() / 2));
-    }
+// The main window shown over the shared rig.
+struct Rig : GuiRig {
+    explicit Rig(const std::filesystem::path& prefix = {}) : GuiRig(prefix) { ShowMain(); }
 };
 
 // Runs `step` on every modal window that shows up until it answers true.
@@ -115,7 +77,7 @@ protected:
 
 }  // namespace
 
-class GuiTest : public QObject {
+class MainViewTest : public QObject {
     Q_OBJECT
 
 private slots:
@@ -345,8 +307,11 @@ private slots:
         QCOMPARE(dialog.Bar()->value(), 0);
 
         cleaner.txtprogress.SetText("one\r\ntwo");
-        cleaner.txtprogress.SetText("one\r\ntwo\r\nthree");
-        QCOMPARE(dialog.Log()->toPlainText(), QString("one\ntwo\nthree"));
+        cleaner.txtprogress.AppendLine("three");
+        cleaner.txtprogress.SetEnabled(false);
+        cleaner.txtprogress.SetEnabled(true);
+        cleaner.txtprogress.AppendLine("four");
+        QCOMPARE(dialog.Log()->toPlainText(), QString("one\ntwo\nthree\nfour"));
         QVERIFY(dialog.Log()->isReadOnly());
         cleaner.txtprogress.SetText("new");
         QCOMPARE(dialog.Log()->toPlainText(), QString("new"));
@@ -485,5 +450,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(GuiTest)
-#include "GuiTest.moc"
+QTEST_MAIN(MainViewTest)
+#include "MainViewTest.moc"

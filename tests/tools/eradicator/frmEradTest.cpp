@@ -1,6 +1,6 @@
 // The file eradicator driven through clicks on the scripted host: the lists, the
 // file run and the folder run, on the fake platform and on real files.
-#include "tools/eradicator/FrmErad.hpp"
+#include "tools/eradicator/frmErad.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class FrmEradTest : public AppFixture {
+class frmEradTest : public AppFixture {
 protected:
     void SetUp() override {
         LoadMain();
@@ -45,7 +45,7 @@ protected:
     }
 };
 
-TEST_F(FrmEradTest, ListsTakeFilesAndFoldersFromEveryWayInOnce) {
+TEST_F(frmEradTest, ListsTakeFilesAndFoldersFromEveryWayInOnce) {
     frmErad& erad = Open();
     host.chosenFiles = {{"/data/a.txt"}, {}};
     erad.cmdadd.UserClick();
@@ -83,7 +83,7 @@ TEST_F(FrmEradTest, ListsTakeFilesAndFoldersFromEveryWayInOnce) {
     EXPECT_EQ(erad.lview.Row(0).key, "/data/a.txt");
 }
 
-TEST_F(FrmEradTest, FileRunCountsTheRowsItStartedWithAndClosesTheWindow) {
+TEST_F(frmEradTest, FileRunCountsTheRowsItStartedWithAndClosesTheWindow) {
     Method(1, 0, 1);  // Gutmann
     frmErad& erad = Open();
     erad.cmdwipe.UserClick();
@@ -111,7 +111,7 @@ TEST_F(FrmEradTest, FileRunCountsTheRowsItStartedWithAndClosesTheWindow) {
     EXPECT_FALSE(erad.IsLoaded());
 }
 
-TEST_F(FrmEradTest, MethodsFollowTheSettingsAndAnUnknownIndexDeletesWithoutTheTrash) {
+TEST_F(frmEradTest, MethodsFollowTheSettingsAndAnUnknownIndexDeletesWithoutTheTrash) {
     struct Case {
         int secure, recycle, index;
         const char* call;
@@ -132,7 +132,7 @@ TEST_F(FrmEradTest, MethodsFollowTheSettingsAndAnUnknownIndexDeletesWithoutTheTr
     }
 }
 
-TEST_F(FrmEradTest, StopMidRunLeavesTheRestAndSaysSo) {
+TEST_F(frmEradTest, StopMidRunLeavesTheRestAndSaysSo) {
     Method(0, 0, 0);
     frmErad& erad = Open();
     erad.DropFiles({"/data/a.txt", "/data/b.txt", "/data/c.txt"});
@@ -144,7 +144,7 @@ TEST_F(FrmEradTest, StopMidRunLeavesTheRestAndSaysSo) {
     EXPECT_EQ(captions.back(), "File(s) Eradication Aborted by user.");
 }
 
-TEST_F(FrmEradTest, FolderWipeOnDiskOverwritesTheTreeAndNothingALinkPointsTo) {
+TEST_F(frmEradTest, FolderWipeOnDiskOverwritesTheTreeAndNothingALinkPointsTo) {
     LinuxPlatform real{Target{}};
     platform.realFiles = &real;
     platform.files.clear();
@@ -190,7 +190,7 @@ TEST_F(FrmEradTest, FolderWipeOnDiskOverwritesTheTreeAndNothingALinkPointsTo) {
     fs::remove_all(root);
 }
 
-TEST_F(FrmEradTest, FolderWipeLeavesNoContentsOnAnExt4ImageAndTrashesOnlyWhenAsked) {
+TEST_F(frmEradTest, FolderWipeLeavesNoContentsOnAnExt4ImageAndTrashesOnlyWhenAsked) {
     Ext4Image disk;
     if (!disk.Usable()) GTEST_SKIP() << "mkfs.ext4 or loop mounts are not available here";
     LinuxPlatform real{Target{}};
