@@ -7,6 +7,7 @@
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
 #include "tools/cookies/FrmCookies.hpp"
 
 namespace velloran {
@@ -80,10 +81,9 @@ std::string TickRows(ListView& lv, const std::vector<std::string>& names) {
 }
 
 // keep and unkeep: the stored list alone, no window.
+// No target is opened: the list is Velloran's own file, whatever the prefix.
 int EditKeepList(const CookiesOptions& o) {
-    ConsoleSession session(o.session);
-    if (!session.Ready()) return 1;
-    Platform& platform = session.App().GetPlatform();
+    LinuxPlatform platform{Target{}};
     const std::string path = CookieKeepList::DefaultPath();
     CookieKeepList list = CookieKeepList::Load(platform, path);
     int status = 0;

@@ -79,8 +79,9 @@ void FrmCookies::Form_Load() {
     lvKeep.Clear();
     pbar.SetValue(0);
     pbar.SetCaption("");
-    cmdClean.SetEnabled(true);
+    for (CommandButton* b : {&cmdClean, &Command1, &Command2}) b->SetEnabled(true);
     NotDone.clear();
+    Done.clear();
     SetTag("");
     PopulateCookies();
 }
@@ -216,9 +217,10 @@ void FrmCookies::cmdClean_Click() {
             app_.MsgBox("Nothing to do, Please select cookie(s) to delete.", vbExclamation);
             return;
         }
-        cmdClean.SetEnabled(false);
+        // The moves wait too: the run works on the rows as they were when it began.
+        for (CommandButton* b : {&cmdClean, &Command1, &Command2}) b->SetEnabled(false);
         DeleteTicked(folder);
-        cmdClean.SetEnabled(true);
+        for (CommandButton* b : {&cmdClean, &Command1, &Command2}) b->SetEnabled(true);
         TellWhatWasLeft(app_, "Some cookies were not deleted:", NotDone);
         SuccessMsgBox(app_, "Cookies Deleted Successfully!", vbInformation);
         Unload();
@@ -230,21 +232,18 @@ void FrmCookies::DeleteTicked(const std::string& folder) {
     app_.StopRequested = vbFalse;
     NotDone.clear();
     Done.clear();
-    Platform& platform = app_.GetPlatform();
-    const int n = lvDelete.Count();
+    // The rows as they are now: events pumped during the run cannot shift them.
+    std::vector<ListRow> rows;
+    for (int i = 0; i < lvDelete.Count(); ++i) rows.push_back(lvDelete.Row(i));
+    const int n = static_cast<int>(rows.size());
     pbar.SetMax(n);
     // The sites of each database go together, in one transaction, after the files.
     std::map<std::size_t, std::vector<std::string>> hostsByStore;
     for (int i = 0; i < n; ++i) {
         if (IsTrue(app_.StopRequested)) break;
-        const ListRow& row = lvDelete.Row(i);
+        const ListRow& row = rows[static_cast<std::size_t>(i)];
         if (row.checked && row.key.starts_with(kFileKey)) {
-            try {
-                platform.DeleteFileEntry(folder + row.text);
-                Done.push_back("Deleted " + folder + row.text);
-            } catch (const VbError& e) {
-                NotDone.push_back(folder + row.text + ": " + e.Description());
-            }
+            DeleteFile(folder + row.text);
         } else if (row.checked) {
             const std::string rest = row.key.substr(std::string(kSiteKey).size());
             hostsByStore[std::stoul(rest.substr(0, rest.find(':')))].push_back(row.text);
@@ -253,15 +252,30 @@ void FrmCookies::DeleteTicked(const std::string& folder) {
         pbar.SetCaption("Completed:  " + std::to_string(Percent(i + 1, n)) + "%");
         GetHost().DoEvents();
     }
+    // Stopped by Close: the browsers' databases stay as they are.
+    if (!IsTrue(app_.StopRequested)) DeleteSites(hostsByStore);
+}
+
+void FrmCookies::DeleteFile(const std::string& path) {
+    try {
+        app_.GetPlatform().DeleteFileEntry(path);
+        Done.push_back("Deleted " + path);
+    } catch (const VbError& e) {
+        NotDone.push_back(path + ": " + e.Description());
+    }
+}
+
+void FrmCookies::DeleteSites(const std::map<std::size_t, std::vector<std::string>>& hostsByStore) {
     for (const auto& [index, hosts] : hostsByStore) {
         const CookieStore& store = stores_.at(index);
         std::int64_t removed = 0;
-        if (std::string why = DeleteCookieSites(platform, store, hosts, removed); !why.empty())
-            NotDone.push_back(store.label + ": cookies of " + std::to_string(hosts.size()) +
-                              " site(s) left as they were: " + why);
+        const std::string sites = std::to_string(hosts.size()) + " site(s)";
+        if (std::string why = DeleteCookieSites(app_.GetPlatform(), store, hosts, removed);
+            !why.empty())
+            NotDone.push_back(store.label + ": cookies of " + sites + " left as they were: " + why);
         else
-            Done.push_back("Removed " + std::to_string(removed) + " cookie(s) of " +
-                           std::to_string(hosts.size()) + " site(s) from " + store.label);
+            Done.push_back("Removed " + std::to_string(removed) + " cookie(s) of " + sites +
+                           " from " + store.label);
     }
 }
 

@@ -5,6 +5,7 @@
 // today's browsers' cookie databases one row per site. The keep list outlives the
 // window: it is the one every cookie task honours. Toolkit-free; the Qt view and
 // the console drive it through its controls.
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -65,7 +66,9 @@ private:
     // Where a new row goes: lvKeep for a kept site.
     ListView& ListFor(const std::string& site);
     void DeleteTicked(const std::string& folder);
-    void DeleteSites(const std::vector<std::vector<std::string>>& hostsByStore);
+    void DeleteFile(const std::string& path);
+    // Each database's chosen sites, by the store's place in stores_.
+    void DeleteSites(const std::map<std::size_t, std::vector<std::string>>& hostsByStore);
     void SaveKeepList();
     // The site a row stands for; "" for a file whose name names none.
     std::string SiteOf(const ListRow& row) const;

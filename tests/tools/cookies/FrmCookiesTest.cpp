@@ -155,6 +155,7 @@ TEST_F(IEFilesTest, DeletesExactlyTheTickedRowsAfterYesAndNothingOtherwise) {
     EXPECT_TRUE(cookies.IsLoaded());
 
     host.boxes.clear();
+    app.ReleaseShared();  // an earlier job's end leaves the stop flag set
     cookies.cmdClean.UserClick();
     EXPECT_EQ(Deleted(),
               (std::vector<std::string>{std::string(kFolder) + "/alice@site.test[1].txt"}));
@@ -203,6 +204,15 @@ TEST_F(IEFilesTest, AFileThatWillNotGoIsToldAndTheRunStillCompletes) {
     EXPECT_NE(host.boxes[1].text.find("alice@other.test[2].txt"), std::string::npos);
     EXPECT_EQ(host.boxes[2].text, "Cookies Deleted Successfully!");
     EXPECT_EQ(app.LeftUndone, 1);
+}
+
+TEST_F(IEFilesTest, CloseDuringTheRunStopsItBeforeTheNextRow) {
+    FrmCookies& cookies = Open();
+    cookies.Check1.SetValue(1);
+    host.atDoEvents[host.doEvents + 1] = [&] { cookies.Unload(vbFormControlMenu); };
+    cookies.cmdClean.UserClick();
+    EXPECT_EQ(Deleted().size(), 1u);
+    EXPECT_FALSE(cookies.IsLoaded());
 }
 
 // Real-schema Firefox and Opera databases in a temporary home.
