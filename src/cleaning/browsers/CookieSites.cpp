@@ -1,7 +1,9 @@
 #include "cleaning/browsers/CookieSites.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
+#include <sstream>
 
 #include "cleaning/browsers/BrowserDatabase.hpp"
 #include "cleaning/browsers/ChromiumProfiles.hpp"
@@ -9,6 +11,7 @@
 #include "cleaning/browsers/IECleaner.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
+#include "common/VbError.hpp"
 
 namespace velloran {
 
@@ -54,6 +57,60 @@ std::string Undotted(std::string host) {
     return host;
 }
 
+std::vector<CookieSite> Sites(const std::map<std::string, std::int64_t>& counts) {
+    std::vector<CookieSite> sites;
+    for (const auto& [host, n] : counts)
+        if (!host.empty()) sites.push_back({host, n});
+    return sites;
+}
+
+// The site of a cookies.txt line, "" for a comment or a blank line; the file holds
+// one cookie a line, its host first and the fields split by tabs.
+std::string TextCookieSite(const std::string& line) {
+    const auto tab = line.find('\t');
+    if (line.empty() || line.front() == '#' || tab == std::string::npos) return {};
+    return AsciiLower(Undotted(line.substr(0, tab)));
+}
+
+std::vector<CookieSite> ReadTextSites(Platform& platform, const CookieStore& store,
+                                      std::string& error) {
+    const auto text = platform.ReadTextFile(store.file);
+    if (!text) {
+        error = "the file cannot be read";
+        return {};
+    }
+    std::map<std::string, std::int64_t> counts;
+    std::istringstream in(*text);
+    for (std::string line; std::getline(in, line);)
+        if (std::string site = TextCookieSite(line); !site.empty()) ++counts[site];
+    return Sites(counts);
+}
+
+// The file is written again without the sites' lines; everything else stays.
+std::string DeleteTextSites(Platform& platform, const CookieStore& store,
+                            const std::vector<std::string>& hosts, std::int64_t& removed) {
+    const auto text = platform.ReadTextFile(store.file);
+    if (!text) return "the file cannot be read";
+    std::string out;
+    std::int64_t count = 0;
+    std::istringstream in(*text);
+    for (std::string line; std::getline(in, line);) {
+        const std::string site = TextCookieSite(line);
+        if (!site.empty() && std::find(hosts.begin(), hosts.end(), site) != hosts.end())
+            ++count;
+        else
+            out += line + "\n";
+    }
+    if (count == 0) return {};
+    try {
+        platform.WriteTextFile(store.file, out);
+    } catch (const VbError& e) {
+        return e.Description();
+    }
+    removed = count;
+    return {};
+}
+
 bool IsFile(const std::string& path) {
     std::error_code ec;
     return fs::is_regular_file(path, ec);
@@ -64,10 +121,16 @@ bool IsFile(const std::string& path) {
 std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& where) {
     std::vector<CookieStore> stores;
     for (const GeckoProfile& profile : FindGeckoProfiles(where)) {
-        const std::string file = profile.path + "/cookies.sqlite";
-        if (!IsFile(file)) continue;
-        stores.push_back({GeckoBrowserName(profile.path) + " " + Shown(platform, profile.path),
-                          file, "moz_cookies", "host", GeckoProfileInUse(platform, profile.path)});
+        const std::string label =
+            GeckoBrowserName(profile.path) + " " + Shown(platform, profile.path);
+        const std::string inUse = GeckoProfileInUse(platform, profile.path);
+        if (IsFile(profile.path + "/cookies.sqlite"))
+            stores.push_back(
+                {label, profile.path + "/cookies.sqlite", "moz_cookies", "host", inUse});
+        // Netscape 6/7 and the Mozilla Suite keep their cookies as text.
+        if (IsFile(profile.path + "/cookies.txt"))
+            stores.push_back(
+                {label + " (cookies.txt)", profile.path + "/cookies.txt", nullptr, nullptr, inUse});
     }
     for (const ChromiumProfile& profile : ChromiumProfiles(platform, kOperaBrowser)) {
         const auto why = ChromiumFolderInUse(platform, profile.userDataFolder);
@@ -87,8 +150,10 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
     return stores;
 }
 
-std::vector<CookieSite> ReadCookieSites(const CookieStore& store, std::string& error) {
-    auto db = BrowserDatabase::OpenForReading(store.database, error);
+std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& store,
+                                        std::string& error) {
+    if (!store.table) return ReadTextSites(platform, store, error);
+    auto db = BrowserDatabase::OpenForReading(store.file, error);
     if (!db) return {};
     std::map<std::string, std::int64_t> counts;
     try {
@@ -105,18 +170,16 @@ std::vector<CookieSite> ReadCookieSites(const CookieStore& store, std::string& e
         error = e.what();
         return {};
     }
-    std::vector<CookieSite> sites;
-    for (const auto& [host, n] : counts)
-        if (!host.empty()) sites.push_back({host, n});
-    return sites;
+    return Sites(counts);
 }
 
 std::string DeleteCookieSites(Platform& platform, const CookieStore& store,
                               const std::vector<std::string>& hosts, std::int64_t& removed) {
     removed = 0;
     if (!store.inUse.empty()) return "the browser is running: " + store.inUse;
+    if (!store.table) return DeleteTextSites(platform, store, hosts, removed);
     std::string error;
-    auto db = BrowserDatabase::Open(platform, store.database, error);
+    auto db = BrowserDatabase::Open(platform, store.file, error);
     if (!db) return error;
     try {
         if (!db->HasColumn(store.table, store.hostColumn))

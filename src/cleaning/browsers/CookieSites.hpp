@@ -1,8 +1,8 @@
 #pragma once
-// The cookie manager's view of today's browsers: every Gecko-family and Opera
-// cookie database, its cookies counted per site, and the deletion of chosen sites'
-// cookies with the same database rules as the cookie tasks. Also where the target
-// environment keeps Internet Explorer's cookie files.
+// The cookie manager's view of the browsers: every Gecko-family and Opera cookie
+// database (and the cookies.txt of old Gecko profiles), its cookies counted per
+// site, and the deletion of chosen sites' cookies with the same rules as the cookie
+// tasks. Also where the target environment keeps Internet Explorer's cookie files.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -15,11 +15,11 @@ namespace velloran {
 class RegistryStore;
 
 struct CookieStore {
-    std::string label;     // the browser and its profile, "~" for the home folder
-    std::string database;  // the cookie database file
-    const char* table;     // "moz_cookies" or "cookies"
-    const char* hostColumn;
-    std::string inUse;  // why a running browser owns it; "" when it is free
+    std::string label;       // the browser and its profile, "~" for the home folder
+    std::string file;        // the cookie database, or a cookies.txt
+    const char* table;       // "moz_cookies" or "cookies"; null for a cookies.txt
+    const char* hostColumn;  // null for a cookies.txt
+    std::string inUse;       // why a running browser owns it; "" when it is free
 };
 
 // One site of a store: its host without a leading dot and how many cookies it has
@@ -35,11 +35,12 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
 
 // The sites of a store, by host; the file is only read, never written or locked.
 // Empty with `error` set when it cannot be read.
-std::vector<CookieSite> ReadCookieSites(const CookieStore& store, std::string& error);
+std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& store,
+                                        std::string& error);
 
 // Deletes the cookies of `hosts` (each with and without its leading dot) in one
-// transaction; `removed` gets how many went. Returns why nothing changed, "" when
-// it worked. A store in use is never opened.
+// transaction, or in one rewrite of a cookies.txt; `removed` gets how many went. Returns why
+// nothing changed, "" when it worked. A store in use is never opened.
 std::string DeleteCookieSites(Platform& platform, const CookieStore& store,
                               const std::vector<std::string>& hosts, std::int64_t& removed);
 

@@ -132,11 +132,11 @@ long FrmCookies::ListBrowserSites() {
     for (std::size_t i = 0; i < stores_.size(); ++i) {
         const CookieStore& store = stores_[i];
         std::string error;
-        const std::vector<CookieSite> sites = ReadCookieSites(store, error);
+        const std::vector<CookieSite> sites = ReadCookieSites(platform, store, error);
         const std::string source =
             store.label + (store.inUse.empty() ? "" : " (in use: " + store.inUse + ")");
         if (!error.empty()) {
-            unreadable.push_back(store.database + ": " + error);
+            unreadable.push_back(store.file + ": " + error);
             continue;
         }
         for (const CookieSite& site : sites) {

@@ -334,6 +334,28 @@ TEST_F(BrowserSitesTest, AProfileInUseIsShownAsSuchAndLeftByteForByte) {
         EXPECT_FALSE(fs::exists(firefox / side)) << side;
 }
 
+TEST_F(BrowserSitesTest, AnOldProfilesCookiesTxtLosesOnlyTheChosenSitesLines) {
+    const fs::path old = root / "home/.mozilla/alice/ab12cd34.slt";
+    fs::create_directories(old);
+    const std::string header = "# HTTP Cookie File\n";
+    std::ofstream(old / "cookies.txt")
+        << header << ".old.test\tTRUE\t/\tFALSE\t0\ta\t1\nold.test\tFALSE\t/\tFALSE\t0\tb\t2\n"
+        << "stay.test\tFALSE\t/\tFALSE\t0\tc\t3\n";
+    homeApp.SetRegistry(&registry);
+    homeApp.Main().Form_Initialize();
+    homeApp.Main().Load();
+    FrmCookies& cookies = homeApp.Cookies();
+    cookies.Load();
+    const std::string source = "Netscape/Mozilla ~/.mozilla/alice/ab12cd34.slt (cookies.txt)";
+    EXPECT_EQ(Rows(cookies.lvDelete).count("old.test|" + source + "|2"), 1u);
+    EXPECT_EQ(Rows(cookies.lvDelete).count("stay.test|" + source + "|1"), 1u);
+    for (int i = 0; i < cookies.lvDelete.Count(); ++i)
+        if (cookies.lvDelete.Row(i).text == "old.test") cookies.lvDelete.SetChecked(i, true);
+    cookies.cmdClean.UserClick();
+    EXPECT_EQ(ReadAll(old / "cookies.txt"), header + "stay.test\tFALSE\t/\tFALSE\t0\tc\t3\n");
+    EXPECT_EQ(Count(firefox / "cookies.sqlite", "SELECT count(*) FROM moz_cookies"), 5);
+}
+
 TEST(CookieKeepListEdit, AddRemoveAndTextKeepTheUsersComments) {
     CookieKeepList list("# my banks\nbank.test  # the main one\n\nhttps://Mail.Test/inbox\n");
     EXPECT_FALSE(list.Add(".BANK.test"));
