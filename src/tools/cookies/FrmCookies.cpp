@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <map>
+#include <sstream>
 
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
@@ -19,23 +20,27 @@ namespace {
 constexpr const char* kFileKey = "file:";
 constexpr const char* kSiteKey = "site:";
 
-std::string CountText(std::int64_t n) { return std::to_string(n); }
-
 // Cookies in one of IE's files: each cookie ends with a line holding "*".
 std::int64_t CookiesInFile(Platform& platform, const std::string& path) {
     const auto text = platform.ReadTextFile(path);
-    if (!text) return 0;
     std::int64_t n = 0;
-    std::size_t start = 0;
-    while (start < text->size()) {
-        std::size_t end = text->find('\n', start);
-        if (end == std::string::npos) end = text->size();
-        std::string line = text->substr(start, end - start);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line == "*") ++n;
-        start = end + 1;
-    }
+    std::istringstream in(text.value_or(""));
+    for (std::string line; std::getline(in, line);)
+        if (line == "*" || line == "*\r") ++n;
     return n;
+}
+
+// Moves the ticked rows of `from` to the end of `to`, ticked as `toSelectAll` says.
+void MoveTickedRows(ListView& from, ListView& to, const CheckBox& toSelectAll) {
+    // Walked from the end so that removing a row never skips the next one.
+    std::vector<ListRow> moved;
+    for (int i = from.Count() - 1; i >= 0; --i) {
+        if (!from.Row(i).checked) continue;
+        moved.insert(moved.begin(), from.Row(i));
+        from.Remove(i);
+    }
+    for (const ListRow& row : moved)
+        to.SetChecked(to.Add(row.key, row.text, row.subItems, row.tag), toSelectAll.Value() == 1);
 }
 
 int Percent(int done, int total) {
@@ -121,7 +126,7 @@ void FrmCookies::AddCookie(const std::string& folder, const std::string& name) {
     const std::string path = folder.ends_with('/') ? folder + name : folder + "/" + name;
     const std::string site = IECookieFileSite(name);
     ListFor(site).Add(kFileKey + name, name,
-                      {kIESource, CountText(CookiesInFile(app_.GetPlatform(), path))});
+                      {kIESource, std::to_string(CookiesInFile(app_.GetPlatform(), path))});
 }
 
 long FrmCookies::ListBrowserSites() {
@@ -141,7 +146,7 @@ long FrmCookies::ListBrowserSites() {
         }
         for (const CookieSite& site : sites) {
             ListFor(site.host).Add(kSiteKey + std::to_string(i) + ":" + site.host, site.host,
-                                   {source, CountText(site.count)});
+                                   {source, std::to_string(site.count)});
             ++rows;
         }
     }
@@ -165,18 +170,6 @@ void FrmCookies::Check1_Click() {
 
 void FrmCookies::Check2_Click() {
     for (int i = 0; i < lvKeep.Count(); ++i) lvKeep.SetChecked(i, Check2.Value() == 1);
-}
-
-void MoveTickedRows(ListView& from, ListView& to, const CheckBox& toSelectAll) {
-    // Walked from the end so that removing a row never skips the next one.
-    std::vector<ListRow> moved;
-    for (int i = from.Count() - 1; i >= 0; --i) {
-        if (!from.Row(i).checked) continue;
-        moved.insert(moved.begin(), from.Row(i));
-        from.Remove(i);
-    }
-    for (const ListRow& row : moved)
-        to.SetChecked(to.Add(row.key, row.text, row.subItems, row.tag), toSelectAll.Value() == 1);
 }
 
 void FrmCookies::Command1_Click() {

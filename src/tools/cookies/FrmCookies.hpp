@@ -79,7 +79,4 @@ private:
     std::vector<CookieStore> stores_;
 };
 
-// Moves the ticked rows of `from` to the end of `to`, ticked as `toSelectAll` says.
-void MoveTickedRows(ListView& from, ListView& to, const CheckBox& toSelectAll);
-
 }  // namespace velloran
