@@ -176,7 +176,7 @@ std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& s
 std::string DeleteCookieSites(Platform& platform, const CookieStore& store,
                               const std::vector<std::string>& hosts, std::int64_t& removed) {
     removed = 0;
-    if (!store.inUse.empty()) return "the browser is running: " + store.inUse;
+    if (!store.inUse.empty()) return store.inUse;
     if (!store.table) return DeleteTextSites(platform, store, hosts, removed);
     std::string error;
     auto db = BrowserDatabase::Open(platform, store.file, error);

@@ -326,7 +326,7 @@ TEST_F(BrowserSitesTest, AProfileInUseIsShownAsSuchAndLeftByteForByte) {
     cookies.Check1.SetValue(1);
     cookies.cmdClean.UserClick();
     ASSERT_GE(host.boxes.size(), 3u);
-    EXPECT_NE(host.boxes[1].text.find("left as they were: the browser is running"),
+    EXPECT_NE(host.boxes[1].text.find("left as they were: the browser holds its lock"),
               std::string::npos);
     EXPECT_EQ(ReadAll(firefox / "cookies.sqlite"), before);
     EXPECT_EQ(Count(opera / "Network/Cookies", "SELECT count(*) FROM cookies"), 2);
