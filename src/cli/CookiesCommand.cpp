@@ -80,8 +80,8 @@ std::string TickRows(ListView& lv, const std::vector<std::string>& names) {
     return {};
 }
 
-// keep and unkeep: the stored list alone, no window.
-// No target is opened: the list is Velloran's own file, whatever the prefix.
+// keep and unkeep: the stored list alone. No window and no target are opened: the
+// list is Velloran's own file, whatever the prefix.
 int EditKeepList(const CookiesOptions& o) {
     LinuxPlatform platform{Target{}};
     const std::string path = CookieKeepList::DefaultPath();
