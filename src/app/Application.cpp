@@ -3,6 +3,7 @@
 #include "about/frmAbout.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
+#include "cleaning/ReportError.hpp"
 #include "common/registry/KelRegistry.hpp"
 #include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/frmErad.hpp"
@@ -10,11 +11,12 @@
 
 namespace velloran {
 
-Application::Application(Host& host, Platform& platform) : host_(host), platform_(platform) {}
+Application::Application(Host& host, Platform& platform) : WorkContext(host, platform) {}
 Application::~Application() = default;
 
-std::string Application::VersionText() const {
-    return std::to_string(Major) + "." + std::to_string(Minor) + "." + std::to_string(Revision);
+void Application::ReportError(const VbError& error, const std::string& location,
+                              const ReportOptions& options) {
+    velloran::ReportError(*this, error, location, options);
 }
 
 FrmMain& Application::Main() {
@@ -57,11 +59,6 @@ std::vector<Form*> Application::SecondaryForms() {
     if (erad_) out.push_back(erad_.get());
     if (junk_) out.push_back(junk_.get());
     return out;
-}
-
-RegistryStore& Application::Registry() const {
-    if (!registry_) throw VbError::Standard(vbErrObjectNotSet);
-    return *registry_;
 }
 
 void Application::ReleaseShared() {

@@ -8,7 +8,7 @@
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 #include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"

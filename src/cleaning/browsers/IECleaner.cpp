@@ -103,7 +103,7 @@ const std::array<IERegistryTask, 4> kRegistryTasks{{
 const IERegistryTask& FindRegistryTask(std::string_view method) {
     for (const auto& t : kRegistryTasks)
         if (method == t.method) return t;
-    throw VbError::Standard(vbErrInvalidCall);
+    throw VbError::InvalidCall();
 }
 
 }  // namespace
@@ -128,7 +128,8 @@ bool IECleaner::Guard(const char* method, const std::string& label,
     } catch (const std::exception& e) {
         Raise("Failed: Clear IE {" + label + "}.");
         if (Error)
-            Error(51, e.what(), std::string("IECleaner:") + method, "IECleaner", versionText_);
+            Error(vbErrInternal, e.what(), std::string("IECleaner:") + method, "IECleaner",
+                  versionText_);
     }
     return false;
 }

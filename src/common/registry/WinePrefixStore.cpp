@@ -21,7 +21,7 @@ namespace {
 constexpr const char* kSource = "Registry";
 
 [[noreturn]] void ThrowIo(int err, const std::string& what, const fs::path& file) {
-    int number = vbErrDeviceIO;
+    VbErrorNumber number = vbErrDeviceIO;
     std::string why = std::strerror(err);
     if (err == ENOSPC || err == EDQUOT) {
         number = vbErrDiskFull;
@@ -172,7 +172,7 @@ WinePrefixStore::WinePrefixStore(fs::path folder, Options options)
                           ". This is not a valid Wine registry file; it is left as it is.";
         user_.Clear();
         machine_.Clear();
-        throw VbError(kVbErrBadFileFormat, msg, kSource);
+        throw VbError::BadFileFormat(msg).From(kSource);
     }
 }
 

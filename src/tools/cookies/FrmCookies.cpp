@@ -7,9 +7,9 @@
 
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
-#include "cleaning/ReportError.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/CookieSites.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 

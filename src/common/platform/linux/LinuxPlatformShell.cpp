@@ -27,7 +27,7 @@ void LinuxPlatform::WriteTextFile(const std::string& path, const std::string& te
 void LinuxPlatform::CreateDirectories(const std::string& path) {
     std::error_code ec;
     std::filesystem::create_directories(path, ec);
-    if (ec) throw VbError(vbErrPathNotFound, "Path not found: " + path + ": " + ec.message());
+    if (ec) throw VbError::PathNotFound(path + ": " + ec.message());
 }
 
 bool LinuxPlatform::RemoveFile(const std::string& path) {
