@@ -64,6 +64,12 @@ const std::set<std::pair<std::string, std::string>> kKnownViolations = {
     {"tools/eradicator/frmErad.cpp", "app/Completion.hpp"},
     {"tools/eradicator/frmErad.cpp", "app/FrmMain.hpp"},
     {"tools/eradicator/frmErad.cpp", "app/StartupDelete.hpp"},
+    // The cookie manager likewise, and it lists and edits the browsers' cookie
+    // stores and keep list through the cookie tasks' own code.
+    {"tools/cookies/FrmCookies.cpp", "app/Application.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "app/Completion.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "cleaning/browsers/CookieKeepList.hpp"},
+    {"tools/cookies/FrmCookies.cpp", "cleaning/browsers/CookieSites.hpp"},
     // The junk search walks the tree through the Linux walker, not the
     // platform interface, so preview and the fake platform cannot see it.
     {"tools/junk/JunkSearch.cpp", "common/platform/linux/DirWalker.hpp"},

@@ -5,6 +5,7 @@
 #include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
 #include "common/registry/KelRegistry.hpp"
+#include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
@@ -43,13 +44,18 @@ frmErad& Application::Erad() {
     return *erad_;
 }
 
+FrmCookies& Application::Cookies() {
+    if (!cookies_) cookies_ = std::make_unique<FrmCookies>(*this);
+    return *cookies_;
+}
+
 bool Application::CleanerLoaded() const { return cleaner_ && cleaner_->IsLoaded(); }
 
 std::vector<Form*> Application::SecondaryForms() {
     std::vector<Form*> out;
     if (about_) out.push_back(about_.get());
     if (cleaner_) out.push_back(cleaner_.get());
-    // Cookies and Erad come between Cleaner and Junk when they exist.
+    if (cookies_) out.push_back(cookies_.get());
     if (erad_) out.push_back(erad_.get());
     if (junk_) out.push_back(junk_.get());
     return out;

@@ -14,6 +14,7 @@ class FrmCleaner;
 class frmAbout;
 class FrmJunk;
 class frmErad;
+class FrmCookies;
 class ClsClean;
 class Form;
 
@@ -36,6 +37,7 @@ public:
     frmAbout& About();
     FrmJunk& Junk();
     frmErad& Erad();
+    FrmCookies& Cookies();
     bool CleanerLoaded() const;
     // Every secondary window that exists, in the order the main window unloads them.
     std::vector<Form*> SecondaryForms();
@@ -56,6 +58,7 @@ private:
     std::unique_ptr<frmAbout> about_;
     std::unique_ptr<FrmJunk> junk_;
     std::unique_ptr<frmErad> erad_;
+    std::unique_ptr<FrmCookies> cookies_;
 };
 
 }  // namespace velloran
