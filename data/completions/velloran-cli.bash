@@ -11,7 +11,7 @@ _velloran_cli() {
     _init_completion || return
 
     if [[ $cword -eq 1 ]]; then
-        COMPREPLY=($(compgen -W 'tasks clean settings junk help --help -h --version -delstart' -- "$cur"))
+        COMPREPLY=($(compgen -W 'tasks clean settings junk erase cookies help --help -h --version -delstart' -- "$cur"))
         return
     fi
     case ${words[1]} in
@@ -48,6 +48,33 @@ _velloran_cli() {
             ;;
         esac
         COMPREPLY=($(compgen -W '--drive --filter' -- "$cur"))
+        ;;
+    cookies)
+        if [[ $cword -eq 2 ]]; then
+            COMPREPLY=($(compgen -W 'list delete keep unkeep --prefix' -- "$cur"))
+            return
+        fi
+        case $prev in
+        --prefix)
+            _filedir -d
+            return
+            ;;
+        esac
+        case ${words[2]} in
+        delete)
+            if [[ $cur == -* ]]; then
+                COMPREPLY=($(compgen -W '--preview --prefix --yes --no' -- "$cur"))
+            else
+                # The rows of the delete list, as the program lists them now.
+                local IFS=$'\n'
+                COMPREPLY=($(compgen -W "all
+$(velloran-cli cookies 2>/dev/null | awk -F'\t' '$1 == "delete" { print $2 }')" -- "$cur"))
+            fi
+            ;;
+        list)
+            COMPREPLY=($(compgen -W '--prefix' -- "$cur"))
+            ;;
+        esac
         ;;
     esac
 } && complete -F _velloran_cli velloran-cli

@@ -3,17 +3,20 @@
 #include "about/frmAbout.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/FrmCleaner.hpp"
+#include "cleaning/ReportError.hpp"
 #include "common/registry/KelRegistry.hpp"
+#include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
-Application::Application(Host& host, Platform& platform) : host_(host), platform_(platform) {}
+Application::Application(Host& host, Platform& platform) : WorkContext(host, platform) {}
 Application::~Application() = default;
 
-std::string Application::VersionText() const {
-    return std::to_string(Major) + "." + std::to_string(Minor) + "." + std::to_string(Revision);
+void Application::ReportError(const VbError& error, const std::string& location,
+                              const ReportOptions& options) {
+    velloran::ReportError(*this, error, location, options);
 }
 
 FrmMain& Application::Main() {
@@ -41,21 +44,21 @@ frmErad& Application::Erad() {
     return *erad_;
 }
 
+FrmCookies& Application::Cookies() {
+    if (!cookies_) cookies_ = std::make_unique<FrmCookies>(*this);
+    return *cookies_;
+}
+
 bool Application::CleanerLoaded() const { return cleaner_ && cleaner_->IsLoaded(); }
 
 std::vector<Form*> Application::SecondaryForms() {
     std::vector<Form*> out;
     if (about_) out.push_back(about_.get());
     if (cleaner_) out.push_back(cleaner_.get());
-    // Cookies and Erad come between Cleaner and Junk when they exist.
+    if (cookies_) out.push_back(cookies_.get());
     if (erad_) out.push_back(erad_.get());
     if (junk_) out.push_back(junk_.get());
     return out;
-}
-
-RegistryStore& Application::Registry() const {
-    if (!registry_) throw VbError::Standard(vbErrObjectNotSet);
-    return *registry_;
 }
 
 void Application::ReleaseShared() {

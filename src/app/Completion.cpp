@@ -3,7 +3,7 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "app/SettingsStore.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 
 namespace velloran {
 

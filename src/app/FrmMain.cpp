@@ -8,7 +8,8 @@
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/ClsClean.hpp"
 #include "cleaning/FrmCleaner.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
+#include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
@@ -90,8 +91,16 @@ void FrmMain::BuildControls() {
     cmdhelp.SetToolTipText("Help");
     cmdClean.OnClick = [this] { cmdClean_Click(); };
     cmdExit.OnClick = [this] { cmdExit_Click(); };
-    // The tool windows come with their tools; until then the buttons stay unusable.
-    cmdMCookies.SetEnabled(false);  // the cookie manager is not there yet
+    cmdMCookies.OnClick = [this] {
+        Guard("FrmMain:cmdMCookies:Click", [this] {
+            FrmCookies& cookies = app_.Cookies();
+            cookies.Load();
+            app_.GetHost().DoEvents();
+            // The same mark the Clean button puts on the progress window; nothing reads it.
+            cookies.SetTag("1");
+            cookies.ShowModal(this);
+        });
+    };
     cmdjunk.OnClick = [this] {
         Guard("FrmMain:cmdjunk:Click", [this] {
             app_.Junk().Load();

@@ -6,9 +6,9 @@
 #include "app/FrmMain.hpp"
 #include "app/SettingsStore.hpp"
 #include "app/TaskCatalogue.hpp"
-#include "cleaning/ReportError.hpp"
 #include "cleaning/browsers/NetscapeCleaner.hpp"
 #include "cleaning/browsers/OperaCleaner.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 
 namespace velloran {

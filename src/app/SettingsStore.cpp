@@ -5,7 +5,7 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/registry/KelRegistry.hpp"
 
 namespace velloran {

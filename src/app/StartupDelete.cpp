@@ -4,7 +4,7 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/Target.hpp"
 
 namespace velloran {
@@ -157,7 +157,7 @@ void PerformStartupDelete(FrmMain& frm) {
         const std::string list = StartupDeleteListPath();
         if (platform.FileExists(list)) {
             const auto text = platform.ReadTextFile(list);
-            if (!text) throw VbError(vbErrPermissionDenied, "Permission denied: " + list);
+            if (!text) throw VbError::PermissionDenied(list);
             const std::int16_t recycle =
                 frm.stChk(Option::RecycleBin).Value() == 1 ? vbTrue : vbFalse;
             std::size_t pos = 0;

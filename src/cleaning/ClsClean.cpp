@@ -113,6 +113,12 @@ void ClsClean::Clean() {
 
 namespace {
 
+// A worker's Error event as the error it reports: the number is the worker's own.
+VbError WorkerFault(std::int16_t number, const std::string& description,
+                    const std::string& source) {
+    return VbError(static_cast<VbErrorNumber>(number), description, source);
+}
+
 // Passes the cancel request to a live worker and lets go of it.
 template <class Worker>
 void CancelAndRelease(std::shared_ptr<Worker>& worker, bool value) {
@@ -141,13 +147,16 @@ void ClsClean::WorkerProgress(const std::string& /*area*/, const std::string& te
 
 void ClsClean::WorkerError(std::int16_t number, const std::string& description,
                            const std::string& location, const std::string& version) {
-    ReportError(app_, number, description, location, false, location, version, 16);
+    // The worker's location stands for its source too.
+    ReportError(app_, WorkerFault(number, description, location), location,
+                {false, version, vbCritical});
 }
 
 void ClsClean::cIE_Error(std::int16_t number, const std::string& description,
                          const std::string& location, const std::string& source,
                          const std::string& version) {
-    ReportError(app_, number, description, source, false, location, version, 16);
+    ReportError(app_, WorkerFault(number, description, source), location,
+                {false, version, vbCritical});
 }
 
 void ClsClean::cIE_FileProgress(const std::string& folder, std::int32_t total,

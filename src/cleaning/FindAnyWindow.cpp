@@ -1,7 +1,7 @@
 #include "cleaning/FindAnyWindow.hpp"
 
 #include "app/Application.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 
 namespace velloran {
 

@@ -108,8 +108,7 @@ void PreviewPlatform::MoveToRecycleBin(const std::string& path) {
 
 void PreviewPlatform::DeleteFileEntry(const std::string& path) {
     const auto size = inner_.FileSize(path);
-    if (!size && !inner_.FileExists(path))
-        throw VbError(vbErrFileNotFound, "File not found: " + path);
+    if (!size && !inner_.FileExists(path)) throw VbError::FileNotFound(path);
     Count({1, static_cast<std::int64_t>(size.value_or(0))});
     MarkRemoved(path);
 }
@@ -117,7 +116,7 @@ void PreviewPlatform::DeleteFileEntry(const std::string& path) {
 bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>&) {
     // A file that is not there fails as a real run would.
     const auto size = inner_.FileSize(job.path);
-    if (!size) throw VbError(vbErrFileNotFound, "File not found: " + job.path);
+    if (!size) throw VbError::FileNotFound(job.path);
     const std::uint64_t all = *size * (job.passes.size() + (job.verifyLast ? 1 : 0));
     if (job.total) *job.total = all;
     if (job.done) *job.done = all;

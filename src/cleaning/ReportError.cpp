@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "common/Target.hpp"
 
@@ -66,23 +67,22 @@ std::string SaveReport(const std::string& text) {
 
 }  // namespace
 
-void ReportError(Application& app, long number, const std::string& description,
-                 const std::string& source, bool showMessage, const std::string& location,
-                 const std::string& version, long style) {
+void ReportError(Application& app, const VbError& error, const std::string& location,
+                 const ReportOptions& options) {
     // Unloading below saves the settings, which may fail for the same reason: one
     // report is enough, the program is ending anyway.
     if (app.Reporting) EndProgram(1);
     app.Reporting = true;
     Host& host = app.GetHost();
-    if (showMessage)
-        host.MsgBox(ErrorMessageText(number, description, source, location),
-                    static_cast<int>(style), app.Title);
+    if (options.showMessage)
+        host.MsgBox(ErrorMessageText(error.Number(), error.Description(), error.Source(), location),
+                    options.style, app.Title);
 
     ErrorReport report;
-    report.description = description;
-    report.source = source;
-    report.version = version;
-    report.number = number;
+    report.description = error.Description();
+    report.source = error.Source();
+    report.version = options.version.empty() ? app.VersionText() : options.version;
+    report.number = error.Number();
     report.operatingSystem = "Windows " + app.WinVersion;
     report.location = location;
     report.appVersion = app.VersionText();

@@ -1,11 +1,13 @@
 #pragma once
 // The one error reporter: every handled failure ends here, is written down as an
-// error report, and ends the program.
+// error report, and ends the program. The handler that leads here is in
+// common/ErrorHandler.hpp; the application's context routes to this.
 #include <string>
 #include <string_view>
 
-#include "common/Host.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/VbError.hpp"
+#include "common/WorkContext.hpp"
 
 namespace velloran {
 
@@ -34,34 +36,9 @@ struct ErrorReport {
 std::string ErrorMessageText(long number, const std::string& description, const std::string& source,
                              const std::string& location);
 
-// Never returns: unloads every window and ends the program (exit code 1).
-[[noreturn]] void ReportError(Application& app, long number, const std::string& description,
-                              const std::string& source, bool showMessage,
-                              const std::string& location, const std::string& version, long style);
-
-// The handler every procedure installs: a failure in `body` is reported with the
-// procedure's location. Ending the program passes straight through.
-template <class F>
-void WithErrorHandler(Application& app, const std::string& location, F&& body);
-
-}  // namespace velloran
-
-#include "app/Application.hpp"
-
-namespace velloran {
-
-template <class F>
-void WithErrorHandler(Application& app, const std::string& location, F&& body) {
-    try {
-        body();
-    } catch (const ProgramEnd&) {
-        throw;
-    } catch (const VbError& e) {
-        ReportError(app, e.Number(), e.Description(), e.Source(), false, location,
-                    app.VersionText(), 16);
-    } catch (const std::exception& e) {
-        ReportError(app, 51, e.what(), app.Title, false, location, app.VersionText(), 16);
-    }
-}
+// Never returns: shows the message when asked, writes the report, unloads every
+// window and ends the program (exit code 1).
+[[noreturn]] void ReportError(Application& app, const VbError& error, const std::string& location,
+                              const ReportOptions& options = {});
 
 }  // namespace velloran

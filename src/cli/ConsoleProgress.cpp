@@ -1,10 +1,9 @@
 #include "cli/ConsoleProgress.hpp"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
+
+#include "common/platform/Terminal.hpp"
 
 namespace velloran {
 
@@ -12,12 +11,6 @@ namespace {
 
 // Erase from the cursor to the end of the line.
 constexpr const char* kClearToEnd = "\x1b[K";
-
-int TerminalColumns() {
-    winsize size{};
-    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-    return 80;
-}
 
 // Cuts at a character boundary so a multi-byte name does not end in half a character.
 std::string Fit(const std::string& text, int columns) {
@@ -35,8 +28,6 @@ std::string Fit(const std::string& text, int columns) {
 
 }  // namespace
 
-bool StandardErrorIsTerminal() { return ::isatty(STDERR_FILENO) == 1; }
-
 ConsoleProgress::ConsoleProgress(std::ostream& err, bool active, int columns,
                                  Clock::duration interval, bool sharesOutputTerminal)
     : err_(&err),
@@ -47,9 +38,9 @@ ConsoleProgress::ConsoleProgress(std::ostream& err, bool active, int columns,
 
 std::unique_ptr<ConsoleProgress> ConsoleProgress::ForStandardError() {
     const bool tty = StandardErrorIsTerminal();
-    return std::make_unique<ConsoleProgress>(std::cerr, tty, tty ? TerminalColumns() : 80,
+    return std::make_unique<ConsoleProgress>(std::cerr, tty, tty ? TerminalColumns(80) : 80,
                                              std::chrono::milliseconds(100),
-                                             ::isatty(STDOUT_FILENO) == 1);
+                                             StandardOutputIsTerminal());
 }
 
 ConsoleProgress::~ConsoleProgress() {

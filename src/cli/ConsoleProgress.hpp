@@ -12,11 +12,9 @@
 #include <vector>
 
 #include "common/controls/Control.hpp"
+#include "common/platform/Terminal.hpp"
 
 namespace velloran {
-
-// True when standard error is a terminal.
-bool StandardErrorIsTerminal();
 
 class ConsoleProgress {
 public:

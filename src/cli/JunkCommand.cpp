@@ -1,7 +1,5 @@
 #include "cli/JunkCommand.hpp"
 
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -65,11 +63,6 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
     return {};
 }
 
-std::uint64_t SizeOf(const std::string& path) {
-    struct stat st {};
-    return ::lstat(path.c_str(), &st) == 0 ? static_cast<std::uint64_t>(st.st_size) : 0;
-}
-
 std::string RowPath(const ListRow& row) {
     return (row.subItems.size() >= 2 ? row.subItems[1] : std::string()) + row.text;
 }
@@ -126,7 +119,8 @@ int CmdJunk(const std::vector<std::string>& args) {
             progress->MakeRoomForOutput();
             for (int i = first; i < first + count; ++i) {
                 const std::string path = RowPath(junk.lvFiles.Row(i));
-                std::cout << SizeOf(path) << '\t' << EscapePathForLine(path) << '\n';
+                std::cout << app.GetPlatform().FileSize(path).value_or(0) << '\t'
+                          << EscapePathForLine(path) << '\n';
             }
         });
         junk.cmdFind.Click();

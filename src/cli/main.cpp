@@ -8,6 +8,7 @@
 #include "cli/CleanCommand.hpp"
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleSession.hpp"
+#include "cli/CookiesCommand.hpp"
 #include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
 #include "cli/SettingsCommand.hpp"
@@ -45,6 +46,15 @@ constexpr const char* kUsage =
     "                             delete method (set2, set3; set1: to the trash)\n"
     "      --preview              report what would be overwritten and removed\n"
     "      --yes | --no           answer questions Yes (default) or No\n"
+    "  cookies [list] [--prefix DIR]\n"
+    "                             list the cookie manager's rows: delete|keep TAB\n"
+    "                             name or site TAB browser and profile\n"
+    "  cookies delete [options] ROW...\n"
+    "                             delete the cookies of the given rows of the\n"
+    "                             delete list (by name or site, or all)\n"
+    "      --preview, --yes, --no, --prefix DIR   as for clean\n"
+    "  cookies keep SITE...       add sites to the list of cookies every clean keeps\n"
+    "  cookies unkeep SITE...     take sites out of that list\n"
     "  -delstart                  delete what the last start-up deletion request\n"
     "                             listed, remove the autostart entry, and end\n"
     "  help | --help | -h         show this help\n"
@@ -74,6 +84,7 @@ int main(int argc, char** argv) {
     if (command == "settings") return CmdSettings(args);
     if (command == "junk") return CmdJunk(args);
     if (command == "erase") return CmdErase(args);
+    if (command == "cookies") return CmdCookies(args);
     // An autostart entry may name this program: "-delstart" deletes what the last
     // start-up request listed and ends, as the window program does.
     if (args.size() == 1 && command == kStartupDeleteSwitch) return RunStartupDelete();

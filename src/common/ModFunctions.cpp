@@ -70,7 +70,7 @@ double FreeBytesFromGeometry(const DiskGeometry& g) {
     const long long clusterSectors =
         static_cast<long long>(g.sectorsPerCluster) * static_cast<long long>(g.freeClusters);
     if (clusterSectors > std::numeric_limits<std::int32_t>::max())
-        throw VbError::Standard(vbErrOverflow, "ModFunctions:DiskFreeSpace");
+        throw VbError::Overflow().From("ModFunctions:DiskFreeSpace");
     return static_cast<double>(g.bytesPerSector) * static_cast<double>(clusterSectors);
 }
 

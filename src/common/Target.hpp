@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "common/platform/UserFolders.hpp"
+
 namespace velloran {
 
 struct Target {
@@ -21,12 +23,5 @@ struct Target {
 // $WINEPREFIX when set; otherwise ~/.wine when it holds a user.reg; otherwise the
 // own store. `overridePrefix` (the console's --prefix) wins over all of them.
 Target SelectTarget(const std::optional<std::filesystem::path>& overridePrefix = std::nullopt);
-
-// XDG base directories with their defaults.
-std::filesystem::path HomeDirectory();
-std::filesystem::path XdgConfigHome();
-std::filesystem::path XdgStateHome();
-std::filesystem::path XdgDataHome();
-std::filesystem::path XdgCacheHome();
 
 }  // namespace velloran

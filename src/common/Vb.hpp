@@ -32,7 +32,7 @@ private:
     static constexpr std::int16_t Check(int v) {
         if (v < std::numeric_limits<std::int16_t>::min() ||
             v > std::numeric_limits<std::int16_t>::max())
-            throw VbError::Standard(vbErrOverflow);
+            throw VbError::Overflow();
         return static_cast<std::int16_t>(v);
     }
     std::int16_t v_ = 0;
@@ -42,7 +42,7 @@ private:
 // a released object is error 91, as a call on Nothing would be.
 template <class T>
 T& Require(const std::shared_ptr<T>& p) {
-    if (!p) throw VbError::Standard(vbErrObjectNotSet);
+    if (!p) throw VbError::ObjectNotSet();
     return *p;
 }
 

@@ -12,12 +12,14 @@
 #include "common/Vb.hpp"
 #include "qt/AboutDialog.hpp"
 #include "qt/CleanerDialog.hpp"
+#include "qt/CookiesDialog.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/EradDialog.hpp"
 #include "qt/ErrorReportDialog.hpp"
 #include "qt/FormDialog.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
+#include "tools/cookies/FrmCookies.hpp"
 #include "tools/eradicator/frmErad.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
@@ -76,6 +78,9 @@ QtHost::QtHost() {
     });
     RegisterView("frmAbout", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
         return std::make_unique<AboutDialog>(dynamic_cast<frmAbout&>(form), parent);
+    });
+    RegisterView("FrmCookies", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
+        return std::make_unique<CookiesDialog>(dynamic_cast<FrmCookies&>(form), parent);
     });
     RegisterView("frmErad", [](Form& form, QWidget* parent) -> std::unique_ptr<FormDialog> {
         return std::make_unique<EradDialog>(dynamic_cast<frmErad&>(form), parent);

@@ -16,6 +16,7 @@
 #include "app/FrmMain.hpp"
 #include "common/Vb.hpp"
 #include "qt/CleanerDialog.hpp"
+#include "qt/CookiesDialog.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/EradDialog.hpp"
 #include "qt/JunkDialog.hpp"
@@ -81,10 +82,21 @@ std::string MakeJunkFolder() {
     return dir->path().toStdString();
 }
 
+// The cookie manager as it opens on this machine's browsers, the last window shown.
+void CookiesScreenshots(MainView& view, FrmMain& main, const QString& dir) {
+    WhenReady([] { return qobject_cast<CookiesDialog*>(QApplication::activeModalWidget()); },
+              [&view, dir](QWidget* w) {
+                  Save(w, dir, "screenshot-cookies.png");
+                  w->close();
+                  QTimer::singleShot(0, [&view] { view.close(); });
+              });
+    Dispatch([&main] { main.cmdMCookies.UserClick(); });
+}
+
 // The eradicator with a few files and a folder gathered.
 void EradScreenshots(Application& app, MainView& view, FrmMain& main, const QString& dir) {
     WhenReady([] { return qobject_cast<EradDialog*>(QApplication::activeModalWidget()); },
-              [&app, &view, dir](QWidget* w) {
+              [&app, &view, &main, dir](QWidget* w) {
                   frmErad& erad = app.Erad();
                   const std::string folder = MakeJunkFolder();
                   Dispatch([&erad, &folder] {
@@ -94,7 +106,8 @@ void EradScreenshots(Application& app, MainView& view, FrmMain& main, const QStr
                   });
                   Save(w, dir, "screenshot-eradicator.png");
                   w->close();
-                  QTimer::singleShot(0, [&view] { view.close(); });
+                  QTimer::singleShot(0,
+                                     [&view, &main, dir] { CookiesScreenshots(view, main, dir); });
               });
     Dispatch([&main] { main.cmderad.UserClick(); });
 }

@@ -1,22 +1,22 @@
 #include "traces/Worker.hpp"
 
-#include "app/Application.hpp"
+#include "common/WorkContext.hpp"
 #include "common/registry/KelRegistry.hpp"
 
 namespace velloran {
 
 TraceWorker::~TraceWorker() {
     // Terminate step: the shared registry object and list go with the worker.
-    app_.SharedRegistry.reset();
-    app_.SharedList.clear();
+    ctx_.SharedRegistry.reset();
+    ctx_.SharedList.clear();
 }
 
 KelRegistry& TraceWorker::NewRegistry() {
-    app_.SharedRegistry = std::make_shared<KelRegistry>(app_.Registry());
-    return *app_.SharedRegistry;
+    ctx_.SharedRegistry = std::make_shared<KelRegistry>(ctx_.Registry());
+    return *ctx_.SharedRegistry;
 }
 
-KelRegistry& TraceWorker::Registry() { return Require(app_.SharedRegistry); }
+KelRegistry& TraceWorker::Registry() { return Require(ctx_.SharedRegistry); }
 
 void TraceWorker::ClearList(const std::string& keyPath, const std::string& list, Int16& count,
                             const std::function<bool(const std::string&)>& select) {
@@ -25,8 +25,8 @@ void TraceWorker::ClearList(const std::string& keyPath, const std::string& list,
     reg.KeyPath(keyPath);
     reg.SubKey(list);
     if (!reg.KeyExists()) return;
-    app_.SharedList = reg.EnumerateValues(reg.RootKey(), reg.KeyPath() + "\\" + reg.SubKey());
-    for (const auto& entry : app_.SharedList) {
+    ctx_.SharedList = reg.EnumerateValues(reg.RootKey(), reg.KeyPath() + "\\" + reg.SubKey());
+    for (const auto& entry : ctx_.SharedList) {
         if (entry.first == kDefaultValueName) continue;
         if (select && !select(entry.first)) continue;
         count += 1;
@@ -58,15 +58,15 @@ void TraceWorker::Fail(const std::string& method, const std::string& failureText
     if (!failureText.empty()) RaiseProgress(failureText);
     if (OnError)
         OnError(static_cast<std::int16_t>(number), description, className_ + ":" + method,
-                app_.VersionText());
+                ctx_.VersionText());
 }
 
 void TraceWorker::ReportLeftovers(const std::vector<std::string>& left) {
     for (const std::string& line : left) RaiseProgress("Not removed: " + line);
-    app_.LeftUndone += static_cast<std::int64_t>(left.size());
+    ctx_.LeftUndone += static_cast<std::int64_t>(left.size());
 }
 
-void TraceWorker::Commit() { app_.Registry().Save(); }
+void TraceWorker::Commit() { ctx_.Registry().Save(); }
 
 TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failureText,
                              const std::function<void()>& body) {
@@ -94,7 +94,7 @@ TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failu
         Fail(method, failureText, e.Number(), e.Description());
         return TaskEnd::Failed;
     } catch (const std::exception& e) {
-        Fail(method, failureText, 51, e.what());
+        Fail(method, failureText, vbErrInternal, e.what());
         return TaskEnd::Failed;
     }
 }

@@ -10,7 +10,7 @@
 
 namespace velloran {
 
-class Application;
+class WorkContext;
 class KelRegistry;
 
 // Ends a task by its cancelled path: nothing more is written, no event is raised.
@@ -20,8 +20,8 @@ enum class TaskEnd { Done, Cancelled, Failed };
 
 class TraceWorker {
 public:
-    TraceWorker(Application& app, std::string className, std::string area)
-        : app_(app), className_(std::move(className)), area_(std::move(area)) {}
+    TraceWorker(WorkContext& context, std::string className, std::string area)
+        : ctx_(context), className_(std::move(className)), area_(std::move(area)) {}
     virtual ~TraceWorker();
     TraceWorker(const TraceWorker&) = delete;
     TraceWorker& operator=(const TraceWorker&) = delete;
@@ -58,7 +58,7 @@ protected:
     TaskEnd RunTask(const std::string& method, const std::string& failureText,
                     const std::function<void()>& body);
 
-    Application& app_;
+    WorkContext& ctx_;
 
 private:
     std::string className_;

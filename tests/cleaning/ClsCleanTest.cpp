@@ -126,8 +126,8 @@ TEST_F(ClsCleanTest, CancelDuringActivationUnloadsTheWindow) {
 TEST_F(ClsCleanTest, ReportErrorRecordsUnloadsAndEnds) {
     app.Cleaner().Load();
     int code = ExpectProgramEnd([&] {
-        ReportError(app, 70, "Permission denied", "ClsWindows:CleanRunHistory", true,
-                    "ClsWindows:CleanRunHistory", app.VersionText(), 16);
+        ReportError(app, VbError::PermissionDenied().From("ClsWindows:CleanRunHistory"),
+                    "ClsWindows:CleanRunHistory", {true, "", vbCritical});
     });
     EXPECT_EQ(code, 1);
     ASSERT_EQ(host.boxes.size(), 1u);

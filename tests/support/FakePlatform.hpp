@@ -163,9 +163,8 @@ public:
 
 private:
     void Remove(const std::string& p) {
-        if (undeletable.count(p)) throw VbError(vbErrPermissionDenied, "Permission denied: " + p);
-        if (!files.erase(p) && !dirs.erase(p))
-            throw VbError(vbErrFileNotFound, "File not found: " + p);
+        if (undeletable.count(p)) throw VbError::PermissionDenied(p);
+        if (!files.erase(p) && !dirs.erase(p)) throw VbError::FileNotFound(p);
         texts.erase(p);
     }
 };

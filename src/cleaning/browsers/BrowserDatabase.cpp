@@ -39,6 +39,22 @@ private:
     sqlite3_stmt* stmt_ = nullptr;
 };
 
+// A file name as an SQLite URI path: only what URIs give a meaning is escaped.
+std::string UriPath(const std::string& path) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : path) {
+        if (c == '%' || c == '?' || c == '#' || c < 0x21 || c > 0x7E) {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out;
+}
+
 std::string Quoted(const std::string& name) {
     std::string q = "\"";
     for (char c : name) q += c == '"' ? std::string("\"\"") : std::string(1, c);
@@ -85,6 +101,31 @@ std::unique_ptr<BrowserDatabase> BrowserDatabase::Open(Platform& platform, const
     return result;
 }
 
+std::unique_ptr<BrowserDatabase> BrowserDatabase::OpenForReading(const std::string& path,
+                                                                 std::string& error) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec) || std::filesystem::file_size(path, ec) == 0) {
+        error = "the database is missing or empty";
+        return nullptr;
+    }
+    sqlite3* db = nullptr;
+    const std::string uri = "file:" + UriPath(path) + "?immutable=1";
+    const int rc =
+        sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+    std::unique_ptr<BrowserDatabase> result(new BrowserDatabase(db, path));
+    if (rc != SQLITE_OK) {
+        error = db ? sqlite3_errmsg(db) : "out of memory";
+        return nullptr;
+    }
+    try {
+        result->QueryInt("SELECT count(*) FROM sqlite_master");
+    } catch (const DatabaseError& e) {
+        error = e.what();
+        return nullptr;
+    }
+    return result;
+}
+
 BrowserDatabase::~BrowserDatabase() { sqlite3_close_v2(db_); }
 
 void BrowserDatabase::Run(const std::string& sql, const std::vector<std::string>& params,
@@ -118,6 +159,18 @@ std::vector<std::string> BrowserDatabase::QueryTexts(const std::string& sql,
     Run(sql, params, [&](void* st) {
         const auto* text = sqlite3_column_text(static_cast<sqlite3_stmt*>(st), 0);
         rows.emplace_back(text ? reinterpret_cast<const char*>(text) : "");
+    });
+    return rows;
+}
+
+std::vector<std::pair<std::string, std::int64_t>> BrowserDatabase::QueryCounts(
+    const std::string& sql, const std::vector<std::string>& params) {
+    std::vector<std::pair<std::string, std::int64_t>> rows;
+    Run(sql, params, [&](void* st) {
+        auto* s = static_cast<sqlite3_stmt*>(st);
+        const auto* text = sqlite3_column_text(s, 0);
+        rows.emplace_back(text ? reinterpret_cast<const char*>(text) : "",
+                          sqlite3_column_int64(s, 1));
     });
     return rows;
 }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/platform/Platform.hpp"
@@ -29,6 +30,11 @@ public:
     // cannot be written.
     static std::unique_ptr<BrowserDatabase> Open(Platform& platform, const std::string& path,
                                                  std::string& error);
+    // Opens `path` to read it as it is on disk, writing nothing at all: no lock,
+    // no WAL index, no journal (SQLite's "immutable" open). What a running browser
+    // has not yet written back to the file is not seen.
+    static std::unique_ptr<BrowserDatabase> OpenForReading(const std::string& path,
+                                                           std::string& error);
     ~BrowserDatabase();
     BrowserDatabase(const BrowserDatabase&) = delete;
     BrowserDatabase& operator=(const BrowserDatabase&) = delete;
@@ -49,6 +55,9 @@ public:
     // The first column of every row as text.
     std::vector<std::string> QueryTexts(const std::string& sql,
                                         const std::vector<std::string>& params = {});
+    // The first column of every row as text with the second as a number.
+    std::vector<std::pair<std::string, std::int64_t>> QueryCounts(
+        const std::string& sql, const std::vector<std::string>& params = {});
 
     const std::string& Path() const { return path_; }
 

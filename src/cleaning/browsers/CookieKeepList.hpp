@@ -23,8 +23,21 @@ public:
     const std::vector<std::string>& Sites() const { return sites_; }
     bool Empty() const { return sites_.empty(); }
 
+    // The form a site is stored in: no scheme, path or leading dot, lower case.
+    static std::string Normalize(std::string site);
+    // Adds a site once; false when it was already listed (or is empty).
+    bool Add(const std::string& site);
+    // Takes the site out (only that very site, never its parent); false when absent.
+    bool Remove(const std::string& site);
+    // The file's text: its comments as they were, one site a line.
+    std::string Text() const;
+    // Writes the list, creating its folder. Throws VbError.
+    void Save(Platform& platform, const std::string& path) const;
+
 private:
     std::vector<std::string> sites_;
+    // Every line as read or added; a removed site's line goes.
+    std::vector<std::string> lines_;
 };
 
 }  // namespace velloran

@@ -103,7 +103,7 @@ const std::array<IERegistryTask, 4> kRegistryTasks{{
 const IERegistryTask& FindRegistryTask(std::string_view method) {
     for (const auto& t : kRegistryTasks)
         if (method == t.method) return t;
-    throw VbError::Standard(vbErrInvalidCall);
+    throw VbError::InvalidCall();
 }
 
 }  // namespace
@@ -128,7 +128,8 @@ bool IECleaner::Guard(const char* method, const std::string& label,
     } catch (const std::exception& e) {
         Raise("Failed: Clear IE {" + label + "}.");
         if (Error)
-            Error(51, e.what(), std::string("IECleaner:") + method, "IECleaner", versionText_);
+            Error(vbErrInternal, e.what(), std::string("IECleaner:") + method, "IECleaner",
+                  versionText_);
     }
     return false;
 }
@@ -209,8 +210,9 @@ bool IECleaner::RestoreWindowPosition() {
 
 // --- Folders
 
-std::optional<std::string> IECleaner::ShellFolder(const std::string& name) const {
-    KelRegistry reg(registry_);
+std::optional<std::string> ShellFolderPath(RegistryStore& registry, Platform& platform,
+                                           const std::string& name) {
+    KelRegistry reg(registry);
     reg.RootKey(kHKeyCurrentUser);
     reg.KeyPath("Software\\Microsoft\\Windows\\CurrentVersion\\Explorer");
     std::string windowsPath;
@@ -222,10 +224,14 @@ std::optional<std::string> IECleaner::ShellFolder(const std::string& name) const
         // Wine's defaults use only %USERPROFILE%, which is not stored anywhere.
         const std::string var = "%USERPROFILE%";
         if (AsciiLower(windowsPath).starts_with(AsciiLower(var)))
-            windowsPath = "C:\\users\\" + platform_.UserName() + windowsPath.substr(var.size());
+            windowsPath = "C:\\users\\" + platform.UserName() + windowsPath.substr(var.size());
     }
     if (windowsPath.empty() || windowsPath.find('%') != std::string::npos) return std::nullopt;
-    return platform_.HostPath(windowsPath);
+    return platform.HostPath(windowsPath);
+}
+
+std::optional<std::string> IECleaner::ShellFolder(const std::string& name) const {
+    return ShellFolderPath(registry_, platform_, name);
 }
 
 std::vector<IECleaner::FileItem> ListFiles(const std::string& folder, bool recursive) {

@@ -22,6 +22,11 @@ class KelRegistry;
 struct IEValueSource;
 struct IERegistryTask;
 
+// A folder of the environment's "Shell Folders" ("Cookies", "Cache", "History") as
+// a host path, read from the registry and reached through the drive links.
+std::optional<std::string> ShellFolderPath(RegistryStore& registry, Platform& platform,
+                                           const std::string& name);
+
 class IECleaner {
 public:
     IECleaner(RegistryStore& registry, Platform& platform, std::string versionText);

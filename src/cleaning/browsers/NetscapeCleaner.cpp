@@ -52,7 +52,7 @@ VbBool NetscapeCleaner::Clean(std::int16_t task, std::string& /*unused*/) {
         }
         return vbTrue;
     } catch (const std::exception& e) {
-        if (OnError) OnError(1, e.what(), "NetscapeCleaner:Clean", versionText_, "");
+        if (OnError) OnError(ErrorNumberOf(e), e.what(), "NetscapeCleaner:Clean", versionText_, "");
         return vbFalse;
     }
 }

@@ -63,7 +63,8 @@ bool OperaCleaner::Clean(Int16 task) {
         RunTask(number);
     } catch (const std::exception& e) {
         // Nothing the cleaner can explain to the user: the run's reporter takes it.
-        if (OnError) OnError(5, e.what(), "OperaCleaner:Clean", std::to_string(number));
+        if (OnError)
+            OnError(ErrorNumberOf(e), e.what(), "OperaCleaner:Clean", std::to_string(number));
     }
     return true;
 }

@@ -11,8 +11,6 @@
 
 namespace velloran {
 
-inline constexpr int vbErrNoSuchElement = 340;
-
 template <class T>
 class ControlArray {
 public:
@@ -33,9 +31,7 @@ public:
     }
     T& operator()(int index) const {
         auto it = members_.find(index);
-        if (it == members_.end())
-            throw VbError(vbErrNoSuchElement,
-                          "Control array element '" + std::to_string(index) + "' doesn't exist");
+        if (it == members_.end()) throw VbError::NoSuchControl(index);
         return *it->second;
     }
     bool Exists(int index) const { return members_.count(index) != 0; }

@@ -7,7 +7,7 @@
 namespace velloran {
 
 void ComboBox::SetListIndex(int i) {
-    if (i < -1 || i >= ListCount()) throw VbError(380, "Invalid property value");
+    if (i < -1 || i >= ListCount()) throw VbError::InvalidPropertyValue();
     if (i == listIndex_) return;
     listIndex_ = i;
     Changed();
@@ -20,12 +20,12 @@ double ProgressBar::Fraction() const {
 }
 
 const std::string& StatusBar::Panel(int i) const {
-    if (i < 1 || i > PanelCount()) throw VbError::Standard(vbErrSubscript);
+    if (i < 1 || i > PanelCount()) throw VbError::SubscriptOutOfRange();
     return panels_[static_cast<std::size_t>(i - 1)];
 }
 
 void StatusBar::SetPanel(int i, std::string text) {
-    if (i < 1 || i > PanelCount()) throw VbError::Standard(vbErrSubscript);
+    if (i < 1 || i > PanelCount()) throw VbError::SubscriptOutOfRange();
     auto& slot = panels_[static_cast<std::size_t>(i - 1)];
     if (slot == text) return;
     slot = std::move(text);

@@ -5,11 +5,9 @@
 namespace velloran {
 
 namespace {
-constexpr int kErrIndexOutOfBounds = 35600;
 
 void CheckIndex(int i, std::size_t n) {
-    if (i < 0 || static_cast<std::size_t>(i) >= n)
-        throw VbError(kErrIndexOutOfBounds, "Index out of bounds");
+    if (i < 0 || static_cast<std::size_t>(i) >= n) throw VbError::IndexOutOfBounds();
 }
 }  // namespace
 
@@ -43,7 +41,7 @@ void ListView::Select(int i) {
 int ListView::Add(std::string key, std::string text, std::vector<std::string> subItems,
                   std::string tag) {
     if (!key.empty()) {
-        if (keys_.count(key)) throw VbError(kErrKeyNotUnique, "Key is not unique in collection");
+        if (keys_.count(key)) throw VbError::KeyNotUnique();
         keys_.emplace(key, Count());
     }
     rows_.push_back({std::move(key), std::move(text), std::move(subItems), std::move(tag)});
@@ -68,7 +66,7 @@ void ListView::SetChecked(int i, bool checked) {
 void ListView::SetSubItem(int i, int sub, std::string text) {
     CheckIndex(i, rows_.size());
     auto& subs = rows_[static_cast<std::size_t>(i)].subItems;
-    if (sub < 1) throw VbError(kErrIndexOutOfBounds, "Index out of bounds");
+    if (sub < 1) throw VbError::IndexOutOfBounds();
     if (subs.size() < static_cast<std::size_t>(sub)) subs.resize(static_cast<std::size_t>(sub));
     subs[static_cast<std::size_t>(sub - 1)] = std::move(text);
     RowChanged(i);
@@ -100,9 +98,9 @@ void ListView::Reindex() {
 }
 
 int TreeView::Add(std::string parentKey, std::string key, std::string text, std::string image) {
-    if (!parentKey.empty() && !keys_.count(parentKey)) throw VbError(35601, "Element not found");
+    if (!parentKey.empty() && !keys_.count(parentKey)) throw VbError::ElementNotFound();
     if (!key.empty()) {
-        if (keys_.count(key)) throw VbError(kErrKeyNotUnique, "Key is not unique in collection");
+        if (keys_.count(key)) throw VbError::KeyNotUnique();
         keys_.emplace(key, Count());
     }
     nodes_.push_back({std::move(key), std::move(parentKey), std::move(text), std::move(image)});

@@ -23,9 +23,6 @@ struct ListRow {
     bool selected = false;
 };
 
-// Adding a row whose key is already in the list.
-inline constexpr int kErrKeyNotUnique = 35602;
-
 class ListView : public Control {
 public:
     using Control::Control;

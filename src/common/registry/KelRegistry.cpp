@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char* kSource = "KelRegistry";
 
-[[noreturn]] void TypeMismatch() { throw VbError(kVbErrTypeMismatch, "Type mismatch", kSource); }
-[[noreturn]] void Overflow() { throw VbError::Standard(vbErrOverflow, kSource); }
+[[noreturn]] void TypeMismatch() { throw VbError::TypeMismatch().From(kSource); }
+[[noreturn]] void Overflow() { throw VbError::Overflow().From(kSource); }
 
 // VB's numeric text: blanks around, a sign, digits with an optional fraction, or
 // &H / &O literals. Fractions round half to even, as CInt and CLng do.
@@ -176,7 +176,7 @@ bool KelRegistry::KeyExists() const { return store_->KeyExists(root_, CurrentKey
 void KelRegistry::CreateKey() { store_->CreateKey(root_, CurrentKey()); }
 
 bool KelRegistry::DeleteKey(const std::string& name) {
-    if (name.empty()) throw VbError::Standard(vbErrInvalidCall, kSource);
+    if (name.empty()) throw VbError::InvalidCall().From(kSource);
     if (!store_->KeyExists(root_, keyPath_))
         throw VbError(vbErrInvalidCall,
                       "Registry key not found: " + RootKeyName(root_) + "\\" + keyPath_, kSource);

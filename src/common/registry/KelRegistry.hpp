@@ -57,9 +57,6 @@ private:
     Variant v_;
 };
 
-// VB's "Type mismatch".
-inline constexpr int kVbErrTypeMismatch = 13;
-
 class KelRegistry {
 public:
     explicit KelRegistry(RegistryStore& store) : store_(&store) {}

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/platform/FileIO.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "common/registry/WineRegFile.hpp"
 
@@ -49,11 +50,6 @@ private:
     Options options_;
 };
 
-// Writes `text` to `file` atomically; see WinePrefixStore::Save. Exposed for tests.
-void WriteFileAtomically(const std::filesystem::path& file, const std::string& text);
-
-// The temporary name a save of `file` by process `pid` uses (attempt `n`).
-std::string AtomicTemporaryName(const std::filesystem::path& file, long pid, int n);
 // Removes temporary files that a save of `file` in a process that no longer runs
 // left behind (a kill during the write); returns how many were removed.
 int RemoveStaleTemporaries(const std::filesystem::path& file,

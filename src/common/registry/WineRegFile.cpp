@@ -286,7 +286,7 @@ public:
                               e.Why() +
                               ". This is not a valid Wine registry file; it is left as it is.";
             hive_.Clear();
-            throw VbError(kVbErrBadFileFormat, msg, "Registry");
+            throw VbError::BadFileFormat(msg).From("Registry");
         }
     }
 

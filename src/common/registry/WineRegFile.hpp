@@ -10,9 +10,6 @@
 
 namespace velloran {
 
-// VB's "Bad file format" number; the text names the file and line.
-inline constexpr int kVbErrBadFileFormat = 321;
-
 // Parses `text` into `hive` (which is cleared first). Throws VbError naming
 // `fileName` and the line for anything wineserver would reject or report.
 void ReadWineRegistry(RegHive& hive, std::string text, const std::string& fileName);

@@ -9,7 +9,7 @@
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
 #include "app/StartupDelete.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
@@ -84,7 +84,7 @@ void frmErad::AddToEradicator(const std::string& path) {
                 lviewF.Add(path, path);
             }
         } catch (const VbError& e) {
-            if (e.Number() != kErrKeyNotUnique) throw;
+            if (e.Number() != vbErrKeyNotUnique) throw;
             app_.MsgBox("File or Folder already exist in the list!", vbExclamation);
         }
     });
@@ -101,7 +101,7 @@ void frmErad::cmdadd_Click() {
                  GetHost().OpenFilesDialog("Select a file to eradicate", "All Files(*.*)|*.*"))
                 if (!file.empty()) AddToEradicator(file);
         } catch (const VbError& e) {
-            if (e.Number() != kErrKeyNotUnique) throw;
+            if (e.Number() != vbErrKeyNotUnique) throw;
             app_.MsgBox("File already exist in the list.", vbExclamation);
         }
     });
@@ -115,7 +115,7 @@ void frmErad::cmdaddf_Click() {
             lviewF.Add(folder, folder);
             FitLastColumn(lviewF);
         } catch (const VbError& e) {
-            if (e.Number() != kErrKeyNotUnique) throw;
+            if (e.Number() != vbErrKeyNotUnique) throw;
             app_.MsgBox("Folder already exist in the list.", vbExclamation);
         }
     });

@@ -41,7 +41,7 @@ int FilterCollection::Populate() {
     for (std::size_t i = 0; i < sources_.size(); ++i) {
         std::ifstream in(sources_[i], std::ios::binary);
         if (!in) {
-            if (i == 0) throw VbError(vbErrFileNotFound, "File not found: " + sources_[i].string());
+            if (i == 0) throw VbError::FileNotFound(sources_[i].string());
             continue;
         }
         std::string line;

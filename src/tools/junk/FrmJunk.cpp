@@ -6,7 +6,7 @@
 #include "app/Application.hpp"
 #include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
 #include "common/controls/ModListView.hpp"
@@ -27,7 +27,8 @@ constexpr std::int16_t kLocationLength = 70;
 // Errors of a drive that cannot be searched (gone, unreadable, not a real file
 // system): the drive just yields nothing.
 bool IsUnreadableDrive(const VbError& e) {
-    return e.Number() == 70 || e.Number() == 75 || e.Number() == 76;
+    return e.Number() == vbErrPermissionDenied || e.Number() == vbErrPathFileAccess ||
+           e.Number() == vbErrPathNotFound;
 }
 
 }  // namespace
@@ -135,7 +136,7 @@ void FrmJunk::cFilCol_Populated() {
             const std::vector<std::string> fields = SplitFields(line, ";");
             // A line without its three fields fails on the first one missing.
             auto field = [&fields](std::size_t n) -> const std::string& {
-                if (n >= fields.size()) throw VbError::Standard(vbErrSubscript);
+                if (n >= fields.size()) throw VbError::SubscriptOutOfRange();
                 return fields[n];
             };
             const int row = lvFilters.Add({}, field(0));

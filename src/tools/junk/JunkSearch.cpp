@@ -74,7 +74,7 @@ bool JunkSearch::InPlace(const Filter& filter, const std::string& folder) {
 }
 
 void JunkSearch::PrepareFilters() {
-    if (tags_.Count() > patterns_.Count()) throw VbError::Standard(vbErrInvalidCall);
+    if (tags_.Count() > patterns_.Count()) throw VbError::InvalidCall();
     filters_.clear();
     for (int i = 1; i <= patterns_.Count(); ++i) {
         const std::string& item = patterns_.Item(i);
@@ -229,7 +229,7 @@ bool JunkSearch::Search(const std::string& folder, const std::string& mask) {
 
 bool JunkSearch::Search(std::string& folder, std::string& mask, std::vector<std::string>& found,
                         std::vector<std::string>& unreadable, std::int32_t& count) {
-    if (running_) throw VbError::Standard(vbErrInvalidCall);
+    if (running_) throw VbError::InvalidCall();
     // A Stop handler run by the pump may drop the caller's hold on this object.
     auto keepAlive = weak_from_this().lock();
     count = 0;

@@ -1,8 +1,8 @@
 #include "tools/junk/ModGeneral.hpp"
 
-#include "app/Application.hpp"
-#include "cleaning/ReportError.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/WorkContext.hpp"
 #include "common/controls/Form.hpp"
 #include "common/controls/ListView.hpp"
 
@@ -13,7 +13,7 @@ namespace {
 constexpr int kMaxDrives = 256;
 }  // namespace
 
-void Findallfiles(Application& app, TreeView& tv, Form& owner, bool volumeInfo) {
+void Findallfiles(WorkContext& app, TreeView& tv, Form& owner, bool volumeInfo) {
     WithErrorHandler(app, "ModGeneral:Findallfiles", [&] {
         DrivesFreeSpace = 0;
         Platform& platform = app.GetPlatform();

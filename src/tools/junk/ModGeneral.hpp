@@ -2,7 +2,7 @@
 // Drive enumeration for the windows that search drives.
 namespace velloran {
 
-class Application;
+class WorkContext;
 class Form;
 class TreeView;
 
@@ -12,6 +12,6 @@ inline double DrivesFreeSpace = 0;
 // Fills `tv` with a checked top-level node per removable and fixed drive, keyed by
 // the drive's root path. `volumeInfo` also reads each drive's volume information.
 // Errors go to the error reporter.
-void Findallfiles(Application& app, TreeView& tv, Form& owner, bool volumeInfo);
+void Findallfiles(WorkContext& app, TreeView& tv, Form& owner, bool volumeInfo);
 
 }  // namespace velloran

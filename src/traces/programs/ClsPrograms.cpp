@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "app/Application.hpp"
 #include "common/Text.hpp"
+#include "common/WorkContext.hpp"
 #include "common/registry/KelRegistry.hpp"
 
 namespace velloran {

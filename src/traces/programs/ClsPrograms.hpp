@@ -6,7 +6,7 @@ namespace velloran {
 
 class ClsPrograms : public TraceWorker {
 public:
-    explicit ClsPrograms(Application& app) : TraceWorker(app, "ClsPrograms", "Programs") {}
+    explicit ClsPrograms(WorkContext& context) : TraceWorker(context, "ClsPrograms", "Programs") {}
 
     void CleanWinzipTracks();
     void CleanMMConsole();

@@ -3,7 +3,7 @@
 #include <array>
 #include <string_view>
 
-#include "app/Application.hpp"
+#include "common/WorkContext.hpp"
 #include "common/registry/KelRegistry.hpp"
 
 namespace velloran {
@@ -84,7 +84,7 @@ constexpr std::array<ListTask, 10> kListTasks{{
 const ListTask& FindTask(std::string_view method) {
     for (const auto& t : kListTasks)
         if (t.method == method) return t;
-    throw VbError::Standard(vbErrInvalidCall);
+    throw VbError::InvalidCall();
 }
 
 // PagingFiles is a multi-string on every Windows; its entries are shown one after
@@ -144,7 +144,7 @@ bool ClsWindows::CleanEncryptedTracks(Int16& f) { return RunListTask("CleanEncry
 bool ClsWindows::CleanClipBoard() {
     // The platform's answer is not looked at: the task reports success regardless.
     bool ok = TaskEnd::Done ==
-              RunTask("CleanClipBoard", "", [&] { app_.GetPlatform().EmptyClipboard(); });
+              RunTask("CleanClipBoard", "", [&] { ctx_.GetPlatform().EmptyClipboard(); });
     if (ok) RaiseProgress("Cleared Windows {Clipboard}.");
     return ok;
 }
@@ -154,7 +154,7 @@ bool ClsWindows::EmptyRecycleBin(Form& /*owner*/, bool Silent) {
     Leftovers left;
     bool ok = TaskEnd::Done ==
               RunTask("EmptyRecycleBin", "Failed: Empty Windows {recycle bin} file.", [&] {
-                  Platform& platform = app_.GetPlatform();
+                  Platform& platform = ctx_.GetPlatform();
                   left = platform.EmptyRecycleBin(Silent ? 7 : 0);
                   platform.UpdateRecycleBinIcon();
               });
@@ -180,7 +180,7 @@ bool ClsWindows::ClearPageFile() {
                 reg.WriteValue("clearpagefileatshutdown", RegData("1"), kRegSz);
                 message = "Page/SWAP File will be cleared on restart.";
             }
-            app_.SharedRegistry.reset();
+            ctx_.SharedRegistry.reset();
         });
     if (ok) RaiseProgress(message);
     return ok;
@@ -191,7 +191,7 @@ bool ClsWindows::CleanRecentDocList() {
     Leftovers left;
     bool ok = TaskEnd::Done == RunTask("CleanRecentDocList",
                                        "Failed: Clear Windows {recent document} history.", [&] {
-                                           left = app_.GetPlatform().ClearRecentDocs();
+                                           left = ctx_.GetPlatform().ClearRecentDocs();
                                            registryEntries = RemoveRecentDocsKey();
                                        });
     if (ok) RaiseProgress("Cleared Windows {recent document} history.");
@@ -222,7 +222,7 @@ std::int64_t ClsWindows::RemoveRecentDocsKey() {
 
 std::string ClsWindows::SystemDirectory() {
     try {
-        return app_.GetPlatform().SystemDirectory().substr(0, 255);
+        return ctx_.GetPlatform().SystemDirectory().substr(0, 255);
     } catch (const std::exception&) {
         return {};
     }
@@ -230,7 +230,7 @@ std::string ClsWindows::SystemDirectory() {
 
 std::string ClsWindows::WindowsDirectory() {
     try {
-        return app_.GetPlatform().WindowsDirectory().substr(0, 255);
+        return ctx_.GetPlatform().WindowsDirectory().substr(0, 255);
     } catch (const std::exception&) {
         return {};
     }
@@ -244,9 +244,9 @@ std::string ClsWindows::LogonUserName() {
         reg.KeyPath("Software\\Microsoft\\Windows\\CurrentVersion");
         reg.SubKey("Explorer");
         if (reg.KeyExists()) {
-            app_.SharedList =
+            ctx_.SharedList =
                 reg.EnumerateValues(reg.RootKey(), reg.KeyPath() + "\\" + reg.SubKey());
-            for (const auto& entry : app_.SharedList) {
+            for (const auto& entry : ctx_.SharedList) {
                 if (IsTrue(Cancel)) return result;
                 if (entry.first == "Logon User Name") result = entry.second.ToString();
             }
@@ -254,8 +254,8 @@ std::string ClsWindows::LogonUserName() {
     } catch (const VbError&) {
         // Each failing step is skipped.
     }
-    app_.SharedRegistry.reset();
-    app_.SharedList.clear();
+    ctx_.SharedRegistry.reset();
+    ctx_.SharedList.clear();
     return result;
 }
 

@@ -11,7 +11,7 @@ class Form;
 
 class ClsWindows : public TraceWorker {
 public:
-    explicit ClsWindows(Application& app) : TraceWorker(app, "ClsWindows", "Windows") {}
+    explicit ClsWindows(WorkContext& context) : TraceWorker(context, "ClsWindows", "Windows") {}
 
     // List tasks: `Found` receives the count on a normal end, 0 on failure, and is
     // left alone when cancelled. The flag the run passes as False changes nothing.

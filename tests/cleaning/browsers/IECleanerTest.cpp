@@ -46,7 +46,7 @@ public:
         return undeletable.count(path) == 0 && LinuxPlatform::RemoveFile(path);
     }
     void DeletePath(const std::string& path) override {
-        if (undeletable.count(path) != 0) throw VbError(70, "Permission denied");
+        if (undeletable.count(path) != 0) throw VbError::PermissionDenied();
         LinuxPlatform::DeletePath(path);
     }
 };
@@ -300,7 +300,7 @@ TEST_F(IECleanerTest, MissingFoldersARefusedWriteAndACancelAreReportedHonestly) 
     PrefixPlatform platform(Target{prefix, root / "own"});
     // A store that may not write (its wineserver runs): a line, not a fatal error.
     struct RefusingStore : MemoryStore {
-        void Save() override { throw VbError(70, "The prefix is in use."); }
+        void Save() override { throw VbError(vbErrPermissionDenied, "The prefix is in use."); }
     } refusing;
     KelRegistry typed(refusing);
     typed.KeyPath(std::string(kIE) + "\\TypedURLs");

@@ -157,11 +157,11 @@ TEST(KelRegistry, DataConvertsLikeVisualBasic) {
     EXPECT_EQ(RegData().ToInt16(), 0);
     EXPECT_EQ(RegData(std::int32_t{7}).ToString(), "7");
     EXPECT_EQ(RegData(std::int64_t{-5}).ToString(), "-5");
-    EXPECT_EQ(ErrorNumber([] { RegData("abc").ToInt16(); }), kVbErrTypeMismatch);
-    EXPECT_EQ(ErrorNumber([] { RegData("").ToInt16(); }), kVbErrTypeMismatch);
+    EXPECT_EQ(ErrorNumber([] { RegData("abc").ToInt16(); }), vbErrTypeMismatch);
+    EXPECT_EQ(ErrorNumber([] { RegData("").ToInt16(); }), vbErrTypeMismatch);
     EXPECT_EQ(ErrorNumber([] { RegData("32768").ToInt16(); }), vbErrOverflow);
     EXPECT_EQ(ErrorNumber([] { RegData(std::int32_t{40000}).ToInt16(); }), vbErrOverflow);
-    EXPECT_EQ(ErrorNumber([] { RegData(RegData::Strings{"a"}).ToString(); }), kVbErrTypeMismatch);
+    EXPECT_EQ(ErrorNumber([] { RegData(RegData::Strings{"a"}).ToString(); }), vbErrTypeMismatch);
 
     // Stored values as callers see them, and back.
     EXPECT_EQ(RegData::FromValue(RegValue::Dword(0xFFFFFFFFu)), RegData(std::int32_t{-1}));
@@ -181,7 +181,7 @@ TEST(KelRegistry, DataConvertsLikeVisualBasic) {
     EXPECT_EQ(RegData(std::int32_t{-1}).ToValue(kRegDword), RegValue::Dword(0xFFFFFFFFu));
     EXPECT_EQ(RegData("one").ToValue(kRegMultiSz), RegValue::MultiString({"one"}));
     EXPECT_EQ(RegData(RegBytes{9, 8}).ToValue(kRegBinary), RegValue::Binary({9, 8}));
-    EXPECT_EQ(ErrorNumber([] { RegData("x").ToValue(kRegDword); }), kVbErrTypeMismatch);
+    EXPECT_EQ(ErrorNumber([] { RegData("x").ToValue(kRegDword); }), vbErrTypeMismatch);
 }
 
 TEST(KelRegistry, LinkKeysAreOpenedThroughLikeWineDoes) {

@@ -13,9 +13,9 @@
 #include <gtest/gtest.h>
 
 #include "common/VbError.hpp"
+#include "common/platform/WineServer.hpp"
 #include "common/registry/OpenStore.hpp"
 #include "common/registry/RegTestUtil.hpp"
-#include "common/registry/WineServer.hpp"
 
 namespace velloran {
 namespace {

@@ -356,7 +356,7 @@ TEST(WineRegFile, MalformedFilesAreRefusedWithFileAndLine) {
             WinePrefixStore store(dir.Path());
             ADD_FAILURE() << "accepted: " << text;
         } catch (const VbError& e) {
-            EXPECT_EQ(e.Number(), kVbErrBadFileFormat);
+            EXPECT_EQ(e.Number(), vbErrBadFileFormat);
             std::string expected =
                 (dir / "user.reg").string() + ", line " + std::to_string(line) + ":";
             EXPECT_NE(e.Description().find(expected), std::string::npos)
@@ -388,7 +388,7 @@ std::string RefusalOf(const std::string& text) {
     try {
         ReadWineRegistry(hive, text, "x.reg");
     } catch (const VbError& e) {
-        EXPECT_EQ(e.Number(), kVbErrBadFileFormat);
+        EXPECT_EQ(e.Number(), vbErrBadFileFormat);
         return e.Description();
     }
     return {};

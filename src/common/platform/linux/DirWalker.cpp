@@ -51,12 +51,12 @@ int OpenChildDir(int parent, const char* name) {
 VbError OpenError(int err, const std::string& path) {
     switch (err) {
         case ENOENT:
-            return VbError(vbErrPathNotFound, "Path not found: " + path);
+            return VbError::PathNotFound(path);
         case EACCES:
         case EPERM:
-            return VbError(vbErrPermissionDenied, "Permission denied: " + path);
+            return VbError::PermissionDenied(path);
         default:
-            return VbError(75, "Path/File access error: " + path + ": " + std::strerror(err));
+            return VbError::PathFileAccess(path + ": " + std::strerror(err));
     }
 }
 
@@ -172,7 +172,7 @@ void DirWalker::Start(const std::string& root, DirVisitor& visitor) {
     struct stat st {};
     if (fstatfs(fd, &sfs) != 0 || fstat(fd, &st) != 0) throw OpenError(errno, root);
     if (IsPseudoFileSystem(static_cast<long>(sfs.f_type)))
-        throw VbError(75, "Path/File access error: " + root + " is a system pseudo file system");
+        throw VbError::PathFileAccess(root + " is a system pseudo file system");
     rootDev_ = st.st_dev;
 
     // Mount points below the root are skipped by name, before anything opens them

@@ -68,8 +68,7 @@ void RemovePath(const std::string& path) {
     const std::string parent =
         slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
     const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    if (name.empty() || name == "." || name == "..")
-        throw VbError(vbErrPathFileAccess, "Path/File access error: " + path);
+    if (name.empty() || name == "." || name == "..") throw VbError::PathFileAccess(path);
     const int raw = OpenFolderForDeletion(parent);
     if (raw < 0) throw ErrnoError(errno, path);
     UniqueFd dir(raw);
@@ -129,8 +128,7 @@ void RemoveFileEntry(const std::string& path) {
     UniqueFd dir(OpenFolderForDeletion(parent));
     if (!dir) throw ErrnoError(errno, path);
     if (unlinkat(dir.get(), name.c_str(), 0) == 0) return;
-    if (errno == EISDIR)
-        throw VbError(vbErrPathFileAccess, "Path/File access error: " + path + " is a folder");
+    if (errno == EISDIR) throw VbError::PathFileAccess(path + " is a folder");
     throw ErrnoError(errno, path);
 }
 

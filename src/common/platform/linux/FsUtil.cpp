@@ -17,26 +17,25 @@ VbError ErrnoError(int err, const std::string& what) {
     switch (err) {
         case ENOENT:
         case ENOTDIR:
-            return VbError(vbErrFileNotFound, "File not found: " + what);
+            return VbError::FileNotFound(what);
         case EACCES:
         case EPERM:
         case EROFS:
         case ETXTBSY:
         case EBUSY:
-            return VbError(vbErrPermissionDenied, "Permission denied: " + what);
+            return VbError::PermissionDenied(what);
         case ENOSPC:
         case EDQUOT:
-            return VbError(vbErrDiskFull, "Disk full: " + what);
+            return VbError::DiskFull(what);
         case EIO:
-            return VbError(vbErrDeviceIO, "Device I/O error: " + what);
+            return VbError::DeviceIO(what);
         case ELOOP:
-            return VbError(vbErrPathFileAccess,
-                           "Path/File access error: " + what +
-                               ": a folder on its path is now a symbolic link, which is never "
-                               "followed; left as it is");
+            return VbError::PathFileAccess(
+                what +
+                ": a folder on its path is now a symbolic link, which is never "
+                "followed; left as it is");
         default:
-            return VbError(vbErrPathFileAccess,
-                           "Path/File access error: " + what + ": " + std::strerror(err));
+            return VbError::PathFileAccess(what + ": " + std::strerror(err));
     }
 }
 

@@ -31,7 +31,7 @@ void LinuxPlatform::ReplaceFileContent(const std::string& path, const std::strin
 void LinuxPlatform::CreateDirectories(const std::string& path) {
     std::error_code ec;
     std::filesystem::create_directories(path, ec);
-    if (ec) throw VbError(vbErrPathNotFound, "Path not found: " + path + ": " + ec.message());
+    if (ec) throw VbError::PathNotFound(path + ": " + ec.message());
 }
 
 bool LinuxPlatform::RemoveFile(const std::string& path) {

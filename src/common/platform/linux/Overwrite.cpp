@@ -154,8 +154,7 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
         throw ErrnoError(errno, path);
     if (!S_ISREG(st.st_mode)) {
         report.push_back(path + ": not a regular file; refused");
-        throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: " + path + " is not a regular file");
+        throw VbError::PathFileAccess(path + " is not a regular file");
     }
     // Refuse before touching the data when the entry could not be removed after.
     if (faccessat(dirfd.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) throw ErrnoError(errno, dir);
@@ -178,8 +177,7 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
     struct stat fs {};
     if (fstat(fd.get(), &fs) != 0 || !S_ISREG(fs.st_mode) || fs.st_ino != st.st_ino ||
         fs.st_dev != st.st_dev)
-        throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: " + path + " changed while opening");
+        throw VbError::PathFileAccess(path + " changed while opening");
 
     bool complete = true;
     std::uint64_t size = static_cast<std::uint64_t>(fs.st_size);

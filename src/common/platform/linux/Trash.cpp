@@ -23,8 +23,6 @@ namespace velloran::linuxfs {
 
 namespace {
 
-constexpr int kFileExists = 58;
-
 std::string RealDir(const std::string& dir) {
     char* r = realpath(dir.c_str(), nullptr);
     if (!r) return {};
@@ -386,14 +384,11 @@ TrashDir Trash::TrashFor(const std::string& path, const std::string& realDir, de
         std::error_code ec;
         std::filesystem::create_directories(SplitPath(home_).first, ec);
         if (!EnsureTrashLayout(home_, uid_, true))
-            throw VbError(vbErrPathFileAccess,
-                          "Path/File access error: cannot use the trash " + home_);
+            throw VbError::PathFileAccess("cannot use the trash " + home_);
         return TrashDir{home_, "", true};
     }
     auto volume = VolumeTrash(MountTop(realDir, device), true);
-    if (!volume)
-        throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: the volume of " + path + " has no usable trash");
+    if (!volume) throw VbError::PathFileAccess("the volume of " + path + " has no usable trash");
     return *volume;
 }
 
@@ -461,7 +456,7 @@ void Trash::RecordFolderSize(const OpenedTrash& opened, const UniqueFd& info,
 TrashedItem Trash::MoveToTrash(const std::string& path) {
     auto [dir, name] = SplitPath(path);
     if (name.empty() || name == "." || name == ".." || name == "/")
-        throw VbError(vbErrInvalidCall, "Invalid procedure call or argument: " + path);
+        throw VbError::InvalidCall(path);
     UniqueFd dirfd(OpenFolderForDeletion(dir));
     if (!dirfd) throw ErrnoError(errno, path);
     struct stat st {};
@@ -473,16 +468,12 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
 
     const TrashDir target = TrashFor(path, realDir, st.st_dev);
     OpenedTrash opened = Open(target);
-    if (!opened)
-        throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: " + target.path + " is not this user's trash");
+    if (!opened) throw VbError::PathFileAccess(target.path + " is not this user's trash");
     const std::string info = "[Trash Info]\nPath=" + PercentEncode(RecordedPath(target, absolute)) +
                              "\nDeletionDate=" + LocalTimeStamp() + "\n";
     std::string candidate;
     UniqueFd infoFd = ClaimName(opened, target, name, info, candidate);
-    if (!infoFd)
-        throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: no free name in the trash for " + path);
+    if (!infoFd) throw VbError::PathFileAccess("no free name in the trash for " + path);
     if (renameat(dirfd.get(), name.c_str(), opened.files.get(), candidate.c_str()) != 0) {
         int err = errno;
         unlinkat(opened.info.get(), (candidate + kInfoSuffix).c_str(), 0);
@@ -495,19 +486,17 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
 
 void Trash::Restore(const TrashDir& dir, const std::string& name) {
     auto info = ReadInfo(dir, name);
-    if (!info) throw VbError(vbErrFileNotFound, "File not found: " + name + kInfoSuffix);
+    if (!info) throw VbError::FileNotFound(name + kInfoSuffix);
     std::string original = dir.home ? info->path : Join(dir.topdir, info->path);
     auto [parent, base] = SplitPath(original);
     UniqueFd to(OpenDirectoryPath(parent));
     if (!to) throw ErrnoError(errno, parent);
     OpenedTrash opened = Open(dir);
-    if (!opened)
-        throw VbError(vbErrPathFileAccess,
-                      "Path/File access error: " + dir.path + " is not this user's trash");
+    if (!opened) throw VbError::PathFileAccess(dir.path + " is not this user's trash");
     const UniqueFd& from = opened.files;
     struct stat st {};
     if (fstatat(to.get(), base.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0)
-        throw VbError(kFileExists, "File already exists: " + original);
+        throw VbError::FileExists(original);
     if (renameat(from.get(), name.c_str(), to.get(), base.c_str()) != 0)
         throw ErrnoError(errno, original);
     unlinkat(opened.info.get(), (name + kInfoSuffix).c_str(), 0);

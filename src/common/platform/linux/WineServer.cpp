@@ -1,4 +1,4 @@
-#include "common/registry/WineServer.hpp"
+#include "common/platform/WineServer.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -126,7 +126,7 @@ WineServerStatus FindWineServer(const fs::path& prefix, const std::vector<fs::pa
     return status;
 }
 
-std::string WineServerRunningMessage(const fs::path& prefix, pid_t pid) {
+std::string WineServerRunningMessage(const fs::path& prefix, long pid) {
     std::string p = prefix.string();
     std::string msg = "The Wine prefix " + p + " is in use: its wineserver";
     if (pid > 0) msg += " (process " + std::to_string(pid) + ")";

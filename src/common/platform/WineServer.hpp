@@ -2,8 +2,6 @@
 // Finding the wineserver that owns a prefix. While it runs, the prefix's registry
 // lives in its memory and it overwrites the files on its next save, so nothing may
 // write them then.
-#include <sys/types.h>
-
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,7 +10,7 @@ namespace velloran {
 
 struct WineServerStatus {
     bool running = false;
-    pid_t pid = 0;                    // 0 when not known
+    long pid = 0;                     // 0 when not known
     std::filesystem::path serverDir;  // the server-<dev>-<ino> folder found
 };
 
@@ -26,6 +24,6 @@ WineServerStatus FindWineServer(const std::filesystem::path& prefix,
 std::string WineServerDirName(const std::filesystem::path& prefix);
 
 // The refusal text: names the prefix and how to stop its server.
-std::string WineServerRunningMessage(const std::filesystem::path& prefix, pid_t pid);
+std::string WineServerRunningMessage(const std::filesystem::path& prefix, long pid);
 
 }  // namespace velloran

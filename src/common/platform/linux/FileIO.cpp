@@ -1,0 +1,138 @@
+#include "common/platform/FileIO.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "common/VbError.hpp"
+
+namespace velloran {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kSource = "Registry";
+
+[[noreturn]] void ThrowIo(int err, const std::string& what, const fs::path& file) {
+    VbErrorNumber number = vbErrDeviceIO;
+    std::string why = std::strerror(err);
+    if (err == ENOSPC || err == EDQUOT) {
+        number = vbErrDiskFull;
+        why = "the disk is full";
+    } else if (err == EACCES || err == EPERM || err == EROFS) {
+        number = vbErrPermissionDenied;
+    }
+    throw VbError(number, what + " " + file.string() + ": " + why, kSource);
+}
+
+}  // namespace
+
+bool ReadWholeFile(const fs::path& file, std::string& out) {
+    int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT) return false;
+        ThrowIo(errno, "Cannot read", file);
+    }
+    struct stat st {};
+    if (fstat(fd, &st) != 0) {
+        int err = errno;
+        close(fd);
+        ThrowIo(err, "Cannot read", file);
+    }
+    if (!S_ISREG(st.st_mode)) {
+        close(fd);
+        ThrowIo(S_ISDIR(st.st_mode) ? EISDIR : EINVAL, "Cannot read", file);
+    }
+    out.clear();
+    out.resize(static_cast<size_t>(st.st_size));
+    size_t got = 0;
+    for (;;) {
+        if (got == out.size()) out.resize(out.size() + 65536);
+        ssize_t n = read(fd, out.data() + got, out.size() - got);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            int err = errno;
+            close(fd);
+            ThrowIo(err, "Cannot read", file);
+        }
+        if (n == 0) break;
+        got += static_cast<size_t>(n);
+    }
+    out.resize(got);
+    close(fd);
+    return true;
+}
+
+void ThrowFileError(const std::error_code& ec, const std::string& what, const fs::path& file) {
+    ThrowIo(ec.value(), what, file);
+}
+
+void WriteFileAtomically(const fs::path& file, const std::string& text) {
+    // Through a symbolic link, replace the file it points to, not the link.
+    fs::path target = file;
+    std::error_code ec;
+    if (fs::is_symlink(file, ec)) {
+        fs::path resolved = fs::canonical(file, ec);
+        if (!ec) target = resolved;
+    }
+    struct stat old {};
+    bool existed = stat(target.c_str(), &old) == 0;
+    fs::path dir = target.parent_path();
+    if (dir.empty()) dir = ".";
+
+    fs::path tmp;
+    int fd = -1;
+    for (int i = 0; i < 1000 && fd < 0; ++i) {
+        tmp = dir / AtomicTemporaryName(target, getpid(), i);
+        fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, existed ? 0600 : 0666);
+        if (fd < 0 && errno != EEXIST) ThrowIo(errno, "Cannot save", target);
+    }
+    if (fd < 0) ThrowIo(EEXIST, "Cannot save", target);
+
+    auto fail = [&](int err) {
+        close(fd);
+        unlink(tmp.c_str());
+        ThrowIo(err, "Cannot save", target);
+    };
+    size_t done = 0;
+    while (done < text.size()) {
+        ssize_t n = write(fd, text.data() + done, text.size() - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            fail(errno);
+        }
+        done += static_cast<size_t>(n);
+    }
+    if (existed) {
+        if (fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM) fail(errno);
+        if (fchmod(fd, old.st_mode & 07777) != 0) fail(errno);
+    }
+    if (fsync(fd) != 0) fail(errno);
+    if (close(fd) != 0) {
+        int err = errno;
+        unlink(tmp.c_str());
+        ThrowIo(err, "Cannot save", target);
+    }
+    if (rename(tmp.c_str(), target.c_str()) != 0) {
+        int err = errno;
+        unlink(tmp.c_str());
+        ThrowIo(err, "Cannot save", target);
+    }
+    // The rename itself must reach the disk too.
+    int dfd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dfd >= 0) {
+        fsync(dfd);
+        close(dfd);
+    }
+}
+
+std::string AtomicTemporaryName(const fs::path& file, long pid, int n) {
+    return "." + file.filename().string() + ".velloran-" + std::to_string(pid) + "-" +
+           std::to_string(n) + ".tmp";
+}
+
+}  // namespace velloran
