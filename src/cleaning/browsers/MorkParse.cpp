@@ -62,6 +62,7 @@ public:
         if (s_.empty()) return;
         if (!s_.starts_with(kMagic)) throw MorkError("it is not a Mork 1.4 file");
         Content(false);  // the first line is a comment
+        for (auto& [table, rows] : members_) store_.tables_[table].rows = rows.Live();
     }
 
 private:
@@ -323,13 +324,10 @@ private:
     }
 
     void Place(std::size_t table, const MorkRowId& row, bool cut) {
-        std::set<MorkRowId>& members = members_[table];
-        std::vector<MorkRowId>& rows = store_.tables_[table].rows;
-        if (cut) {
-            if (members.erase(row)) std::erase(rows, row);
-        } else if (members.insert(row).second) {
-            rows.push_back(row);
-        }
+        if (cut)
+            members_[table].Cut(row);
+        else
+            members_[table].Add(row);
     }
 
     void TableMeta(std::size_t table) {
@@ -360,10 +358,7 @@ private:
         const bool cutAll = c == '-';
         if (!cutAll) Back(c);
         const std::size_t table = TableFor(Mid("r"));
-        if (cutAll) {
-            store_.tables_[table].rows.clear();
-            members_[table].clear();
-        }
+        if (cutAll) members_[table] = {};
         const std::string scope = store_.tables_[table].id.scope;
         bool cutNext = false;
         for (c = Next(); c != '}'; c = Next()) {
@@ -430,7 +425,32 @@ private:
     MorkStore& store_;
     std::map<std::uint64_t, std::string> names_;  // the column namespace ("c")
     std::map<std::uint64_t, std::string> atoms_;  // the values ("a")
-    std::map<std::size_t, std::set<MorkRowId>> members_;
+    // The rows of each table. A cut only marks its row, so that expiring thousands
+    // of rows in one transaction stays linear; the order is made at the end.
+    struct TableRows {
+        std::vector<MorkRowId> order;
+        std::vector<bool> live;
+        std::map<MorkRowId, std::size_t> at;  // where a row of the table is in `order`
+
+        void Add(const MorkRowId& row) {
+            if (!at.emplace(row, order.size()).second) return;
+            order.push_back(row);
+            live.push_back(true);
+        }
+        void Cut(const MorkRowId& row) {
+            auto it = at.find(row);
+            if (it == at.end()) return;
+            live[it->second] = false;
+            at.erase(it);
+        }
+        std::vector<MorkRowId> Live() const {
+            std::vector<MorkRowId> rows;
+            for (std::size_t i = 0; i < order.size(); ++i)
+                if (live[i]) rows.push_back(order[i]);
+            return rows;
+        }
+    };
+    std::map<std::size_t, TableRows> members_;
 };
 
 MorkStore MorkStore::Parse(std::string_view text) {

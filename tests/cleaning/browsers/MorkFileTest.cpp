@@ -82,6 +82,12 @@ TEST(MorkFile, OnlyCommittedTransactionsCountAndCutsApply) {
     std::vector<bool> typed;
     for (const MorkRowId& r : history.rows) typed.push_back(IsTypedHistoryRow(*store.Row(r)));
     EXPECT_EQ(typed, (std::vector<bool>{false, true, true, false, true}));
+    // A row cut and added again moves to the end; a table emptied by "{-" refills.
+    const MorkStore moved = MorkStore::Parse(
+        "// <!-- <mdb:mork:z v=\"1.4\"/> -->\n{1:r [1][2][3]}{2:r [1]}\n"
+        "@$${1{@{1:r -1 -[2] [1]}{-2:r [3]}@$$}1}@");
+    EXPECT_EQ(RowIds(moved), (std::vector<std::uint64_t>{3, 1}));
+    EXPECT_EQ(moved.Tables()[1].rows, (std::vector<MorkRowId>{{"r", 3}}));
     EXPECT_FALSE(IsTypedHistoryRow({{"Typed", {"0"}}}));
     EXPECT_FALSE(IsTypedHistoryRow({{"Typed", {""}}}));
 }
