@@ -1,3 +1,5 @@
+// The end of a run: the completion message, exit, shut down or restart. Error
+// locations name "ModFunctions", the module reports list these procedures under.
 #include "app/Completion.hpp"
 
 #include "app/Application.hpp"

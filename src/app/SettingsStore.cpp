@@ -1,3 +1,5 @@
+// Loading and saving the options. Error locations name "ModControls", the module
+// reports list these procedures under.
 #include "app/SettingsStore.hpp"
 
 #include <array>

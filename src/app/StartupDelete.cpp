@@ -1,3 +1,6 @@
+// Deletion at the next start-up. Error locations name "FrmMain" (the start-up
+// run) and "ModFunctions" (the list and autostart entry), the modules reports list
+// these procedures under.
 #include "app/StartupDelete.hpp"
 
 #include <string_view>

@@ -1,3 +1,5 @@
+// The open-browser check. Its error location names "ModFunctions", the module
+// reports list it under.
 #include "cleaning/FindAnyWindow.hpp"
 
 #include "app/Application.hpp"

@@ -45,7 +45,7 @@ TEST(ModFunctions, DiskFreeSpaceFromGeometryOrBytes) {
         FreeBytesFromGeometry({64, 512, 40000000, 40000000});
         FAIL() << "expected overflow";
     } catch (const VbError& e) {
-        EXPECT_EQ(e.Number(), 6);
+        EXPECT_EQ(e.Number(), vbErrOverflow);
     }
     FakePlatform p;
     EXPECT_EQ(DiskFreeSpace(p, "/"), 0.0);
@@ -63,7 +63,7 @@ TEST(Int16, OverflowRaisesError6) {
         n += 1;
         FAIL();
     } catch (const VbError& e) {
-        EXPECT_EQ(e.Number(), 6);
+        EXPECT_EQ(e.Number(), vbErrOverflow);
         EXPECT_EQ(e.Description(), "Overflow");
     }
 }

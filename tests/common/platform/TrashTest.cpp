@@ -91,7 +91,7 @@ TEST(Trash, HomeTrashMovesRestoresCountsAndEmpties) {
         trash.Restore(first.dir, first.name);
         ADD_FAILURE();
     } catch (const VbError& e) {
-        EXPECT_EQ(e.Number(), 58);
+        EXPECT_EQ(e.Number(), vbErrFileExists);
     }
     EXPECT_EQ(trash.CountItems(), 3u);
     try {

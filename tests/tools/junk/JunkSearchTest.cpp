@@ -254,7 +254,7 @@ TEST(JunkSearch, TagsRestrictPlacesAndNeverWidenAFilter) {
         s->Search("/proc");
         ADD_FAILURE();
     } catch (const VbError& e) {
-        EXPECT_EQ(e.Number(), 75);
+        EXPECT_EQ(e.Number(), vbErrPathFileAccess);
     }
     bool nestedRefused = false;
     s->FoundJunkFile.Connect(
