@@ -20,7 +20,7 @@ constexpr int kMaxHexDigits = 16;  // a 64-bit id
 bool IsHex(int c) { return c >= 0 && std::isxdigit(c); }
 int HexValue(int c) { return std::isdigit(c) ? c - '0' : std::toupper(c) - 'A' + 10; }
 bool IsNameStart(int c) { return c >= 0 && (std::isalpha(c) || c == '_'); }
-bool IsNameMore(int c) { return c >= 0 && (std::isalnum(c) || c == '_' || c == ':' || c == '-'); }
+bool IsNameMore(int c) { return c >= 0 && (std::isalnum(c) || c == '_' || c == ':'); }
 bool IsWhite(int c) { return c == ' ' || c == '\t' || c == '\f' || c == '\v'; }
 bool IsLineBreak(int c) { return c == '\r' || c == '\n'; }
 
