@@ -63,6 +63,7 @@ void PreviewPlatform::WriteTextFile(const std::string& path, const std::string& 
 }
 
 void PreviewPlatform::ReplaceFileContent(const std::string& path, const std::string& /*text*/) {
+    inner_.CheckReplaceable(path);
     summary_.operations.push_back("rewrite " + path);
 }
 

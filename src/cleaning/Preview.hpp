@@ -106,6 +106,7 @@ public:
     Leftovers ClearRecentDocs() override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
+    void CheckReplaceable(const std::string& path) override { inner_.CheckReplaceable(path); }
     void CreateDirectories(const std::string& path) override;
     bool RemoveFile(const std::string& path) override;
     void DeletePath(const std::string& path) override;

@@ -182,6 +182,9 @@ public:
     // never a mix, and nothing of the old file stays reachable by its name. Refuses a
     // link, a missing file and a file without write permission. Throws VbError.
     virtual void ReplaceFileContent(const std::string& path, const std::string& text) = 0;
+    // Throws the VbError ReplaceFileContent would throw for `path` before writing, so
+    // that a preview fails where a real run fails.
+    virtual void CheckReplaceable(const std::string& /*path*/) {}
     // Creates a folder and any missing parents. Throws VbError.
     virtual void CreateDirectories(const std::string& path) = 0;
     // Removes one file or link (DeleteFileA); false when it could not.

@@ -403,7 +403,14 @@ TEST_F(NetscapeCleanerTest, MorkHistoryFailsAloneAndPreviewMatches) {
     fs::copy_file(kMork / "history.dat", damaged / "history.dat",
                   fs::copy_options::overwrite_existing);
     fs::permissions(damaged / "history.dat", fs::perms::owner_read);
+    std::vector<std::string> readOnlyPreview;
+    {
+        PreviewSummary summary;
+        PreviewPlatform preview(platform, summary);
+        readOnlyPreview = Run(preview, 1);
+    }
     const auto readOnly = Run(platform, 1);
+    EXPECT_EQ(readOnlyPreview, readOnly);
     EXPECT_NE(
         joined(readOnly).find("Failed: typed addresses not removed from " +
                               fs::canonical(damaged).string() + "/history.dat: Permission denied"),

@@ -162,6 +162,8 @@ void WriteAll(int fd, const std::string& text, const std::string& shown) {
     }
 }
 
+}  // namespace
+
 // The old file: a regular file that may be written. A file marked read-only keeps
 // its content even for root, who could otherwise replace it.
 struct stat ReplaceableFile(const std::string& path) {
@@ -173,8 +175,6 @@ struct stat ReplaceableFile(const std::string& path) {
     if ((st.st_mode & 0222) == 0 || access(path.c_str(), W_OK) != 0) throw ErrnoError(EACCES, path);
     return st;
 }
-
-}  // namespace
 
 void ReplaceFileContent(const std::string& path, const std::string& text) {
     const struct stat old = ReplaceableFile(path);

@@ -1,6 +1,8 @@
 #pragma once
 // File operations the shell layer needs: small text files the program keeps, and
 // deleting what the user asked for without ever following a link out of it.
+#include <sys/stat.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -32,6 +34,8 @@ std::optional<std::string> ReadFileText(const std::string& path);
 // syncs it and renames it over `path`. The old file must be a regular file its
 // owner may write; otherwise, and on any failure, `path` is left as it was.
 void ReplaceFileContent(const std::string& path, const std::string& text);
+// The old file's status when ReplaceFileContent may replace it; throws VbError if not.
+struct stat ReplaceableFile(const std::string& path);
 
 // The running program's absolute path (/proc/self/exe); empty when unknown.
 std::string SelfExecutable();

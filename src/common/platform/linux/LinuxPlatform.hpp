@@ -35,6 +35,7 @@ public:
     std::optional<std::string> ReadTextFile(const std::string& path) override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
+    void CheckReplaceable(const std::string& path) override;
     void CreateDirectories(const std::string& path) override;
     bool RemoveFile(const std::string& path) override;
     void DeletePath(const std::string& path) override;

@@ -28,6 +28,8 @@ void LinuxPlatform::ReplaceFileContent(const std::string& path, const std::strin
     linuxfs::ReplaceFileContent(path, text);
 }
 
+void LinuxPlatform::CheckReplaceable(const std::string& path) { linuxfs::ReplaceableFile(path); }
+
 void LinuxPlatform::CreateDirectories(const std::string& path) {
     std::error_code ec;
     std::filesystem::create_directories(path, ec);
