@@ -54,6 +54,19 @@ bool ClsClean::isJob() {
     return false;
 }
 
+void ClsClean::SaveRegistry() {
+    // Every task's registry changes reach the disk once, when the run ends. A refused
+    // write (the prefix's wineserver runs, the file is read-only) is the user's to
+    // fix, and the store says how; it is no fault of the run.
+    try {
+        app_.Registry().Save();
+    } catch (const VbError& e) {
+        app_.LeftUndone += 1;
+        WorkerProgress(
+            "", "Failed: the registry changes of this run were not saved: " + e.Description());
+    }
+}
+
 void ClsClean::RaiseProgress(const std::string& text, int total, int current) {
     if (Progress) Progress(text, total, current);
 }
@@ -93,6 +106,7 @@ void ClsClean::Clean() {
             DoNetscape();
             DoOpera();
             DoPrograms();
+            SaveRegistry();
             main.SetMousePointer(vbDefault);
             if (!IsTrue(browserOpen_)) {
                 SuccessMsgBox(app_,
@@ -102,6 +116,7 @@ void ClsClean::Clean() {
             }
             RaiseProgress("Completed All Jobs", 10, 10);
         } catch (const ProgramEnd&) {
+            SaveBeforeTheEnd(app_);
             throw;
         } catch (...) {
             // The run is over: its window goes before the report.

@@ -80,6 +80,7 @@ private:
     bool BrowserWindowOpen(const BrowserWindow& browser);
 
     // Steps 1-2 of every group: count the ticked boxes, index 0 never examined.
+    void SaveRegistry();
     void CountTicked(const ControlArray<CheckBox>& array);
     void RaiseProgress(const std::string& text, int total, int current);
 

@@ -67,6 +67,14 @@ std::string SaveReport(const std::string& text) {
 
 }  // namespace
 
+void SaveBeforeTheEnd(Application& app) {
+    try {
+        app.Registry().Save();
+    } catch (const std::exception&) {
+        // The program is ending; the failure that ends it is the one reported.
+    }
+}
+
 void ReportError(Application& app, const VbError& error, const std::string& location,
                  const ReportOptions& options) {
     // Unloading below saves the settings, which may fail for the same reason: one
@@ -89,6 +97,9 @@ void ReportError(Application& app, const VbError& error, const std::string& loca
     report.productName = app.ProductName;
     const std::string text = report.Text();
     host.ShowErrorReport(text, SaveReport(text));
+
+    // What the run changed before the failure is kept, as a finished task's would be.
+    SaveBeforeTheEnd(app);
 
     // The common unload: the main window takes every other window with it.
     try {

@@ -36,6 +36,10 @@ struct ErrorReport {
 std::string ErrorMessageText(long number, const std::string& description, const std::string& source,
                              const std::string& location);
 
+// Saves the registry's changes when the program ends some other way than at the
+// end of a run; a failure to save is not reported then.
+void SaveBeforeTheEnd(Application& app);
+
 // Never returns: shows the message when asked, writes the report, unloads every
 // window and ends the program (exit code 1).
 [[noreturn]] void ReportError(Application& app, const VbError& error, const std::string& location,

@@ -66,35 +66,18 @@ void TraceWorker::ReportLeftovers(const std::vector<std::string>& left) {
     ctx_.LeftUndone += static_cast<std::int64_t>(left.size());
 }
 
-void TraceWorker::Commit() { ctx_.Registry().Save(); }
-
 TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failureText,
                              const std::function<void()>& body) {
+    // The changes stay in the store; the run saves them once, when it ends.
     try {
         body();
-        Commit();
         return TaskEnd::Done;
     } catch (const TaskCancelled&) {
-        // What was deleted before the cancel stays deleted and is saved.
-        try {
-            Commit();
-        } catch (const VbError& e) {
-            Fail(method, failureText, e.Number(), e.Description());
-            return TaskEnd::Failed;
-        }
         return TaskEnd::Cancelled;
     } catch (const ProgramEnd&) {
         throw;
-    } catch (const VbError& e) {
-        try {
-            Commit();
-        } catch (const VbError&) {
-            // The first failure is the one to report.
-        }
-        Fail(method, failureText, e.Number(), e.Description());
-        return TaskEnd::Failed;
     } catch (const std::exception& e) {
-        Fail(method, failureText, vbErrInternal, e.what());
+        Fail(method, failureText, ErrorNumberOf(e), e.what());
         return TaskEnd::Failed;
     }
 }

@@ -51,8 +51,6 @@ protected:
     // The failure path: the failure line (when there is one), then Error.
     void Fail(const std::string& method, const std::string& failureText, int number,
               const std::string& description);
-    // Makes the task's registry changes permanent.
-    void Commit();
     // Runs one task body with the worker's error path: a failure raises the
     // failure line and Error; a cancel raises nothing.
     TaskEnd RunTask(const std::string& method, const std::string& failureText,

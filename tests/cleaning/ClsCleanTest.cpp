@@ -77,6 +77,39 @@ TEST_F(ClsCleanTest, RunWithAllGroupsTickedEndsWithTenOfTen) {
     EXPECT_EQ(cs.GroupTotal(), 13);
 }
 
+// The tasks' changes are saved once, when the run ends; a refused save is a line
+// of its own and counts as left undone, not as a fault of the run.
+TEST_F(ClsCleanTest, TheRunSavesTheRegistryOnceAtItsEnd) {
+    struct CountingStore : MemoryStore {
+        int saves = 0;
+        bool refuse = false;
+        void Save() override {
+            ++saves;
+            if (refuse) throw VbError(vbErrPermissionDenied, "The prefix is in use.");
+            MemoryStore::Save();
+        }
+    } store;
+    app.SetRegistry(&store);
+    app.SetSettingsRegistry(&registry);  // options are saved apart from the target
+    main().win_chk(5).SetValue(1);
+    main().oprg_chks.SetValue(1);
+    app.Cleaner().Load();
+    ClsClean(app).Clean();
+    EXPECT_EQ(store.saves, 1);
+    EXPECT_EQ(app.LeftUndone, 0);
+
+    store.refuse = true;
+    app.Cleaner().Load();
+    ClsClean(app).Clean();
+    EXPECT_EQ(store.saves, 2);
+    EXPECT_EQ(app.LeftUndone, 1);
+    EXPECT_NE(app.Cleaner().txtprogress.Text().find(
+                  "\r\nFailed: the registry changes of this run were not saved: The prefix is "
+                  "in use."),
+              std::string::npos);
+    EXPECT_TRUE(host.reports.empty());
+}
+
 TEST_F(ClsCleanTest, DoNotNotifySuppressesTheMessageAndExitEndsTheProgram) {
     main().win_chk(1).SetValue(1);
     main().stChk(Option::NoNotify).SetValue(1);

@@ -165,24 +165,12 @@ bool IECleaner::RunRegistryTask(const char* method, Int16* found) {
     const IERegistryTask& task = FindRegistryTask(method);
     std::int64_t removed = 0;
     bool keyFound = false;
-    std::string notSaved;
     const bool ok = Guard(task.method, task.label, [&] {
         KelRegistry reg(registry_);
         for (const auto& source : task.sources)
             if (!source.key.empty()) removed += ClearValues(reg, source, keyFound);
-        // A refused write (the prefix's wineserver runs, the file is read-only) is
-        // the user's to fix, and the store says how; it is no fault of the run.
-        try {
-            registry_.Save();
-        } catch (const VbError& e) {
-            notSaved = e.Description();
-        }
     });
     if (!ok || Cancelled()) return false;
-    if (!notSaved.empty()) {
-        Raise("Failed: Clear IE {" + std::string(task.label) + "}: " + notSaved);
-        return false;
-    }
     if (found) *found = static_cast<std::int16_t>(std::min<std::int64_t>(removed, 32767));
     const std::string label = std::string("IE {") + task.label + "}";
     if (!keyFound)
