@@ -6,6 +6,7 @@
 
 #include "common/VbError.hpp"
 // The walker is the platform seam: each platform provides DirWalker/DirVisitor.
+#include "common/Text.hpp"
 #include "common/platform/linux/DirWalker.hpp"
 
 namespace velloran {
@@ -15,30 +16,6 @@ namespace {
 std::string Folded(std::string_view s) {
     std::string out(s);
     for (char& c : out) c = FoldCase(c);
-    return out;
-}
-
-std::string Trim(std::string_view s) {
-    std::size_t b = s.find_first_not_of(" \t");
-    if (b == std::string_view::npos) return {};
-    std::size_t e = s.find_last_not_of(" \t");
-    return std::string(s.substr(b, e - b + 1));
-}
-
-std::vector<std::string> Split(std::string_view s, std::string_view sep) {
-    std::vector<std::string> out;
-    if (sep.empty()) {
-        out.emplace_back(s);
-        return out;
-    }
-    std::size_t pos = 0;
-    for (;;) {
-        std::size_t at = s.find(sep, pos);
-        out.emplace_back(
-            s.substr(pos, at == std::string_view::npos ? std::string_view::npos : at - pos));
-        if (at == std::string_view::npos) break;
-        pos = at + sep.size();
-    }
     return out;
 }
 
@@ -83,19 +60,19 @@ void JunkSearch::PrepareFilters() {
         if (!recordSeparator_.empty() &&
             item.compare(0, recordSeparator_.size(), recordSeparator_) == 0)
             f.never = true;
-        for (const std::string& raw : Split(item, fieldSeparator_)) {
-            std::string m = Trim(raw);
+        for (const std::string& raw : SplitFields(item, fieldSeparator_)) {
+            std::string m = Trimmed(raw);
             if (!m.empty()) f.masks.emplace_back(m);
         }
-        for (const std::string& raw : Split(f.tag, ",")) {
-            std::string term = Trim(raw);
+        for (const std::string& raw : SplitFields(f.tag, ",")) {
+            std::string term = Trimmed(raw);
             if (term.empty()) continue;
             std::size_t colon = term.find(':');
             if (colon == std::string::npos) continue;  // a label
             std::string key = Folded(term.substr(0, colon));
             std::string value = term.substr(colon + 1);
             std::vector<Wildcard> chain;
-            for (const std::string& part : Split(value, "/"))
+            for (const std::string& part : SplitFields(value, "/"))
                 if (!part.empty()) chain.emplace_back(part);
             if (key == "in" && !chain.empty())
                 f.places.push_back(std::move(chain));
