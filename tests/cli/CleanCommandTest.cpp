@@ -1,10 +1,21 @@
 // 'velloran-cli tasks' and 'clean' as a user runs them.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
+#include <regex>
 #include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "cli/CliFixture.hpp"
 
@@ -22,6 +33,71 @@ std::map<std::string, std::string> Snapshot(const fs::path& root) {
             files[e.path().string()] = ss.str();
         }
     return files;
+}
+
+// About 8 MB: large enough that a kill lands inside the load, the clean or the
+// save, small enough for the suite.
+std::string BigUserReg() {
+    std::string text =
+        "WINE REGISTRY Version 2\n;; All keys relative to REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000"
+        "\n\n#arch=win64\n";
+    char line[160];
+    for (int k = 0; k < 24000; ++k) {
+        std::snprintf(
+            line, sizeof line,
+            "\n[Software\\\\Vendor %03d\\\\Application %03d\\\\Settings %02d] 1700000000\n"
+            "#time=1da1747c66d0000\n",
+            k / 1000, (k / 20) % 50, k % 20);
+        text += line;
+        for (int v = 0; v < 8; ++v) {
+            std::snprintf(line, sizeof line,
+                          "\"Value%d\"=\"C:\\\\users\\\\me\\\\Documents\\\\Report %d.doc\"\n", v,
+                          k);
+            text += line;
+        }
+    }
+    text +=
+        "\n[Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\Explorer\\\\RunMRU] 1700000000\n"
+        "#time=1da1747c66d0000\n";
+    for (int i = 0; i < 200; ++i)
+        text += "\"e" + std::to_string(i) + "\"=\"notepad " + std::to_string(i) + "\"\n";
+    return text;
+}
+
+// The text without the keys' modification times, which differ from run to run.
+std::string WithoutTimes(const std::string& text) {
+    static const std::regex stamp(R"((\n\[[^\n]*\]) [0-9]+\n#time=[0-9a-f]+\n)");
+    return std::regex_replace(text, stamp, "$1\n");
+}
+
+void Write(const fs::path& p, const std::string& text) {
+    std::ofstream(p, std::ios::binary | std::ios::trunc) << text;
+}
+
+// Starts velloran-cli cleaning the Run history of `prefix`; returns its pid.
+pid_t StartClean(const fs::path& prefix, const fs::path& home) {
+    std::vector<std::string> env = {"HOME=" + home.string(),
+                                    "XDG_CONFIG_HOME=" + (home / ".config").string(),
+                                    "WINEPREFIX=" + prefix.string(), "DISPLAY="};
+    std::vector<char*> envp;
+    for (auto& e : env) envp.push_back(e.data());
+    envp.push_back(nullptr);
+    std::string exe = VELLORAN_CLI_PATH, clean = "clean", task = "win_chk:5";
+    char* argv[] = {exe.data(), clean.data(), task.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid = 0;
+    const int rc = posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv, envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    return rc == 0 ? pid : -1;
+}
+
+int Wait(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return status;
 }
 
 }  // namespace
@@ -116,6 +192,53 @@ TEST(CleanCommandNetscape, PreviewPrintsTheRealRunsLinesAndChangesNothing) {
           "Removed 3 form entries (1 search-bar term)", "1 page that only typing had kept"})
         EXPECT_NE(real.out.find(line), std::string::npos) << line << "\n" << real.out;
     EXPECT_NE(Snapshot(dir), before);
+}
+
+// A clean killed at any moment leaves user.reg whole: the old file or the new
+// one, never a truncated or mixed one.
+TEST(CleanCommandKill, AKillAtAnyMomentLeavesTheOldFileOrTheNewOneWhole) {
+    const fs::path dir = MakeTempDir("velloran-kill");
+    struct Cleanup {
+        fs::path path;
+        ~Cleanup() { fs::remove_all(path); }
+    } cleanup{dir};
+    const fs::path prefix = dir / "prefix", home = dir / "home";
+    fs::create_directories(prefix);
+    fs::create_directories(home);
+    const std::string before = BigUserReg();
+
+    // The whole run once, for the new file and for how long a run takes here.
+    Write(prefix / "user.reg", before);
+    const auto start = std::chrono::steady_clock::now();
+    const pid_t whole = StartClean(prefix, home);
+    ASSERT_GT(whole, 0);
+    const int status = Wait(whole);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    const auto runTime = std::chrono::steady_clock::now() - start;
+    const std::string after = WithoutTimes(ReadAll(prefix / "user.reg"));
+    ASSERT_NE(after, before);
+    ASSERT_EQ(after.find("notepad"), std::string::npos);
+
+    std::mt19937 random(20261123);
+    std::uniform_int_distribution<long long> moment(
+        0, std::chrono::duration_cast<std::chrono::microseconds>(runTime).count());
+    int sawOld = 0, sawNew = 0;
+    for (int round = 0; round < 16; ++round) {
+        Write(prefix / "user.reg", before);
+        const pid_t pid = StartClean(prefix, home);
+        ASSERT_GT(pid, 0);
+        std::this_thread::sleep_for(std::chrono::microseconds(moment(random)));
+        kill(pid, SIGKILL);
+        Wait(pid);
+        const std::string now = ReadAll(prefix / "user.reg");
+        ASSERT_TRUE(now == before || WithoutTimes(now) == after)
+            << "round " << round << ": user.reg is neither the old file nor the new one ("
+            << now.size() << " bytes)";
+        (now == before ? sawOld : sawNew) += 1;
+    }
+    // Which of the two a kill leaves depends on the moment; both are whole files.
+    RecordProperty("old", sawOld);
+    RecordProperty("new", sawNew);
 }
 
 }  // namespace velloran::test
