@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/platform/linux/LinuxPlatform.hpp"
 #include "tools/junk/JunkSearch.hpp"
 
 using namespace velloran;
@@ -26,7 +27,8 @@ double Median(std::vector<double> v) {
 }
 
 long ScanOnce(const std::string& tree) {
-    auto s = std::make_shared<JunkSearch>();
+    static velloran::LinuxPlatform disk{velloran::Target{}};
+    auto s = std::make_shared<JunkSearch>(disk);
     int i = 0;
     for (const auto& p : kPatterns) {
         s->Patterns().Add(p, std::to_string(++i));

@@ -70,9 +70,6 @@ const std::set<std::pair<std::string, std::string>> kKnownViolations = {
     {"tools/cookies/FrmCookies.cpp", "app/Completion.hpp"},
     {"tools/cookies/FrmCookies.cpp", "cleaning/browsers/CookieKeepList.hpp"},
     {"tools/cookies/FrmCookies.cpp", "cleaning/browsers/CookieSites.hpp"},
-    // The junk search walks the tree through the Linux walker, not the
-    // platform interface, so preview and the fake platform cannot see it.
-    {"tools/junk/JunkSearch.cpp", "common/platform/linux/DirWalker.hpp"},
     // The window program runs -delstart through the console's runner before the
     // toolkit starts; that runner belongs below both front ends.
     {"qt/main.cpp", "cli/ConsoleSession.hpp"},

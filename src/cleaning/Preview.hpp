@@ -117,6 +117,10 @@ public:
         if (Removed(path)) return std::nullopt;
         return inner_.FileSize(path);
     }
+    std::unique_ptr<TreeWalk> WalkTree(const std::string& root, TreeVisitor& visitor,
+                                       unsigned threads) override {
+        return inner_.WalkTree(root, visitor, threads);
+    }
     std::string OverwriteCaveat(const std::string& path) override {
         return inner_.OverwriteCaveat(path);
     }

@@ -1,6 +1,7 @@
 #pragma once
 // A platform with every answer set by the test.
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -139,6 +140,36 @@ public:
             if (!recursive && slash != folder.size()) continue;
             if (!found(f.substr(0, slash), f.substr(slash + 1))) return;
         }
+    }
+    // Walks `files` below the root on this thread, one folder after the other.
+    std::unique_ptr<TreeWalk> WalkTree(const std::string& root, TreeVisitor& visitor,
+                                       unsigned threads) override {
+        if (realFiles) return realFiles->WalkTree(root, visitor, threads);
+        const std::string base = root.ends_with('/') ? root : root + "/";
+        if (!dirs.count(root) && !dirs.count(base)) throw VbError::PathNotFound(root);
+        std::map<std::string, std::vector<std::string>> byFolder;
+        for (const std::string& f : files)
+            if (f.starts_with(base)) {
+                const auto slash = f.find_last_of('/');
+                byFolder[f.substr(0, slash + 1)].push_back(f.substr(slash + 1));
+            }
+        byFolder[base];
+        visitor.Start(1);
+        for (const auto& [folder, names] : byFolder) {
+            visitor.BeginFolder(0, folder);
+            for (const std::string& name : names) {
+                const int selection = visitor.Select(0, folder, name);
+                if (selection >= 0)
+                    visitor.File(0, folder, name, selection, *FileSize(folder + name));
+            }
+            visitor.EndFolder(0, folder);
+        }
+        visitor.Finished();
+        struct Done : TreeWalk {
+            void Cancel() override {}
+            void Join() override {}
+        };
+        return std::make_unique<Done>();
     }
     std::map<std::string, std::string> caveats;  // path -> why overwriting may not reach it
     std::string OverwriteCaveat(const std::string& p) override {

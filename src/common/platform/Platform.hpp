@@ -4,8 +4,10 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velloran {
@@ -91,6 +93,38 @@ enum Csidl : int {
     CSIDL_COOKIES = 33,
     CSIDL_WINDOWS = 36,
     CSIDL_SYSTEM = 37,
+};
+
+// The callbacks of a whole-tree walk for searches. They run on the walk's threads;
+// `worker` (0 .. threads-1) lets a visitor keep per-thread state without locks.
+class TreeVisitor {
+public:
+    virtual ~TreeVisitor() = default;
+    // Before any callback: how many threads the walk uses.
+    virtual void Start(unsigned threads) { (void)threads; }
+    // A folder has been opened; `folder` ends with '/'.
+    virtual void BeginFolder(unsigned worker, const std::string& folder) = 0;
+    // Whether a name that may be a regular file is wanted. Only wanted names are
+    // looked at further. The result (>= 0) is handed back to File; < 0: not wanted.
+    virtual int Select(unsigned worker, const std::string& folder, std::string_view name) = 0;
+    // A wanted name that is a regular file (never a link to one).
+    virtual void File(unsigned worker, const std::string& folder, std::string_view name,
+                      int selection, std::uint64_t size) = 0;
+    virtual void EndFolder(unsigned worker, const std::string& folder) = 0;
+    // A folder that could not be opened or read (an errno value).
+    virtual void Unreadable(unsigned worker, const std::string& folder, int error) = 0;
+    // The walk is over (all folders done, or cancelled); called once.
+    virtual void Finished() {}
+};
+
+// A walk in progress.
+class TreeWalk {
+public:
+    virtual ~TreeWalk() = default;
+    // Asks the threads to stop; they leave soon, then Finished is called.
+    virtual void Cancel() = 0;
+    // Waits for the threads. Safe to call more than once.
+    virtual void Join() = 0;
 };
 
 class Platform {
@@ -208,6 +242,12 @@ public:
     virtual void ForEachFile(
         const std::string& folder, bool recursive,
         const std::function<bool(const std::string& folder, const std::string& name)>& found) = 0;
+    // Starts a walk of the tree below the folder `root` on `threads` threads (0: one
+    // per processor) and returns at once. It never follows a link, never leaves the
+    // root's file system and never enters a pseudo file system. Throws VbError when
+    // the root cannot be opened or is on a pseudo file system.
+    virtual std::unique_ptr<TreeWalk> WalkTree(const std::string& root, TreeVisitor& visitor,
+                                               unsigned threads) = 0;
     // Why overwriting `path` in place may not reach its old contents (a copy-on-write,
     // log-structured or network file system); empty when nothing stands in the way.
     virtual std::string OverwriteCaveat(const std::string& path) = 0;

@@ -218,7 +218,7 @@ void FrmJunk::StartScan() {
     SetMousePointer(vbHourglass);
     lvFiles.Clear();
 
-    cs_ = std::make_shared<JunkSearch>();
+    cs_ = std::make_shared<JunkSearch>(app_.GetPlatform());
     cs_->FoundFile.Connect([this](const std::string& path, std::int32_t) { cs_FoundFile(path); });
     cs_->FoundJunkFile.Connect([this](const std::string& folder, const std::string& name,
                                       const std::string& tag, std::int32_t size, double total) {

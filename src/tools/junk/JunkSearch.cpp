@@ -7,7 +7,6 @@
 #include "common/VbError.hpp"
 // The walker is the platform seam: each platform provides DirWalker/DirVisitor.
 #include "common/Text.hpp"
-#include "common/platform/linux/DirWalker.hpp"
 
 namespace velloran {
 
@@ -87,10 +86,11 @@ void JunkSearch::PrepareFilters() {
 
 // --- The walk
 
-class JunkSearch::Visitor final : public linuxfs::DirVisitor {
+class JunkSearch::Visitor final : public TreeVisitor {
 public:
-    Visitor(JunkSearch& owner, const Wildcard& mask, unsigned workers)
-        : owner_(owner), mask_(mask), state_(workers) {}
+    Visitor(JunkSearch& owner, const Wildcard& mask) : owner_(owner), mask_(mask) {}
+
+    void Start(unsigned threads) override { state_.resize(threads); }
 
     void BeginFolder(unsigned worker, const std::string& folder) override {
         State& s = state_[worker];
@@ -177,7 +177,7 @@ private:
     std::vector<State> state_;
 };
 
-JunkSearch::JunkSearch() = default;
+JunkSearch::JunkSearch(Platform& platform) : platform_(platform) {}
 JunkSearch::~JunkSearch() = default;
 
 void JunkSearch::SetCancel(bool cancel) {
@@ -220,15 +220,14 @@ bool JunkSearch::Search(std::string& folder, std::string& mask, std::vector<std:
     } reset{running_};
 
     const Wildcard maskWild(mask.empty() ? std::string("*.*") : mask);
-    linuxfs::DirWalker walker(threads_);
-    Visitor visitor(*this, maskWild, walker.Threads());
+    Visitor visitor(*this, maskWild);
     {
         std::lock_guard lock(mutex_);
         queue_.clear();
         unreadable_.clear();
         walkDone_ = false;
     }
-    walker.Start(folder, visitor);
+    const std::unique_ptr<TreeWalk> walk = platform_.WalkTree(folder, visitor, threads_);
 
     std::vector<Event> events;
     auto lastPump = Clock::now();
@@ -263,7 +262,7 @@ bool JunkSearch::Search(std::string& folder, std::string& mask, std::vector<std:
         }
         events.clear();
         if (cancel_.load()) {
-            walker.Cancel();  // the threads leave within one directory buffer
+            walk->Cancel();  // the threads leave within one directory buffer
             break;
         }
         if (done) break;
@@ -272,7 +271,7 @@ bool JunkSearch::Search(std::string& folder, std::string& mask, std::vector<std:
             lastPump = Clock::now();
         }
     }
-    walker.Join();
+    walk->Join();
     {
         std::lock_guard lock(mutex_);
         unreadable.insert(unreadable.end(), unreadable_.begin(), unreadable_.end());

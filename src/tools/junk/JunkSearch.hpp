@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "common/controls/Signal.hpp"
+#include "common/platform/Platform.hpp"
 #include "tools/junk/StringCollection.hpp"
 #include "tools/junk/Wildcard.hpp"
 
@@ -38,7 +39,7 @@ namespace velloran {
 
 class JunkSearch : public std::enable_shared_from_this<JunkSearch> {
 public:
-    JunkSearch();
+    explicit JunkSearch(Platform& platform);
     ~JunkSearch();
     JunkSearch(const JunkSearch&) = delete;
     JunkSearch& operator=(const JunkSearch&) = delete;
@@ -113,6 +114,7 @@ private:
     bool prepared_ = false;
     std::atomic<bool> cancel_{false};
     std::function<void()> pump_;
+    Platform& platform_;
     unsigned threads_ = 0;
     double total_ = 0;
     bool running_ = false;

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "common/VbError.hpp"
+#include "support/FakePlatform.hpp"
 #include "tools/junk/JunkSearch.hpp"
 
 namespace velloran {
@@ -47,7 +48,8 @@ TEST(FilterCollection, ReadsShippedThenUserLinesAndHonoursDrop) {
 TEST(FilterCollection, ShippedFiltersAreWellFormedAndCompile) {
     FilterCollection fc({FilterCollection::ShippedFile()});
     ASSERT_GT(fc.Populate(), 20);
-    JunkSearch s;
+    test::FakePlatform platform;
+    JunkSearch s(platform);
     int filters = 0;
     for (int i = 1; i <= fc.Lines().Count(); ++i) {
         const std::string& l = fc.Lines().Item(i);

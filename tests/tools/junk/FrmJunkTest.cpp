@@ -44,10 +44,13 @@ protected:
         env.Set("XDG_STATE_HOME", (root / "state").c_str());
         WriteFilters("*.tmp;Temporary files;temp\n*.bak;Backup copies;backup\n");
         platform.drives = {{drive.string(), DRIVE_FIXED, "ext4", ""}};
+        // The drive's files are real: the search walks them, deletions reach them.
+        platform.realFiles = &real;
         LoadMain();
     }
     void TearDown() override { fs::remove_all(root); }
     test::EnvGuard env;
+    LinuxPlatform real{Target{}};
 
     void WriteFilters(const std::string& text) {
         std::ofstream(root / "filters.txt", std::ios::binary) << text;
@@ -272,12 +275,6 @@ TEST_F(FrmJunkTest, ClosingDuringScanStopsTheEngine) {
 
 class JunkDeletion : public FrmJunkTest {
 protected:
-    // Deletions reach the real files of the test's folder.
-    void SetUp() override {
-        FrmJunkTest::SetUp();
-        platform.realFiles = &real;
-    }
-    LinuxPlatform real{Target{}};
     // A link someone else planted in a tree they may write in. (Run as root, the
     // test's own links would pass for the system's.)
     void OwnedByAnotherUser(const fs::path& link) {

@@ -13,6 +13,8 @@
 #include <thread>
 
 #include "common/VbError.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
+#include "support/FakePlatform.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
@@ -54,9 +56,15 @@ struct Recorder {
     }
 };
 
+// The searches below walk real folders.
+Platform& Disk() {
+    static LinuxPlatform disk{Target{}};
+    return disk;
+}
+
 std::shared_ptr<JunkSearch> Prepared(
-    const std::vector<std::pair<std::string, std::string>>& filters) {
-    auto s = std::make_shared<JunkSearch>();
+    const std::vector<std::pair<std::string, std::string>>& filters, Platform& platform = Disk()) {
+    auto s = std::make_shared<JunkSearch>(platform);
     int i = 1;
     for (const auto& [pattern, tag] : filters) {
         s->Patterns().Add(pattern, std::to_string(i++));
@@ -241,7 +249,7 @@ TEST(JunkSearch, TagsRestrictPlacesAndNeverWidenAFilter) {
 
     // Bad arguments: more tags than patterns, a folder that is not there, a pseudo
     // file system, a nested call.
-    auto bad = std::make_shared<JunkSearch>();
+    auto bad = std::make_shared<JunkSearch>(Disk());
     bad->Tags().Add("x");
     EXPECT_THROW(bad->PrepareFilters(), VbError);
     try {
@@ -276,6 +284,23 @@ TEST(JunkSearch, TagsRestrictPlacesAndNeverWidenAFilter) {
     EXPECT_EQ(c.Item("k"), "a");
     EXPECT_THROW(c.Item(2), VbError);
     fs::remove_all(root);
+}
+
+// The walk is the platform's: what a fake platform lists is searched, and nothing
+// of the disk is.
+TEST(JunkSearch, WalksThroughThePlatform) {
+    test::FakePlatform fake;
+    fake.dirs = {"/drive"};
+    fake.files = {"/drive/a.tmp", "/drive/keep.txt", "/drive/sub/b.tmp"};
+    fake.texts["/drive/a.tmp"] = "12345";
+    auto s = Prepared({{"*.tmp", "temp"}}, fake);
+    std::string folder = "/drive", mask = "*.*";
+    std::vector<std::string> found, unreadable;
+    std::int32_t count = 0;
+    EXPECT_TRUE(s->Search(folder, mask, found, unreadable, count));
+    EXPECT_EQ(found, (std::vector<std::string>{"/drive/a.tmp", "/drive/sub/b.tmp"}));
+    EXPECT_EQ(count, 2);
+    EXPECT_TRUE(unreadable.empty());
 }
 
 TEST(JunkSearch, StaysOnItsFileSystem) {

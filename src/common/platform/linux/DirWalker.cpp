@@ -194,6 +194,7 @@ void DirWalker::Start(const std::string& root, DirVisitor& visitor) {
     rootItem.folder = rootFolder_;
     rootItem.nameLen = 0;
     stack_.push_back(std::move(rootItem));
+    visitor.Start(threads_);
     running_ = threads_;
     workers_.reserve(threads_);
     for (unsigned i = 0; i < threads_; ++i) workers_.emplace_back(&DirWalker::Worker, this, i);

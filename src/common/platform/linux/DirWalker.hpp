@@ -17,28 +17,12 @@
 #include <unordered_set>
 #include <vector>
 
+#include "common/platform/Platform.hpp"
+
 namespace velloran::linuxfs {
 
-// Callbacks run on the walker's threads; `worker` (0 .. Threads()-1) lets the
-// visitor keep per-thread state without locks.
-class DirVisitor {
-public:
-    virtual ~DirVisitor() = default;
-    // A folder has been opened; `folder` ends with '/'.
-    virtual void BeginFolder(unsigned worker, const std::string& folder) = 0;
-    // Whether a name that may be a regular file is wanted. Only wanted names are
-    // stat'ed. The result (>= 0) is handed back to File; < 0 means not wanted.
-    virtual int Select(unsigned worker, const std::string& folder, std::string_view name) = 0;
-    // A wanted name that is a regular file (never a link to one).
-    virtual void File(unsigned worker, const std::string& folder, std::string_view name,
-                      int selection, std::uint64_t size) = 0;
-    virtual void EndFolder(unsigned worker, const std::string& folder) = 0;
-    // A folder that could not be opened or read (errno value).
-    virtual void Unreadable(unsigned worker, const std::string& folder, int error) = 0;
-    // The walk is over (all folders done, or cancelled); called once, from the
-    // last thread to leave.
-    virtual void Finished() {}
-};
+// The visitor of the platform's tree walk.
+using DirVisitor = TreeVisitor;
 
 // Pseudo file systems (proc, sysfs, cgroup, ...) hold no user files and can hang or
 // explode a walk. `magic` is statfs' f_type.

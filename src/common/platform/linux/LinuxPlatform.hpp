@@ -44,6 +44,8 @@ public:
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
     std::optional<std::uint64_t> FileSize(const std::string& path) override;
     std::string OverwriteCaveat(const std::string& path) override;
+    std::unique_ptr<TreeWalk> WalkTree(const std::string& root, TreeVisitor& visitor,
+                                       unsigned threads) override;
     void ForEachFile(
         const std::string& folder, bool recursive,
         const std::function<bool(const std::string&, const std::string&)>& found) override;

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "common/VbError.hpp"
+#include "common/platform/linux/DirWalker.hpp"
 #include "common/platform/linux/FileOps.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Logind.hpp"
@@ -54,6 +55,25 @@ bool LinuxPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std:
 
 std::string LinuxPlatform::OverwriteCaveat(const std::string& path) {
     return linuxfs::OverwriteCaveat(path);
+}
+
+namespace {
+
+class DirWalk : public TreeWalk {
+public:
+    explicit DirWalk(unsigned threads) : walker(threads) {}
+    void Cancel() override { walker.Cancel(); }
+    void Join() override { walker.Join(); }
+    linuxfs::DirWalker walker;
+};
+
+}  // namespace
+
+std::unique_ptr<TreeWalk> LinuxPlatform::WalkTree(const std::string& root, TreeVisitor& visitor,
+                                                  unsigned threads) {
+    auto walk = std::make_unique<DirWalk>(threads);
+    walk->walker.Start(root, visitor);
+    return walk;
 }
 
 std::optional<std::uint64_t> LinuxPlatform::FileSize(const std::string& path) {
