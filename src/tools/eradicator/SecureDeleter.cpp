@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "common/VbError.hpp"
+#include "common/WaitPumping.hpp"
 #include "common/platform/Platform.hpp"
 
 namespace velloran {
@@ -120,21 +121,18 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
     });
 
     double lastDone = -1;
-    for (;;) {
-        bool over;
-        {
-            std::unique_lock lock(m);
-            cv.wait_for(lock, kPumpInterval, [&] { return finished; });
-            over = finished;
-        }
-        double d = static_cast<double>(done.load());
-        if (total.load() > 0 && d != lastDone) {
-            lastDone = d;
-            DeleteProgress(path, static_cast<double>(total.load()), d);
-        }
-        if (over) break;
-        if (im.pump) im.pump();
-    }
+    bool over = false;
+    WaitPumping(
+        m, cv, kPumpInterval, [&] { return finished; }, [&] { over = finished; },
+        [&] {
+            const double d = static_cast<double>(done.load());
+            if (total.load() > 0 && d != lastDone) {
+                lastDone = d;
+                DeleteProgress(path, static_cast<double>(total.load()), d);
+            }
+            return !over;
+        },
+        im.pump);
     worker.join();
     im.report = std::move(report);
     if (error) std::rethrow_exception(error);

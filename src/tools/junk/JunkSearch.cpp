@@ -7,6 +7,7 @@
 #include "common/VbError.hpp"
 // The walker is the platform seam: each platform provides DirWalker/DirVisitor.
 #include "common/Text.hpp"
+#include "common/WaitPumping.hpp"
 
 namespace velloran {
 
@@ -197,6 +198,31 @@ void JunkSearch::Push(std::vector<Event>& batch) {
     if (wasEmpty) cv_.notify_all();
 }
 
+void JunkSearch::Deliver(std::vector<Event>& events, std::vector<std::string>& found,
+                         std::int32_t& count, Clock::time_point& lastPump) {
+    for (std::size_t i = 0; i < events.size() && !cancel_.load(); ++i) {
+        Event& e = events[i];
+        if (!e.junk) {
+            // A folder report that the next one overtakes is stale: skip it.
+            if (i + 1 < events.size() && !events[i + 1].junk) continue;
+            FoundFile(e.folder, 16);
+        } else {
+            total_ += static_cast<double>(e.size);
+            ++count;
+            found.push_back(e.folder + e.name);
+            const auto size32 = static_cast<std::int32_t>(
+                std::min<std::int64_t>(e.size, std::numeric_limits<std::int32_t>::max()));
+            FoundJunkFile(e.folder, e.name, filters_[static_cast<std::size_t>(e.filter)].tag,
+                          size32, total_);
+        }
+        if (pump_ && Clock::now() - lastPump >= kPumpInterval) {
+            pump_();
+            lastPump = Clock::now();
+        }
+    }
+    events.clear();
+}
+
 bool JunkSearch::Search(const std::string& folder, const std::string& mask) {
     std::string f = folder, m = mask;
     std::vector<std::string> found, unreadable;
@@ -231,46 +257,29 @@ bool JunkSearch::Search(std::string& folder, std::string& mask, std::vector<std:
 
     std::vector<Event> events;
     auto lastPump = Clock::now();
-    for (;;) {
-        bool done;
-        {
-            std::unique_lock lock(mutex_);
-            cv_.wait_for(lock, kPumpInterval,
-                         [&] { return !queue_.empty() || walkDone_ || cancel_.load(); });
+    bool done = false;
+    const auto pump = [&] {
+        if (!pump_) return;
+        pump_();
+        lastPump = Clock::now();
+    };
+    WaitPumping(
+        mutex_, cv_, kPumpInterval, [&] { return !queue_.empty() || walkDone_ || cancel_.load(); },
+        [&] {
             events.swap(queue_);
             done = walkDone_;
-        }
-        for (std::size_t i = 0; i < events.size() && !cancel_.load(); ++i) {
-            Event& e = events[i];
-            if (!e.junk) {
-                // A folder report that the next one overtakes is stale: skip it.
-                if (i + 1 < events.size() && !events[i + 1].junk) continue;
-                FoundFile(e.folder, 16);
-            } else {
-                total_ += static_cast<double>(e.size);
-                ++count;
-                found.push_back(e.folder + e.name);
-                const auto size32 = static_cast<std::int32_t>(
-                    std::min<std::int64_t>(e.size, std::numeric_limits<std::int32_t>::max()));
-                FoundJunkFile(e.folder, e.name, filters_[static_cast<std::size_t>(e.filter)].tag,
-                              size32, total_);
+        },
+        [&] {
+            Deliver(events, found, count, lastPump);
+            if (cancel_.load()) {
+                walk->Cancel();  // the threads leave within one directory buffer
+                return false;
             }
-            if (pump_ && Clock::now() - lastPump >= kPumpInterval) {
-                pump_();
-                lastPump = Clock::now();
-            }
-        }
-        events.clear();
-        if (cancel_.load()) {
-            walk->Cancel();  // the threads leave within one directory buffer
-            break;
-        }
-        if (done) break;
-        if (pump_ && !cancel_.load()) {
-            pump_();
-            lastPump = Clock::now();
-        }
-    }
+            return !done;
+        },
+        [&] {
+            if (!cancel_.load()) pump();
+        });
     walk->Join();
     {
         std::lock_guard lock(mutex_);

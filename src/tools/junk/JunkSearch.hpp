@@ -21,6 +21,7 @@
 // - A file is reported once, with the tag of the first filter that matches it, and
 //   only when it also matches Search's mask. Only regular files are reported.
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -105,6 +106,9 @@ private:
     class Visitor;
     friend class Visitor;
     void Push(std::vector<Event>& batch);
+    // Raises the events the walk left, pumping now and then; empties `events`.
+    void Deliver(std::vector<Event>& events, std::vector<std::string>& found, std::int32_t& count,
+                 std::chrono::steady_clock::time_point& lastPump);
 
     std::string recordSeparator_ = "#&&";
     std::string fieldSeparator_ = ";";
