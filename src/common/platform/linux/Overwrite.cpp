@@ -143,158 +143,200 @@ std::string OverwriteCaveat(const std::string& path) {
     return note ? note : "";
 }
 
-bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) {
-    const std::string& path = job.path;
-    std::vector<OverwritePass> passes = job.passes;
-    auto [dir, name] = SplitPath(path);
-    UniqueFd dirfd(OpenFolderForDeletion(dir));
-    if (dirfd.get() < 0) throw ErrnoError(errno, path);
+namespace {
+
+// The file being wiped, opened without following links and checked to be the
+// entry that was looked at.
+struct Opened {
+    UniqueFd dir;
+    std::string name;
+    UniqueFd fd;
     struct stat st {};
-    if (fstatat(dirfd.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+};
+
+// Opens `path` for overwriting; a read-only file of our own is made writable
+// through its own inode first. Throws VbError.
+Opened OpenForOverwrite(const std::string& path, std::vector<std::string>& report) {
+    Opened o;
+    auto [dir, name] = SplitPath(path);
+    o.name = name;
+    o.dir = UniqueFd(OpenFolderForDeletion(dir));
+    if (o.dir.get() < 0) throw ErrnoError(errno, path);
+    struct stat st {};
+    if (fstatat(o.dir.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
         throw ErrnoError(errno, path);
     if (!S_ISREG(st.st_mode)) {
         report.push_back(path + ": not a regular file; refused");
         throw VbError::PathFileAccess(path + " is not a regular file");
     }
     // Refuse before touching the data when the entry could not be removed after.
-    if (faccessat(dirfd.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) throw ErrnoError(errno, dir);
+    if (faccessat(o.dir.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) throw ErrnoError(errno, dir);
     const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
-    int raw = openat(dirfd.get(), name.c_str(), flags);
+    int raw = openat(o.dir.get(), name.c_str(), flags);
     if (raw < 0 && errno == EACCES && st.st_uid == geteuid()) {
         // Our own read-only file: make it writable through a descriptor of this
         // very inode, never through a name that could have become a link.
-        UniqueFd p(openat(dirfd.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        UniqueFd p(openat(o.dir.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         struct stat ps {};
         if (p.get() >= 0 && fstat(p.get(), &ps) == 0 && S_ISREG(ps.st_mode) &&
             ps.st_ino == st.st_ino) {
             std::string proc = "/proc/self/fd/" + std::to_string(p.get());
             if (chmod(proc.c_str(), (ps.st_mode & 07777) | S_IRUSR | S_IWUSR) == 0)
-                raw = openat(dirfd.get(), name.c_str(), flags);
+                raw = openat(o.dir.get(), name.c_str(), flags);
         }
     }
     if (raw < 0) throw ErrnoError(errno, path);
-    UniqueFd fd(raw);
-    struct stat fs {};
-    if (fstat(fd.get(), &fs) != 0 || !S_ISREG(fs.st_mode) || fs.st_ino != st.st_ino ||
-        fs.st_dev != st.st_dev)
+    o.fd = UniqueFd(raw);
+    if (fstat(o.fd.get(), &o.st) != 0 || !S_ISREG(o.st.st_mode) || o.st.st_ino != st.st_ino ||
+        o.st.st_dev != st.st_dev)
         throw VbError::PathFileAccess(path + " changed while opening");
+    return o;
+}
 
-    bool complete = true;
-    std::uint64_t size = static_cast<std::uint64_t>(fs.st_size);
-    std::uint64_t block = fs.st_blksize > 0 ? static_cast<std::uint64_t>(fs.st_blksize) : 4096;
-    std::uint64_t length = (size + block - 1) / block * block;
-    if (fs.st_nlink > 1) {
-        // Other names share this data: overwriting would destroy their file.
-        report.push_back(path + ": has " + std::to_string(fs.st_nlink - 1) +
-                         " other hard link(s); its data was not overwritten");
-        complete = false;
-        passes.clear();
-    }
-    if (const char* note = CopyOnWriteNote(fd.get()); note && !passes.empty()) {
-        report.push_back(path + ": " + note);
-        complete = false;
-    }
-    if (job.total) *job.total = length * (passes.size() + (job.verifyLast ? 1 : 0));
-
+// What the passes write, and what the last one wrote for the read-back.
+struct PassState {
     Buffer buf = AlignedBuffer(kChunk + 64);
     Buffer spare = AlignedBuffer(kChunk + 64);  // random data for the next chunk
-    Buffer check = job.verifyLast ? AlignedBuffer(kChunk + 64) : Buffer();
     FastRandom lastRandom;
+    std::uint64_t size = 0;    // the file's size
+    std::uint64_t length = 0;  // what is overwritten: the size rounded up to blocks
+    bool complete = true;
+};
+
+// One pass over the file. False when writing failed and the passes must stop.
+bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassState& ps,
+             std::vector<std::string>& report) {
+    const std::string& path = job.path;
+    FastRandom rng;
+    ps.lastRandom = rng;
+    auto generate = [&rng](unsigned char* to, std::size_t n) { rng.Fill(to, (n + 63) / 64 * 64); };
+    if (!pass.random)
+        for (std::size_t i = 0; i < kChunk + 64; ++i)
+            ps.buf[i] = pass.pattern[i % static_cast<std::size_t>(pass.patternLength)];
+    std::uint64_t off = 0;
+    bool ready = false;  // buf already holds random data for the chunk at off
+    while (off < ps.length && !Aborted(job)) {
+        std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off));
+        const unsigned char* src = ps.buf.get();
+        std::future<void> next;
+        if (pass.random) {
+            if (!ready) generate(ps.buf.get(), n);
+            // Make the next chunk's bytes on another core while this one is written.
+            if (off + n < ps.length) {
+                std::size_t nn =
+                    static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off - n));
+                next = std::async(std::launch::async, generate, ps.spare.get(), nn);
+            }
+        } else {
+            src += off % static_cast<std::uint64_t>(pass.patternLength);
+        }
+        int err = 0;
+        const bool written = WriteAll(fd, src, n, off, err);
+        if (next.valid()) {
+            next.get();
+            std::swap(ps.buf, ps.spare);
+            ready = true;
+        }
+        if (!written) {
+            if ((err == ENOSPC || err == EDQUOT) && off + n > ps.size && ps.length > ps.size) {
+                // The slack after the end could not be claimed: keep to the file.
+                report.push_back(path +
+                                 ": the space after the end of the file could not be "
+                                 "overwritten (disk full)");
+                ps.complete = false;
+                ps.length = ps.size;
+                ready = false;
+                continue;
+            }
+            report.push_back(path + ": overwriting stopped at byte " + std::to_string(off) + ": " +
+                             std::strerror(err));
+            ps.complete = false;
+            return false;
+        }
+        off += n;
+        Add(job.done, n);
+    }
+    return true;
+}
+
+// Reads the last (random) pass back from the disk, not from the page cache.
+void VerifyLastPass(const OverwriteJob& job, int fd, PassState& ps,
+                    std::vector<std::string>& report) {
+    posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    Buffer check = AlignedBuffer(kChunk + 64);
+    std::uint64_t bad = 0;
+    for (std::uint64_t off = 0; off < ps.length && !Aborted(job);) {
+        std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off));
+        ps.lastRandom.Fill(ps.buf.get(), (n + 63) / 64 * 64);
+        if (!ReadAll(fd, check.get(), n, off)) {
+            bad += ps.length - off;
+            break;
+        }
+        for (std::size_t i = 0; i < n; ++i) bad += ps.buf[i] != check[i];
+        off += n;
+        Add(job.done, n);
+    }
+    if (bad) {
+        report.push_back(job.path + ": read-back found " + std::to_string(bad) +
+                         " byte(s) that differ from the last pass");
+        ps.complete = false;
+    }
+}
+
+}  // namespace
+
+bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) {
+    const std::string& path = job.path;
+    std::vector<OverwritePass> passes = job.passes;
+    Opened o = OpenForOverwrite(path, report);
+
+    PassState ps;
+    ps.size = static_cast<std::uint64_t>(o.st.st_size);
+    const std::uint64_t block =
+        o.st.st_blksize > 0 ? static_cast<std::uint64_t>(o.st.st_blksize) : 4096;
+    ps.length = (ps.size + block - 1) / block * block;
+    const bool shared = o.st.st_nlink > 1;
+    if (shared) {
+        // Other names share this data: overwriting would destroy their file.
+        report.push_back(path + ": has " + std::to_string(o.st.st_nlink - 1) +
+                         " other hard link(s); its data was not overwritten");
+        ps.complete = false;
+        passes.clear();
+    }
+    if (const char* note = CopyOnWriteNote(o.fd.get()); note && !passes.empty()) {
+        report.push_back(path + ": " + note);
+        ps.complete = false;
+    }
+    if (job.total) *job.total = ps.length * (passes.size() + (job.verifyLast ? 1 : 0));
+
     int passNo = 0;
     bool failed = false;
     for (const OverwritePass& pass : passes) {
         ++passNo;
         if (Aborted(job)) break;
-        FastRandom rng;
-        lastRandom = rng;
-        auto generate = [&rng](unsigned char* to, std::size_t n) {
-            rng.Fill(to, (n + 63) / 64 * 64);
-        };
-        if (!pass.random)
-            for (std::size_t i = 0; i < kChunk + 64; ++i)
-                buf[i] = pass.pattern[i % static_cast<std::size_t>(pass.patternLength)];
-        std::uint64_t off = 0;
-        bool ready = false;  // buf already holds random data for the chunk at off
-        while (off < length && !Aborted(job)) {
-            std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
-            const unsigned char* src = buf.get();
-            std::future<void> next;
-            if (pass.random) {
-                if (!ready) generate(buf.get(), n);
-                // Make the next chunk's bytes on another core while this one is written.
-                if (off + n < length) {
-                    std::size_t nn =
-                        static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off - n));
-                    next = std::async(std::launch::async, generate, spare.get(), nn);
-                }
-            } else {
-                src += off % static_cast<std::uint64_t>(pass.patternLength);
-            }
-            int err = 0;
-            const bool written = WriteAll(fd.get(), src, n, off, err);
-            if (next.valid()) {
-                next.get();
-                std::swap(buf, spare);
-                ready = true;
-            }
-            if (!written) {
-                if ((err == ENOSPC || err == EDQUOT) && off + n > size && length > size) {
-                    // The slack after the end could not be claimed: keep to the file.
-                    report.push_back(path +
-                                     ": the space after the end of the file could not be "
-                                     "overwritten (disk full)");
-                    complete = false;
-                    length = size;
-                    ready = false;
-                    continue;
-                }
-                report.push_back(path + ": overwriting stopped at byte " + std::to_string(off) +
-                                 ": " + std::strerror(err));
-                complete = false;
-                failed = true;
-                break;
-            }
-            off += n;
-            Add(job.done, n);
+        if (!RunPass(job, pass, o.fd.get(), ps, report)) {
+            failed = true;
+            break;
         }
-        if (failed) break;
-        if (fdatasync(fd.get()) != 0) {
+        if (fdatasync(o.fd.get()) != 0) {
             report.push_back(path + ": pass " + std::to_string(passNo) +
                              " could not be flushed: " + std::strerror(errno));
-            complete = false;
+            ps.complete = false;
         }
-        if (job.afterPass && !Aborted(job)) job.afterPass(passNo, fd.get(), length);
+        if (job.afterPass && !Aborted(job)) job.afterPass(passNo, o.fd.get(), ps.length);
     }
-    if (job.verifyLast && !failed && !passes.empty() && !Aborted(job) && passes.back().random) {
-        // Read the last pass back from the disk, not from the page cache.
-        posix_fadvise(fd.get(), 0, 0, POSIX_FADV_DONTNEED);
-        std::uint64_t bad = 0;
-        for (std::uint64_t off = 0; off < length && !Aborted(job);) {
-            std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
-            lastRandom.Fill(buf.get(), (n + 63) / 64 * 64);
-            if (!ReadAll(fd.get(), check.get(), n, off)) {
-                bad += length - off;
-                break;
-            }
-            for (std::size_t i = 0; i < n; ++i) bad += buf[i] != check[i];
-            off += n;
-            Add(job.done, n);
-        }
-        if (bad) {
-            report.push_back(path + ": read-back found " + std::to_string(bad) +
-                             " byte(s) that differ from the last pass");
-            complete = false;
-        }
-    }
+    if (job.verifyLast && !failed && !passes.empty() && !Aborted(job) && passes.back().random)
+        VerifyLastPass(job, o.fd.get(), ps, report);
+
     const bool aborted = Aborted(job);
-    const bool shared = fs.st_nlink > 1;  // truncating would empty the other names too
-    // The folder's sync after the unlink also makes the truncation durable.
-    if (!shared && ftruncate(fd.get(), 0) != 0) {
+    // Truncating a shared file would empty the other names too. The folder's sync
+    // after the unlink also makes the truncation durable.
+    if (!shared && ftruncate(o.fd.get(), 0) != 0) {
         report.push_back(path + ": could not be truncated: " + std::strerror(errno));
-        complete = false;
+        ps.complete = false;
     }
-    if (!HideAndUnlink(dirfd.get(), name, report)) throw ErrnoError(errno, path);
-    return complete && !aborted;
+    if (!HideAndUnlink(o.dir.get(), o.name, report)) throw ErrnoError(errno, path);
+    return ps.complete && !aborted;
 }
 
 }  // namespace velloran::linuxfs
