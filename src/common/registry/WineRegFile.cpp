@@ -697,14 +697,18 @@ std::string WineBranchPath(WineBranch branch) {
                                       : "REGISTRY\\\\Machine";
 }
 
-std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch) {
-    struct Item {
-        enum Kind { Verbatim, Canonical, Trivia } kind;
-        long chunk;  // index into hive.chunks, -1 for a new section
-        RegKeyNode* key;
-    };
+namespace {
 
-    // Wine writes depth first in sorted order; number the keys that way.
+// One piece of the rendered file: a section copied as read, a section rendered
+// in Wine's form, or the comments between sections of a removed key.
+struct RenderItem {
+    enum Kind { Verbatim, Canonical, Trivia } kind;
+    long chunk;  // index into hive.chunks, -1 for a new section
+    RegKeyNode* key;
+};
+
+// Wine writes depth first in sorted order; numbers the keys that way.
+std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
     std::vector<RegKeyNode*> order;
     std::function<void(RegKeyNode*)> walk = [&](RegKeyNode* k) {
         k->order = static_cast<std::int64_t>(order.size());
@@ -713,112 +717,155 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
         for (auto& s : k->subkeys) walk(s.get());
     };
     walk(hive.root.get());
+    return order;
+}
 
+// The file's sections in their order, each kept, re-rendered or reduced to its
+// comments.
+std::vector<RenderItem> ChunkItems(RegHive& hive) {
     const std::string_view text = hive.text;
-    std::vector<Item> items;
+    std::vector<RenderItem> items;
     items.reserve(hive.chunks.size() + 8);
     for (size_t i = 0; i < hive.chunks.size(); ++i) {
         const auto& c = hive.chunks[i];
         RegKeyNode* k = c.key;
         std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
         if (!k->deleted && !k->touched) {
-            items.push_back({Item::Verbatim, static_cast<long>(i), k});
+            items.push_back({RenderItem::Verbatim, static_cast<long>(i), k});
             k->emitted = true;
         } else if (!k->deleted && !k->emitted && NeedsSection(k)) {
-            items.push_back({Item::Canonical, static_cast<long>(i), k});
+            items.push_back({RenderItem::Canonical, static_cast<long>(i), k});
             k->emitted = true;
         } else if (HasComment(trivia)) {
-            items.push_back({Item::Trivia, static_cast<long>(i), nullptr});
+            items.push_back({RenderItem::Trivia, static_cast<long>(i), nullptr});
         }
     }
+    return items;
+}
 
-    // Changed keys that need a section and have none go after the nearest key
-    // before them in Wine's order.
+// Changed keys that need a section and have none go after the nearest key before
+// them in Wine's order: [0] before every item, [i + 1] after item i.
+std::vector<std::vector<RegKeyNode*>> PlaceNewSections(const std::vector<RenderItem>& items,
+                                                       const std::vector<RegKeyNode*>& order) {
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
     for (size_t i = 0; i < items.size(); ++i)
         if (items[i].key) placed.emplace_back(items[i].key->order, i);
     std::sort(placed.begin(), placed.end());
-    std::vector<std::vector<RegKeyNode*>> after(items.size() + 1);  // [0] = before all
+    std::vector<std::vector<RegKeyNode*>> after(items.size() + 1);
     for (RegKeyNode* k : order) {
         if (k->emitted || !k->touched || !NeedsSection(k)) continue;
         auto it =
             std::lower_bound(placed.begin(), placed.end(), std::make_pair(k->order, size_t{0}));
         after[it == placed.begin() ? 0 : std::prev(it)->second + 1].push_back(k);
     }
+    return after;
+}
 
-    std::string out;
-    out.reserve(text.size() + 4096);
-    if (hive.fromFile) {
-        out.append(text.substr(0, hive.headerEnd));
-    } else {
-        out +=
-            std::string(kFirstLine) + "\n;; All keys relative to " + WineBranchPath(branch) + "\n";
-        if (!arch.empty()) out += "\n#arch=" + std::string(arch) + "\n";
+// Writes the file text and records the layout of what it wrote in the hive.
+class SectionWriter {
+public:
+    explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text) {
+        out_.reserve(text_.size() + 4096);
+        adjacent_ = hive.fromFile ? -1 : kNone;
     }
-    hive.renderedHeaderEnd = out.size();
-    hive.renderedChunks.clear();
 
-    // The original chunk whose end was written last (-1: the header), so that
-    // neighbours from the file keep the separation they had there.
-    constexpr long kNone = -2;
-    long adjacent = hive.fromFile ? -1 : kNone;
-    auto separate = [&](long chunk) {
-        if (adjacent != kNone && adjacent + 1 == chunk) {
-            if (!out.empty() && !EndsWith(out, "\n")) out += '\n';
+    void Header(WineBranch branch, std::string_view arch) {
+        if (hive_.fromFile) {
+            out_.append(text_.substr(0, hive_.headerEnd));
         } else {
-            EnsureBlankLine(out);
+            out_ += std::string(kFirstLine) + "\n;; All keys relative to " +
+                    WineBranchPath(branch) + "\n";
+            if (!arch.empty()) out_ += "\n#arch=" + std::string(arch) + "\n";
         }
-    };
-    auto emitCanonical = [&](RegKeyNode* k, long chunk) {
-        separate(chunk);
-        size_t begin = out.size();
-        out += RenderSection(k);
-        hive.renderedChunks.push_back({begin, out.size(), 0, k});
-        adjacent = kNone;
-    };
-    for (RegKeyNode* k : after[0]) emitCanonical(k, kNone);
-    for (size_t i = 0; i < items.size(); ++i) {
-        const Item& it = items[i];
-        const auto& c = hive.chunks[static_cast<size_t>(it.chunk)];
-        switch (it.kind) {
-            case Item::Verbatim:
-                separate(it.chunk);
-                hive.renderedChunks.push_back(
-                    {out.size(), out.size() + (c.contentEnd - c.begin), 0, it.key});
-                out.append(text.substr(c.begin, c.end - c.begin));
-                break;
-            case Item::Canonical:
-                emitCanonical(it.key, it.chunk);
-                out.append(text.substr(c.contentEnd, c.end - c.contentEnd));
-                break;
-            case Item::Trivia:
-                if (!out.empty() && !EndsWith(out, "\n")) out += '\n';
-                out.append(text.substr(c.contentEnd, c.end - c.contentEnd));
-                break;
-        }
-        adjacent = it.chunk;
-        for (RegKeyNode* k : after[i + 1]) emitCanonical(k, kNone);
+        hive_.renderedHeaderEnd = out_.size();
+        hive_.renderedChunks.clear();
     }
 
-    // Wine's files end with the last value line, not with a blank line.
-    bool endsAsRead = !items.empty() && items.back().kind == Item::Verbatim &&
-                      static_cast<size_t>(items.back().chunk) + 1 == hive.chunks.size() &&
-                      after.back().empty();
-    if (!endsAsRead && !(hive.fromFile && hive.chunks.empty() && after[0].empty())) {
-        while (EndsWith(out, "\n\n")) out.pop_back();
-        while (EndsWith(out, "\r\n\r\n")) out.resize(out.size() - 2);
+    void Canonical(RegKeyNode* k, long chunk = kNone) {
+        Separate(chunk);
+        size_t begin = out_.size();
+        out_ += RenderSection(k);
+        hive_.renderedChunks.push_back({begin, out_.size(), 0, k});
+        adjacent_ = kNone;
     }
-    for (size_t i = 0; i < hive.renderedChunks.size(); ++i) {
-        auto& c = hive.renderedChunks[i];
-        c.end = i + 1 < hive.renderedChunks.size() ? hive.renderedChunks[i + 1].begin : out.size();
-        c.contentEnd = std::min(c.contentEnd, c.end);
+
+    void Item(const RenderItem& it) {
+        const auto& c = hive_.chunks[static_cast<size_t>(it.chunk)];
+        switch (it.kind) {
+            case RenderItem::Verbatim:
+                Separate(it.chunk);
+                hive_.renderedChunks.push_back(
+                    {out_.size(), out_.size() + (c.contentEnd - c.begin), 0, it.key});
+                out_.append(text_.substr(c.begin, c.end - c.begin));
+                break;
+            case RenderItem::Canonical:
+                Canonical(it.key, it.chunk);
+                out_.append(text_.substr(c.contentEnd, c.end - c.contentEnd));
+                break;
+            case RenderItem::Trivia:
+                if (!out_.empty() && !EndsWith(out_, "\n")) out_ += '\n';
+                out_.append(text_.substr(c.contentEnd, c.end - c.contentEnd));
+                break;
+        }
+        adjacent_ = it.chunk;
     }
-    // Blank lines and comments kept before the first section belong to the header
-    // from now on, or the next save, which copies the header and the sections,
-    // would lose them.
-    hive.renderedHeaderEnd =
-        hive.renderedChunks.empty() ? out.size() : hive.renderedChunks.front().begin;
-    return out;
+
+    // `endsAsRead`: the file ends with its last section as read, trailing lines and all.
+    std::string Finish(bool endsAsRead) {
+        // Wine's files end with the last value line, not with a blank line.
+        if (!endsAsRead) {
+            while (EndsWith(out_, "\n\n")) out_.pop_back();
+            while (EndsWith(out_, "\r\n\r\n")) out_.resize(out_.size() - 2);
+        }
+        auto& chunks = hive_.renderedChunks;
+        for (size_t i = 0; i < chunks.size(); ++i) {
+            auto& c = chunks[i];
+            c.end = i + 1 < chunks.size() ? chunks[i + 1].begin : out_.size();
+            c.contentEnd = std::min(c.contentEnd, c.end);
+        }
+        // Blank lines and comments kept before the first section belong to the
+        // header from now on, or the next save, which copies the header and the
+        // sections, would lose them.
+        hive_.renderedHeaderEnd = chunks.empty() ? out_.size() : chunks.front().begin;
+        return std::move(out_);
+    }
+
+private:
+    static constexpr long kNone = -2;
+    // Neighbours from the file keep the separation they had there.
+    void Separate(long chunk) {
+        if (adjacent_ != kNone && adjacent_ + 1 == chunk) {
+            if (!out_.empty() && !EndsWith(out_, "\n")) out_ += '\n';
+        } else {
+            EnsureBlankLine(out_);
+        }
+    }
+
+    RegHive& hive_;
+    const std::string_view text_;
+    std::string out_;
+    // The original chunk whose end was written last (-1: the header).
+    long adjacent_;
+};
+
+}  // namespace
+
+std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch) {
+    const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
+    const std::vector<RenderItem> items = ChunkItems(hive);
+    const auto after = PlaceNewSections(items, order);
+
+    SectionWriter writer(hive);
+    writer.Header(branch, arch);
+    for (RegKeyNode* k : after[0]) writer.Canonical(k);
+    for (size_t i = 0; i < items.size(); ++i) {
+        writer.Item(items[i]);
+        for (RegKeyNode* k : after[i + 1]) writer.Canonical(k);
+    }
+    const bool endsAsRead = !items.empty() && items.back().kind == RenderItem::Verbatim &&
+                            static_cast<size_t>(items.back().chunk) + 1 == hive.chunks.size() &&
+                            after.back().empty();
+    return writer.Finish(endsAsRead || (hive.fromFile && hive.chunks.empty() && after[0].empty()));
 }
 
 void AdoptWineRegistry(RegHive& hive, std::string text) {
