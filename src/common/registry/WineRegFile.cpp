@@ -582,6 +582,21 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out,
                           size_t* invalidBytes) {
     size_t p = 0;
     while (p < src.size() && src[p] != end) {
+        // Runs of plain ASCII, most of any name or text, are widened in one go.
+        size_t run = p;
+        while (run < src.size()) {
+            const unsigned char ch = static_cast<unsigned char>(src[run]);
+            if (ch >= 0x80 || ch == '\\' || ch == static_cast<unsigned char>(end)) break;
+            ++run;
+        }
+        if (run > p) {
+            const size_t at = out.size();
+            out.resize(at + (run - p));
+            for (size_t i = p; i < run; ++i)
+                out[at + (i - p)] = static_cast<unsigned char>(src[i]);
+            p = run;
+            continue;
+        }
         unsigned char c = static_cast<unsigned char>(src[p]);
         if (c != '\\') {
             if (c < 0x80) {
