@@ -29,8 +29,8 @@ CookiesDialog::CookiesDialog(FrmCookies& form, QWidget* parent) : FormDialog(for
     layout->setContentsMargins(10, 10, 10, 10);
     layout->setSpacing(8);
 
-    delete_ = ListFor(form.lvDelete);
-    keep_ = ListFor(form.lvKeep);
+    delete_ = MakeList(form.lvDelete);
+    keep_ = MakeList(form.lvKeep);
     layout->addWidget(delete_, 0, 0);
     layout->addWidget(keep_, 0, 2);
     layout->addWidget(Check(bindings_, form.Check1, this), 1, 0);
@@ -53,23 +53,6 @@ CookiesDialog::CookiesDialog(FrmCookies& form, QWidget* parent) : FormDialog(for
     layout->setColumnStretch(0, 1);
     layout->setColumnStretch(2, 1);
     resize(900, 480);
-}
-
-QTreeView* CookiesDialog::ListFor(ListView& list) {
-    auto* view = new QTreeView(this);
-    view->setObjectName(ToQt(list.Name()));
-    view->setRootIsDecorated(false);
-    view->setUniformRowHeights(true);
-    view->setAllColumnsShowFocus(true);
-    view->setSelectionMode(QAbstractItemView::SingleSelection);
-    view->header()->setStretchLastSection(false);
-    auto* model = new ListViewModel(list, view);
-    view->setModel(model);
-    connect(model, &ListViewModel::FitColumnRequested, view,
-            [view](int column) { view->resizeColumnToContents(column); });
-    bindings_.Mirror(list, [&list, view] { MirrorCommon(list, view); });
-    for (int c = 0; c < list.ColumnCount(); ++c) view->resizeColumnToContents(c);
-    return view;
 }
 
 }  // namespace velloran::gui

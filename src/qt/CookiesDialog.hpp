@@ -23,7 +23,6 @@ public:
     CaptionProgressBar* Bar() const { return bar_; }
 
 private:
-    QTreeView* ListFor(ListView& list);
     QTreeView* delete_;
     QTreeView* keep_;
     CaptionProgressBar* bar_;

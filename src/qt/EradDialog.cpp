@@ -63,22 +63,12 @@ EradDialog::EradDialog(frmErad& form, QWidget* parent) : FormDialog(form, parent
 }
 
 QTreeView* EradDialog::ListFor(ListView& list) {
-    auto* view = new QTreeView(this);
-    view->setObjectName(ToQt(list.Name()));
-    view->setRootIsDecorated(false);
-    view->setUniformRowHeights(true);
-    view->setAllColumnsShowFocus(true);
-    view->setSelectionMode(QAbstractItemView::SingleSelection);
+    QTreeView* view = MakeList(list);
     view->header()->setStretchLastSection(true);
-    auto* model = new ListViewModel(list, view);
-    view->setModel(model);
-    connect(model, &ListViewModel::FitColumnRequested, view,
-            [view](int column) { view->resizeColumnToContents(column); });
     connect(view->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [&list](const QModelIndex& current) {
                 Dispatch([&list, row = current.row()] { list.Select(row); });
             });
-    bindings_.Mirror(list, [&list, view] { MirrorCommon(list, view); });
     view->setAcceptDrops(true);
     view->viewport()->setAcceptDrops(true);
     view->viewport()->installEventFilter(this);

@@ -1,10 +1,13 @@
 #include "qt/FormDialog.hpp"
 
+#include <QHeaderView>
 #include <QPushButton>
+#include <QTreeView>
 
 #include <QCloseEvent>
 
 #include "qt/Dispatch.hpp"
+#include "qt/ListViewModel.hpp"
 
 namespace velloran::gui {
 
@@ -59,6 +62,24 @@ CaptionProgressBar* FormDialog::MakeBar(ProgressBar& bar) {
     w->setMinimumHeight(22);
     BindProgressBar(bindings_, bar, w);
     return w;
+}
+
+QTreeView* FormDialog::MakeList(ListView& list, ListViewModel** model) {
+    auto* view = new QTreeView(this);
+    view->setObjectName(ToQt(list.Name()));
+    view->setRootIsDecorated(false);
+    view->setUniformRowHeights(true);
+    view->setAllColumnsShowFocus(true);
+    view->setSelectionMode(QAbstractItemView::SingleSelection);
+    view->header()->setStretchLastSection(false);
+    auto* m = new ListViewModel(list, view);
+    view->setModel(m);
+    connect(m, &ListViewModel::FitColumnRequested, view,
+            [view](int column) { view->resizeColumnToContents(column); });
+    bindings_.Mirror(list, [&list, view] { MirrorCommon(list, view); });
+    for (int c = 0; c < list.ColumnCount(); ++c) view->resizeColumnToContents(c);
+    if (model) *model = m;
+    return view;
 }
 
 }  // namespace velloran::gui

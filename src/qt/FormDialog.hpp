@@ -3,12 +3,16 @@
 // button asks the form to unload, and the host closes the dialog once it has.
 #include <QDialog>
 
-class QPushButton;
-
 #include "common/controls/Form.hpp"
+#include "common/controls/ListView.hpp"
 #include "qt/Mirror.hpp"
 
+class QPushButton;
+class QTreeView;
+
 namespace velloran::gui {
+
+class ListViewModel;
 
 class FormDialog : public QDialog {
     Q_OBJECT
@@ -26,6 +30,9 @@ protected:
     // A push button bound to a form's button, and a captioned bar bound to its bar.
     QPushButton* MakeButton(CommandButton& button, QWidget* parent, int minimumWidth);
     CaptionProgressBar* MakeBar(ProgressBar& bar);
+    // A report-style list bound to a form's list view: one row selected at a time,
+    // columns fitted to their contents. `model` receives the view's model.
+    QTreeView* MakeList(ListView& list, ListViewModel** model = nullptr);
     Bindings bindings_;
 
 private:

@@ -138,20 +138,10 @@ JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent
 }
 
 QTreeView* JunkDialog::ListFor(ListView& list, ListViewModel*& model) {
-    auto* view = new QTreeView(this);
-    view->setObjectName(ToQt(list.Name()));
-    view->setRootIsDecorated(false);
-    view->setUniformRowHeights(true);
-    view->setAllColumnsShowFocus(true);
+    QTreeView* view = MakeList(list, &model);
     view->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    view->header()->setStretchLastSection(false);
+    // Fitting a column of many rows looks at a sample of them.
     view->header()->setResizeContentsPrecision(500);
-    model = new ListViewModel(list, view);
-    view->setModel(model);
-    connect(model, &ListViewModel::FitColumnRequested, view,
-            [view](int column) { view->resizeColumnToContents(column); });
-    bindings_.Mirror(list, [&list, view] { MirrorCommon(list, view); });
-    for (int c = 0; c < list.ColumnCount(); ++c) view->resizeColumnToContents(c);
     return view;
 }
 
