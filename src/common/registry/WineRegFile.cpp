@@ -592,8 +592,7 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out,
         if (run > p) {
             const size_t at = out.size();
             out.resize(at + (run - p));
-            for (size_t i = p; i < run; ++i)
-                out[at + (i - p)] = static_cast<unsigned char>(src[i]);
+            for (size_t i = p; i < run; ++i) out[at + (i - p)] = static_cast<unsigned char>(src[i]);
             p = run;
             continue;
         }
