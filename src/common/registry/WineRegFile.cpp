@@ -327,7 +327,9 @@ private:
     }
 
     void ParseValue(RegKeyNode* key, std::string_view p, LineReader& rd) {
-        std::u16string name;
+        // Scratch texts reused from line to line: a load is mostly value lines.
+        std::u16string& name = nameScratch_;
+        name.clear();
         size_t len = 1;
         if (p[0] == '"') {
             size_t invalid = 0;
@@ -368,7 +370,8 @@ private:
 
         switch (parse) {
             case TypeTag::String: {
-                std::u16string units;
+                std::u16string& units = unitsScratch_;
+                units.clear();
                 size_t r = UnescapeWineString(rest, '"', units);
                 if (r == std::string_view::npos) throw ParseError("unterminated string");
                 if (!AllSpace(rest.substr(r))) throw ParseError("unexpected text after the string");
@@ -426,6 +429,7 @@ private:
         hive_.archLine = line;
     }
 
+    std::u16string nameScratch_, unitsScratch_;
     RegHive& hive_;
     const std::string& file_;
     LoadIndex index_;
