@@ -110,12 +110,21 @@ void RegHive::Touch(RegKeyNode* key) {
     dirty = true;
 }
 
+void RegValueList::Load() const {
+    if (pending_.empty()) return;
+    // Taken first: parsing runs once, whatever it finds.
+    std::vector<std::string_view> pending;
+    pending.swap(pending_);
+    for (std::string_view lines : pending) ParseWineValueLines(items_, lines);
+}
+
 void RegHive::Clear() {
     root = std::make_unique<RegKeyNode>();
     removed.clear();
     touchedKeys.clear();
     dirty = false;
     text.clear();
+    retiredTexts.clear();
     headerEnd = 0;
     chunks.clear();
     fromFile = false;

@@ -13,16 +13,62 @@
 
 namespace velloran {
 
+struct RegNodeValue {
+    std::u16string name;  // empty = default value
+    RegValue value;
+};
+
+// A key's values, sorted, default first. Values read from a Wine file are parsed
+// only when something asks for them (most keys of a large file never are): until
+// then the text of the key's value lines waits here, already checked at load.
+class RegValueList {
+public:
+    using Items = std::vector<RegNodeValue>;
+    // Lines of one section's values; the text must outlive this list.
+    void AddPending(std::string_view lines) { pending_.push_back(lines); }
+
+    Items& All() {
+        Load();
+        return items_;
+    }
+    const Items& All() const {
+        Load();
+        return items_;
+    }
+    std::size_t size() const { return All().size(); }
+    bool empty() const { return All().empty(); }
+    Items::iterator begin() { return All().begin(); }
+    Items::iterator end() { return All().end(); }
+    Items::const_iterator begin() const { return All().begin(); }
+    Items::const_iterator end() const { return All().end(); }
+    RegNodeValue& back() { return All().back(); }
+    const RegNodeValue& back() const { return All().back(); }
+    RegNodeValue& operator[](std::size_t i) { return All()[i]; }
+    const RegNodeValue& operator[](std::size_t i) const { return All()[i]; }
+    Items::iterator insert(Items::const_iterator at, RegNodeValue v) {
+        return All().insert(at, std::move(v));
+    }
+    Items::iterator erase(Items::const_iterator at) { return All().erase(at); }
+    void push_back(RegNodeValue v) { All().push_back(std::move(v)); }
+
+private:
+    void Load() const;
+    mutable Items items_;
+    mutable std::vector<std::string_view> pending_;
+};
+
+// Parses value lines of a Wine file (other lines are passed over) into `items`,
+// keeping them sorted; a repeated name replaces the data and keeps its first
+// spelling. The lines were checked when the file was read.
+void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view lines);
+
 struct RegKeyNode {
-    struct Value {
-        std::u16string name;  // empty = default value
-        RegValue value;
-    };
+    using Value = RegNodeValue;
 
     std::u16string name;
     RegKeyNode* parent = nullptr;
     std::vector<std::unique_ptr<RegKeyNode>> subkeys;  // sorted
-    std::vector<Value> values;                         // sorted, default first
+    RegValueList values;
     std::optional<std::u16string> keyClass;
     bool link = false;
     bool deleted = false;
@@ -72,6 +118,8 @@ struct RegHive {
         RegKeyNode* key = nullptr;
     };
     std::string text;
+    // Texts replaced by a save: values not parsed yet still point into them.
+    std::vector<std::string> retiredTexts;
     size_t headerEnd = 0;
     std::vector<Chunk> chunks;
     bool fromFile = false;  // false: a new file, written with a fresh header

@@ -234,6 +234,91 @@ private:
     std::unordered_map<RegKeyNode*, Names<size_t>> values_;
 };
 
+// One value line (and the continuation lines of its hex data): its name and value.
+// The texts are reused from line to line, since a file is mostly value lines.
+class ValueLineParser {
+public:
+    std::u16string name;
+    RegValue value;
+
+    void Parse(std::string_view p, LineReader& rd) {
+        name.clear();
+        size_t len = 1;
+        if (p[0] == '"') {
+            size_t invalid = 0;
+            size_t r = UnescapeWineString(p.substr(1), '"', name, &invalid);
+            if (r == std::string_view::npos) throw ParseError("malformed value name");
+            if (invalid) throw ParseError("value name is not valid UTF-8");
+            len = r + 1;
+            if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
+        }
+        std::string_view rest = SkipSpace(p.substr(len));
+        if (rest.empty() || rest[0] != '=') throw ParseError("malformed value (no \"=\")");
+        rest = SkipSpace(rest.substr(1));
+
+        value.type = 0;
+        value.data.clear();
+        const TypeTag* tag = nullptr;
+        for (const auto& t : kTags)
+            if (rest.substr(0, t.tag.size()) == t.tag) {
+                tag = &t;
+                break;
+            }
+        TypeTag::Parse parse;
+        if (tag) {
+            value.type = tag->type;
+            parse = tag->parse;
+            rest.remove_prefix(tag->tag.size());
+        } else if (rest.substr(0, 4) == "hex(") {
+            size_t i = 4;
+            std::uint64_t t = 0;
+            while (i < rest.size() && HexDigit(rest[i]) >= 0)
+                t = t * 16 + static_cast<unsigned>(HexDigit(rest[i++]));
+            if (i == 4 || rest.substr(i, 2) != "):") throw ParseError("malformed value type");
+            value.type = static_cast<std::uint32_t>(t);
+            parse = TypeTag::Hex;
+            rest.remove_prefix(i + 2);
+        } else {
+            throw ParseError("unknown value type");
+        }
+
+        switch (parse) {
+            case TypeTag::String: {
+                units_.clear();
+                std::u16string& units = units_;
+                size_t r = UnescapeWineString(rest, '"', units);
+                if (r == std::string_view::npos) throw ParseError("unterminated string");
+                if (!AllSpace(rest.substr(r))) throw ParseError("unexpected text after the string");
+                units.push_back(u'\0');
+                AppendUnits(value.data, units);
+                break;
+            }
+            case TypeTag::Dword: {
+                std::uint32_t dw = ParseDword(rest);
+                for (int i = 0; i < 4; ++i)
+                    value.data.push_back(static_cast<std::uint8_t>(dw >> (8 * i)));
+                break;
+            }
+            case TypeTag::Hex: {
+                for (;;) {
+                    rest = ParseHexLine(rest, value.data);
+                    if (rest.empty()) break;
+                    if (rest[0] != '\\' || !AllSpace(rest.substr(1)))
+                        throw ParseError("malformed hex data");
+                    size_t start = 0;
+                    if (!rd.Next(rest, start))
+                        throw ParseError("hex data continues past the end of the file");
+                    rest = SkipSpace(rest);
+                }
+                break;
+            }
+        }
+    }
+
+private:
+    std::u16string units_;
+};
+
 class Parser {
 public:
     Parser(RegHive& hive, const std::string& fileName) : hive_(hive), file_(fileName) {}
@@ -256,13 +341,17 @@ public:
                             hive_.chunks.back().end = start;
                         else
                             hive_.headerEnd = start;
+                        KeepValueLines(key);
                         key = ParseKey(p);
                         hive_.chunks.push_back({start, rd.Pos(), hive_.text.size(), key});
                         break;
                     case '@':
                     case '"':
                         if (!key) throw ParseError("value outside of any key");
-                        ParseValue(key, p, rd);
+                        // Checked now, parsed when the key's values are first asked for.
+                        values_.Parse(p, rd);
+                        if (valuesBegin_ == std::string::npos) valuesBegin_ = start;
+                        valuesEnd_ = rd.Pos();
                         hive_.chunks.back().contentEnd = rd.Pos();
                         break;
                     case '#':
@@ -280,6 +369,7 @@ public:
                         throw ParseError("unrecognized line");
                 }
             }
+            KeepValueLines(key);
             index_.Finish();
         } catch (const ParseError& e) {
             std::string msg = file_ + ", line " + std::to_string(std::max(rd.Line(), 1)) + ": " +
@@ -326,83 +416,6 @@ private:
         return key;
     }
 
-    void ParseValue(RegKeyNode* key, std::string_view p, LineReader& rd) {
-        // Scratch texts reused from line to line: a load is mostly value lines.
-        std::u16string& name = nameScratch_;
-        name.clear();
-        size_t len = 1;
-        if (p[0] == '"') {
-            size_t invalid = 0;
-            size_t r = UnescapeWineString(p.substr(1), '"', name, &invalid);
-            if (r == std::string_view::npos) throw ParseError("malformed value name");
-            if (invalid) throw ParseError("value name is not valid UTF-8");
-            len = r + 1;
-            if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
-        }
-        std::string_view rest = SkipSpace(p.substr(len));
-        if (rest.empty() || rest[0] != '=') throw ParseError("malformed value (no \"=\")");
-        rest = SkipSpace(rest.substr(1));
-
-        RegValue value;
-        const TypeTag* tag = nullptr;
-        for (const auto& t : kTags)
-            if (rest.substr(0, t.tag.size()) == t.tag) {
-                tag = &t;
-                break;
-            }
-        TypeTag::Parse parse;
-        if (tag) {
-            value.type = tag->type;
-            parse = tag->parse;
-            rest.remove_prefix(tag->tag.size());
-        } else if (rest.substr(0, 4) == "hex(") {
-            size_t i = 4;
-            std::uint64_t t = 0;
-            while (i < rest.size() && HexDigit(rest[i]) >= 0)
-                t = t * 16 + static_cast<unsigned>(HexDigit(rest[i++]));
-            if (i == 4 || rest.substr(i, 2) != "):") throw ParseError("malformed value type");
-            value.type = static_cast<std::uint32_t>(t);
-            parse = TypeTag::Hex;
-            rest.remove_prefix(i + 2);
-        } else {
-            throw ParseError("unknown value type");
-        }
-
-        switch (parse) {
-            case TypeTag::String: {
-                std::u16string& units = unitsScratch_;
-                units.clear();
-                size_t r = UnescapeWineString(rest, '"', units);
-                if (r == std::string_view::npos) throw ParseError("unterminated string");
-                if (!AllSpace(rest.substr(r))) throw ParseError("unexpected text after the string");
-                units.push_back(u'\0');
-                AppendUnits(value.data, units);
-                break;
-            }
-            case TypeTag::Dword: {
-                std::uint32_t dw = ParseDword(rest);
-                for (int i = 0; i < 4; ++i)
-                    value.data.push_back(static_cast<std::uint8_t>(dw >> (8 * i)));
-                break;
-            }
-            case TypeTag::Hex: {
-                for (;;) {
-                    rest = ParseHexLine(rest, value.data);
-                    if (rest.empty()) break;
-                    if (rest[0] != '\\' || !AllSpace(rest.substr(1)))
-                        throw ParseError("malformed hex data");
-                    size_t start = 0;
-                    if (!rd.Next(rest, start))
-                        throw ParseError("hex data continues past the end of the file");
-                    rest = SkipSpace(rest);
-                }
-                break;
-            }
-        }
-        // A repeated name replaces the data and keeps the first spelling.
-        index_.Value(key, name).value = std::move(value);
-    }
-
     void ParseKeyOption(RegKeyNode* key, std::string_view p) {
         if (p.substr(0, 6) == "#time=") {
             std::uint64_t t = 0;
@@ -429,7 +442,17 @@ private:
         hive_.archLine = line;
     }
 
-    std::u16string nameScratch_, unitsScratch_;
+    // The value lines of the section being read go to its key when it ends.
+    void KeepValueLines(RegKeyNode* key) {
+        if (key && valuesBegin_ != std::string::npos)
+            key->values.AddPending(
+                std::string_view(hive_.text).substr(valuesBegin_, valuesEnd_ - valuesBegin_));
+        valuesBegin_ = std::string::npos;
+    }
+
+    ValueLineParser values_;
+    size_t valuesBegin_ = std::string::npos;
+    size_t valuesEnd_ = 0;
     RegHive& hive_;
     const std::string& file_;
     LoadIndex index_;
@@ -886,7 +909,32 @@ std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_vie
     return writer.Finish(endsAsRead || (hive.fromFile && hive.chunks.empty() && after[0].empty()));
 }
 
+void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view lines) {
+    ValueLineParser parser;
+    LineReader rd(lines);
+    std::string_view line;
+    size_t start = 0;
+    while (rd.Next(line, start)) {
+        std::string_view p = SkipSpace(line);
+        if (p.empty() || (p[0] != '@' && p[0] != '"')) continue;
+        parser.Parse(p, rd);
+        // Wine's files are sorted: the usual step is an append.
+        auto at = items.end();
+        if (!items.empty() && RegCompareNames(items.back().name, parser.name) >= 0)
+            at = std::lower_bound(items.begin(), items.end(), parser.name,
+                                  [](const RegNodeValue& v, const std::u16string& n) {
+                                      return RegCompareNames(v.name, n) < 0;
+                                  });
+        if (at != items.end() && RegNamesEqual(at->name, parser.name))
+            at->value = parser.value;  // a repeated name keeps its first spelling
+        else
+            items.insert(at, RegNodeValue{parser.name, parser.value});
+    }
+}
+
 void AdoptWineRegistry(RegHive& hive, std::string text) {
+    // Values not asked for yet still point into the old text.
+    if (!hive.text.empty()) hive.retiredTexts.push_back(std::move(hive.text));
     hive.text = std::move(text);
     hive.headerEnd = hive.renderedHeaderEnd;
     hive.chunks = std::move(hive.renderedChunks);

@@ -94,6 +94,41 @@ TEST(WinePrefixStore, NewFilesGetWinesHeaderAndOnlyChangesAreWritten) {
               "WINE REGISTRY Version 2\n;; All keys relative to \\\\Machine\n\n#arch=win32\n");
 }
 
+// Values are parsed when first asked for, from the text as read: also after saves
+// that replaced that text, and for a key whose sections are split over the file.
+TEST(WinePrefixStore, ValuesAskedForAfterSavesComeFromTheFileAsRead) {
+    ScratchDir dir;
+    WriteBytes(dir / "user.reg",
+               "WINE REGISTRY Version 2\n;; All keys relative to "
+               "REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n#arch=win64\n"
+               "\n[A] 1700000000\n#time=1da1747c66d0000\n\"x\"=\"1\"\n"
+               "\n[B] 1700000000\n#time=1da1747c66d0000\n\"y\"=hex:01,02,\\\n  03\n"
+               "\"z\"=dword:00000005\n"
+               "\n[C] 1700000000\n\"c\"=\"kept\"\n"
+               "\n[b] 1700000000\n\"Y\"=\"again\"\n\"w\"=\"\"\n");
+    WinePrefixStore::Options options;
+    options.isPrefix = false;
+    WinePrefixStore store(dir.Path(), options);
+    for (int round = 0; round < 2; ++round) {
+        store.WriteValue(kHKeyCurrentUser, "A", "x", RegValue::String(std::to_string(round)));
+        store.Save();
+    }
+    const auto names = [&](const char* key) {
+        std::vector<std::string> out;
+        for (const auto& v : store.EnumerateValues(kHKeyCurrentUser, key)) out.push_back(v.name);
+        return out;
+    };
+    EXPECT_EQ(names("B"), (std::vector<std::string>{"w", "y", "z"}));
+    EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "B", "y")->data, RegValue::String("again").data)
+        << "the later section's data, the first spelling";
+    EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "B", "z")->data, (RegBytes{5, 0, 0, 0}));
+    store.WriteValue(kHKeyCurrentUser, "C", "d", RegValue::String("new"));
+    store.Save();
+    const std::string text = ReadBytes(dir / "user.reg");
+    EXPECT_NE(text.find("\"c\"=\"kept\"\n\"d\"=\"new\""), std::string::npos) << text;
+    EXPECT_NE(text.find("\"y\"=hex:01,02,\\\n  03\n"), std::string::npos) << text;
+}
+
 TEST(WinePrefixStore, SaveReplacesAtomicallyAndKeepsModeOwnerAndLinks) {
     ScratchDir dir;
     const std::string original = ReadBytes(DataFile("wine8-user.reg"));
