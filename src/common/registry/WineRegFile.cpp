@@ -155,9 +155,11 @@ std::string_view ParseHexLine(std::string_view s, RegBytes& out) {
 }
 
 void AppendUnits(RegBytes& out, std::u16string_view units) {
-    for (char16_t c : units) {
-        out.push_back(static_cast<std::uint8_t>(c & 0xFF));
-        out.push_back(static_cast<std::uint8_t>(c >> 8));
+    const size_t at = out.size();
+    out.resize(at + units.size() * 2);
+    for (size_t i = 0; i < units.size(); ++i) {
+        out[at + 2 * i] = static_cast<std::uint8_t>(units[i] & 0xFF);
+        out[at + 2 * i + 1] = static_cast<std::uint8_t>(units[i] >> 8);
     }
 }
 
@@ -234,12 +236,27 @@ private:
     std::unordered_map<RegKeyNode*, Names<size_t>> values_;
 };
 
+// Where the escaped text that UnescapeWineString would read ends (just after
+// `end`), without making the text: an escape takes the byte after the backslash,
+// and no byte an escape goes on to take can be `end`.
+size_t ScanWineString(std::string_view src, char end) {
+    for (size_t p = 0; p < src.size(); ++p) {
+        if (src[p] == end) return p + 1;
+        if (src[p] == '\\' && ++p >= src.size()) break;
+    }
+    return std::string_view::npos;
+}
+
 // One value line (and the continuation lines of its hex data): its name and value.
 // The texts are reused from line to line, since a file is mostly value lines.
 class ValueLineParser {
 public:
     std::u16string name;
     RegValue value;
+    // False while a file is only checked: a string's data is not needed then.
+    bool keepData = true;
+
+    explicit ValueLineParser(bool keep = true) : keepData(keep) {}
 
     void Parse(std::string_view p, LineReader& rd) {
         name.clear();
@@ -286,11 +303,12 @@ public:
             case TypeTag::String: {
                 units_.clear();
                 std::u16string& units = units_;
-                size_t r = UnescapeWineString(rest, '"', units);
+                const size_t r =
+                    keepData ? UnescapeWineString(rest, '"', units) : ScanWineString(rest, '"');
                 if (r == std::string_view::npos) throw ParseError("unterminated string");
                 if (!AllSpace(rest.substr(r))) throw ParseError("unexpected text after the string");
                 units.push_back(u'\0');
-                AppendUnits(value.data, units);
+                if (keepData) AppendUnits(value.data, units);
                 break;
             }
             case TypeTag::Dword: {
@@ -450,7 +468,7 @@ private:
         valuesBegin_ = std::string::npos;
     }
 
-    ValueLineParser values_;
+    ValueLineParser values_{false};
     size_t valuesBegin_ = std::string::npos;
     size_t valuesEnd_ = 0;
     RegHive& hive_;
