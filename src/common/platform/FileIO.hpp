@@ -7,6 +7,11 @@
 
 namespace velloran {
 
+// Makes room for a file text of `size` bytes without filling it. A large text is
+// backed by huge pages where the system allows it: faulting 50 MB in 4 KiB pages
+// costs as much as reading them.
+void ReserveFileText(std::string& text, size_t size);
+
 // Reads all of `file` into `out`; false when it does not exist.
 bool ReadWholeFile(const std::filesystem::path& file, std::string& out);
 

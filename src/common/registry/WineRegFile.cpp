@@ -1,11 +1,18 @@
 #include "common/registry/WineRegFile.hpp"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
+#include <exception>
 #include <functional>
+#include <optional>
+#include <thread>
 #include <unordered_map>
+#include <utility>
 
 #include "common/VbError.hpp"
+#include "common/platform/FileIO.hpp"
 
 namespace velloran {
 
@@ -18,12 +25,16 @@ constexpr std::string_view kFirstLine = "WINE REGISTRY Version 2";
 bool IsSpace(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
+constexpr auto kHexDigits = [] {
+    std::array<signed char, 256> t{};
+    for (int c = 0; c < 256; ++c)
+        t[static_cast<size_t>(c)] = static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
+                                                             : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                             : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                                                    : -1);
+    return t;
+}();
+int HexDigit(char c) { return kHexDigits[static_cast<unsigned char>(c)]; }
 std::string_view SkipSpace(std::string_view s) {
     size_t i = 0;
     while (i < s.size() && IsSpace(s[i])) ++i;
@@ -58,11 +69,14 @@ private:
 
 class ParseError {
 public:
-    explicit ParseError(std::string why) : why_(std::move(why)) {}
+    // `line` 0: the line being read when it is thrown.
+    explicit ParseError(std::string why, int line = 0) : why_(std::move(why)), line_(line) {}
     const std::string& Why() const { return why_; }
+    int Line() const { return line_; }
 
 private:
     std::string why_;
+    int line_;
 };
 
 // One UTF-8 sequence starting at src[i]; returns its length, or 0 when invalid.
@@ -136,7 +150,8 @@ std::uint32_t ParseDword(std::string_view s) {
 
 // Appends the bytes of one line of hex data; returns the rest of the line (empty, or
 // starting with the continuation backslash).
-std::string_view ParseHexLine(std::string_view s, RegBytes& out) {
+// `out` null: the line is only checked.
+std::string_view ParseHexLine(std::string_view s, RegBytes* out) {
     size_t i = 0;
     while (i < s.size() && HexDigit(s[i]) >= 0) {
         unsigned v = 0;
@@ -145,7 +160,7 @@ std::string_view ParseHexLine(std::string_view s, RegBytes& out) {
             v = v * 16 + static_cast<unsigned>(HexDigit(s[j++]));
             if (v > 0xFF) throw ParseError("malformed hex data");
         }
-        out.push_back(static_cast<std::uint8_t>(v));
+        if (out) out->push_back(static_cast<std::uint8_t>(v));
         i = j;
         while (i < s.size() && IsSpace(s[i])) ++i;
         if (i < s.size() && s[i] == ',') ++i;
@@ -247,6 +262,17 @@ size_t ScanWineString(std::string_view src, char end) {
     return std::string_view::npos;
 }
 
+// Where a name of plain ASCII without escapes ends (just after its quote), or npos
+// for any other name; such a name has as many UTF-16 units as bytes.
+size_t PlainNameEnd(std::string_view src) {
+    for (size_t p = 0; p < src.size(); ++p) {
+        const unsigned char c = static_cast<unsigned char>(src[p]);
+        if (c == '"') return p + 1;
+        if (c == '\\' || c >= 0x80) break;
+    }
+    return std::string_view::npos;
+}
+
 // One value line (and the continuation lines of its hex data): its name and value.
 // The texts are reused from line to line, since a file is mostly value lines.
 class ValueLineParser {
@@ -262,12 +288,17 @@ public:
         name.clear();
         size_t len = 1;
         if (p[0] == '"') {
-            size_t invalid = 0;
-            size_t r = UnescapeWineString(p.substr(1), '"', name, &invalid);
-            if (r == std::string_view::npos) throw ParseError("malformed value name");
-            if (invalid) throw ParseError("value name is not valid UTF-8");
+            size_t r = keepData ? std::string_view::npos : PlainNameEnd(p.substr(1));
+            if (r != std::string_view::npos) {
+                if (r - 1 > kMaxValueNameUnits) throw ParseError("value name too long");
+            } else {
+                size_t invalid = 0;
+                r = UnescapeWineString(p.substr(1), '"', name, &invalid);
+                if (r == std::string_view::npos) throw ParseError("malformed value name");
+                if (invalid) throw ParseError("value name is not valid UTF-8");
+                if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
+            }
             len = r + 1;
-            if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
         }
         std::string_view rest = SkipSpace(p.substr(len));
         if (rest.empty() || rest[0] != '=') throw ParseError("malformed value (no \"=\")");
@@ -319,7 +350,7 @@ public:
             }
             case TypeTag::Hex: {
                 for (;;) {
-                    rest = ParseHexLine(rest, value.data);
+                    rest = ParseHexLine(rest, keepData ? &value.data : nullptr);
                     if (rest.empty()) break;
                     if (rest[0] != '\\' || !AllSpace(rest.substr(1)))
                         throw ParseError("malformed hex data");
@@ -337,6 +368,87 @@ private:
     std::u16string units_;
 };
 
+// Whether a value line goes on in the next one: hex data that ends with a backslash.
+// For a valid line this is exactly when the value parser reads on.
+bool ContinuesOnNextLine(std::string_view line) {
+    while (!line.empty() && IsSpace(line.back())) line.remove_suffix(1);
+    return !line.empty() && line.back() == '\\';
+}
+
+// Checks the value lines of a large file's later part on the other core while the
+// loading thread reads the keys; the check of value lines is most of a load.
+class LaterValueCheck {
+public:
+    // The part starts at a key line: no value goes on from before it.
+    static size_t Start(std::string_view text) {
+        if (text.size() < kMinBytes) return std::string_view::npos;
+        size_t at = text.size() / 100 * kPercentBehind;
+        for (;;) {
+            at = text.find("\n[", at);
+            if (at == std::string_view::npos) return at;
+            size_t lineStart = text.rfind('\n', at - 1);
+            lineStart = lineStart == std::string_view::npos ? 0 : lineStart + 1;
+            if (!ContinuesOnNextLine(text.substr(lineStart, at - lineStart))) return at + 1;
+            ++at;
+        }
+    }
+
+    LaterValueCheck(std::string_view text, size_t from)
+        : text_(text), from_(from), thread_([this] { Check(); }) {}
+    ~LaterValueCheck() {
+        limit_.store(0);
+        if (thread_.joinable()) thread_.join();
+    }
+
+    // The first error on a line that starts before `limit`, numbered in the whole text.
+    std::optional<ParseError> Result(size_t limit) {
+        if (thread_.joinable()) {
+            limit_.store(limit);
+            thread_.join();
+        }
+        if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+        if (!error_ || errorAt_ >= limit) return std::nullopt;
+        const int before = static_cast<int>(std::count(text_.begin(), text_.begin() + from_, '\n'));
+        return ParseError(error_->Why(), before + error_->Line());
+    }
+
+private:
+    static constexpr size_t kMinBytes = 4 << 20;
+    // The loading thread also reads every line for the keys; this balances the two.
+    static constexpr size_t kPercentBehind = 25;
+
+    void Check() {
+        LineReader rd(text_.substr(from_));
+        ValueLineParser values(false);
+        std::string_view line;
+        size_t start = 0;
+        try {
+            while (rd.Next(line, start)) {
+                if (from_ + start >= limit_.load(std::memory_order_relaxed)) return;
+                std::string_view p = SkipSpace(line);
+                if (p.empty() || (p[0] != '@' && p[0] != '"')) continue;
+                try {
+                    values.Parse(p, rd);
+                } catch (const ParseError& e) {
+                    error_.emplace(e.Why(), rd.Line());
+                    errorAt_ = from_ + start;
+                    return;
+                }
+            }
+        } catch (...) {
+            failure_ = std::current_exception();
+        }
+    }
+
+    std::string_view text_;
+    size_t from_;
+    std::atomic<size_t> limit_{std::string_view::npos};
+    std::optional<ParseError> error_;
+    size_t errorAt_ = 0;
+    std::exception_ptr failure_;
+    std::thread thread_;
+};
+
 class Parser {
 public:
     Parser(RegHive& hive, const std::string& fileName) : hive_(hive), file_(fileName) {}
@@ -345,6 +457,9 @@ public:
         LineReader rd(hive_.text);
         std::string_view line;
         size_t start = 0;
+        const size_t later = LaterValueCheck::Start(hive_.text);
+        std::optional<LaterValueCheck> laterCheck;
+        if (later != std::string_view::npos) laterCheck.emplace(hive_.text, later);
         try {
             if (!rd.Next(line, start) || line != kFirstLine)
                 throw ParseError("the first line is not \"WINE REGISTRY Version 2\"");
@@ -367,7 +482,10 @@ public:
                     case '"':
                         if (!key) throw ParseError("value outside of any key");
                         // Checked now, parsed when the key's values are first asked for.
-                        values_.Parse(p, rd);
+                        if (start < later)
+                            values_.Parse(p, rd);
+                        else
+                            SkipContinuation(line, rd);
                         if (valuesBegin_ == std::string::npos) valuesBegin_ = start;
                         valuesEnd_ = rd.Pos();
                         hive_.chunks.back().contentEnd = rd.Pos();
@@ -388,10 +506,15 @@ public:
                 }
             }
             KeepValueLines(key);
+            if (laterCheck)
+                if (auto e = laterCheck->Result(std::string_view::npos)) throw *e;
             index_.Finish();
-        } catch (const ParseError& e) {
-            std::string msg = file_ + ", line " + std::to_string(std::max(rd.Line(), 1)) + ": " +
-                              e.Why() +
+        } catch (const ParseError& found) {
+            ParseError e = found.Line() ? found : ParseError(found.Why(), std::max(rd.Line(), 1));
+            // A value error the other thread found further up comes first.
+            if (laterCheck && !found.Line())
+                if (auto earlier = laterCheck->Result(start)) e = *earlier;
+            std::string msg = file_ + ", line " + std::to_string(e.Line()) + ": " + e.Why() +
                               ". This is not a valid Wine registry file; it is left as it is.";
             hive_.Clear();
             throw VbError::BadFileFormat(msg).From("Registry");
@@ -432,6 +555,13 @@ private:
         }
         if (modified) key->modified = modified;
         return key;
+    }
+
+    // The other thread checks this value; only its lines are passed over here.
+    static void SkipContinuation(std::string_view line, LineReader& rd) {
+        size_t start = 0;
+        while (ContinuesOnNextLine(line) && rd.Next(line, start)) {
+        }
     }
 
     void ParseKeyOption(RegKeyNode* key, std::string_view p) {
@@ -824,7 +954,7 @@ std::vector<std::vector<RegKeyNode*>> PlaceNewSections(const std::vector<RenderI
 class SectionWriter {
 public:
     explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text) {
-        out_.reserve(text_.size() + 4096);
+        ReserveFileText(out_, text_.size() + 4096);
         adjacent_ = hive.fromFile ? -1 : kNone;
     }
 

@@ -2,7 +2,9 @@
 // writer against Wine's own output, and refusal of malformed files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 
 #include "common/VbError.hpp"
 #include "common/registry/RegRoundTrip.hpp"
@@ -423,6 +425,78 @@ TEST(WineRegFile, NamesSurviveExactlyOrTheFileIsRefused) {
     std::string deepest = h + "[k";
     for (int i = 1; i < 512; ++i) deepest += "\\\\k";
     EXPECT_EQ(regtest::CheckRoundTrip(deepest + "] 1\n\"v\"=\"1\"\n"), "");
+}
+
+// Valid sections enough for a file of several megabytes, each with a string and a
+// hex value that goes on over two lines; five lines per section.
+std::string Filler(int first, int count) {
+    std::string out;
+    for (int i = first; i < first + count; ++i) {
+        char key[32];
+        std::snprintf(key, sizeof key, "[Big\\\\k%07d] 1\n", i);
+        out += key;
+        out += "\"a\"=\"C:\\\\users\\\\me\\\\report " + std::to_string(i) + ".doc\"\n";
+        out += "\"b\"=hex:01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,\\\n";
+        out += "  15,16,17,18,19,1a,1b,1c,1d,1e,1f,20,21,22,23,24,25,26,27,28,29,2a\n\n";
+    }
+    return out;
+}
+
+TEST(WineRegFile, LargeFilesAreRefusedAtTheirFirstBadLine) {
+    const std::string h = "WINE REGISTRY Version 2\n;; All keys relative to \\\\User\\\\S-1\n";
+    constexpr int kSections = 40000;  // about 7 MB
+    const auto lines = [](const std::string& t) {
+        return static_cast<int>(std::count(t.begin(), t.end(), '\n'));
+    };
+
+    // Valid: every value reads back, the later ones included, and nothing changes.
+    const std::string valid = h + Filler(0, kSections);
+    ASSERT_GT(valid.size(), 6u << 20);
+    EXPECT_EQ(Render(valid), valid);
+    ScratchDir dir;
+    auto store = StoreWith(dir, valid);
+    auto last = store->ReadValue(kHKeyCurrentUser, "Big\\k0039999", "b");
+    ASSERT_TRUE(last);
+    ASSERT_EQ(last->data.size(), 42u);
+    EXPECT_EQ(last->data.back(), 0x2a);
+    EXPECT_EQ(store->ReadValue(kHKeyCurrentUser, "Big\\k0039999", "a")->AsString(),
+              "C:\\users\\me\\report 39999.doc");
+
+    // One bad section early, in the middle or near the end: the same line as in a
+    // small file.
+    const std::vector<std::pair<std::string, int>> bad = {
+        {"[A\n", 1},
+        {"[A]\n\"x\"=\"no closing quote\n", 2},
+        {"[A]\n\"x\"=hex:01,02,\\\n  03,zz\n", 3},
+        {"[A]\n\"x\"=dword:12 34\n", 2},
+        {"[A]\n\"v\xff\"=\"1\"\n", 2},
+        {"[A]\n\"x\"=\"1\"\nnot a registry line\n", 3},
+        {"[\\\\A]\n", 1},
+    };
+    for (const auto& [body, line] : bad)
+        for (int at : {10, kSections / 2, kSections - 10}) {
+            const std::string before = h + Filler(0, at);
+            const std::string text = before + body + Filler(at, kSections - at);
+            EXPECT_NE(
+                RefusalOf(text).find("x.reg, line " + std::to_string(lines(before) + line) + ":"),
+                std::string::npos)
+                << body << " after section " << at;
+        }
+
+    // Two faults: whichever comes first is the one named, a value's or a line's.
+    const std::string valueFault = "[A]\n\"x\"=dword:\n";
+    const std::string lineFault = "[B]\nnot a registry line\n";
+    for (const auto& [first, second] :
+         {std::pair{valueFault, lineFault}, std::pair{lineFault, valueFault}})
+        for (int at : {10, kSections - 100}) {
+            const std::string before = h + Filler(0, at);
+            const std::string text =
+                before + first + Filler(at, 50) + second + Filler(at + 50, kSections - at - 50);
+            EXPECT_NE(
+                RefusalOf(text).find("x.reg, line " + std::to_string(lines(before) + 2) + ":"),
+                std::string::npos)
+                << first << " after section " << at;
+        }
 }
 
 TEST(WineRegFile, LayoutBeforeTheFirstRewrittenKeySurvivesLaterSaves) {

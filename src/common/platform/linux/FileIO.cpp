@@ -1,10 +1,12 @@
 #include "common/platform/FileIO.hpp"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "common/VbError.hpp"
@@ -31,6 +33,18 @@ constexpr const char* kSource = "Registry";
 
 }  // namespace
 
+void ReserveFileText(std::string& text, size_t size) {
+    text.reserve(size);
+    constexpr size_t kHugePage = size_t{2} << 20;
+    if (size < 2 * kHugePage) return;
+    // Only whole pages inside the buffer; the kernel uses huge ones where they fit.
+    const auto begin = reinterpret_cast<std::uintptr_t>(text.data());
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const std::uintptr_t first = (begin + page - 1) & ~(page - 1);
+    const std::uintptr_t last = (begin + size) & ~(page - 1);
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+}
+
 bool ReadWholeFile(const fs::path& file, std::string& out) {
     int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
@@ -48,11 +62,16 @@ bool ReadWholeFile(const fs::path& file, std::string& out) {
         ThrowIo(S_ISDIR(st.st_mode) ? EISDIR : EINVAL, "Cannot read", file);
     }
     out.clear();
+    ReserveFileText(out, static_cast<size_t>(st.st_size));
     out.resize(static_cast<size_t>(st.st_size));
+    // The file may grow while it is read: whatever follows its size at open is
+    // read into a small buffer, so the large one is not moved for an empty read.
     size_t got = 0;
+    char more[65536];
     for (;;) {
-        if (got == out.size()) out.resize(out.size() + 65536);
-        ssize_t n = read(fd, out.data() + got, out.size() - got);
+        const bool full = got == out.size();
+        ssize_t n =
+            full ? read(fd, more, sizeof more) : read(fd, out.data() + got, out.size() - got);
         if (n < 0) {
             if (errno == EINTR) continue;
             int err = errno;
@@ -60,6 +79,7 @@ bool ReadWholeFile(const fs::path& file, std::string& out) {
             ThrowIo(err, "Cannot read", file);
         }
         if (n == 0) break;
+        if (full) out.append(more, static_cast<size_t>(n));
         got += static_cast<size_t>(n);
     }
     out.resize(got);
