@@ -3,7 +3,9 @@
 // Failures are VbErrors that name the file ("Cannot read ...", "Cannot save ...").
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace velloran {
 
@@ -19,6 +21,9 @@ bool ReadWholeFile(const std::filesystem::path& file, std::string& out);
 // the new one, whole. Owner and mode of an existing file are kept; through a link,
 // the file it points to is replaced.
 void WriteFileAtomically(const std::filesystem::path& file, const std::string& text);
+// The same for a text in pieces, written one after the other.
+void WriteFileAtomically(const std::filesystem::path& file,
+                         const std::vector<std::string_view>& pieces);
 
 // The error for a failed file operation `what` ("Cannot create") on `file`.
 [[noreturn]] void ThrowFileError(const std::error_code& ec, const std::string& what,

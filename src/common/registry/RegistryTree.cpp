@@ -124,12 +124,21 @@ void RegHive::Clear() {
     touchedKeys.clear();
     dirty = false;
     text.clear();
+    unjoined.reset();
     retiredTexts.clear();
     headerEnd = 0;
     chunks.clear();
     fromFile = false;
     arch.clear();
     archLine = 0;
+}
+
+void RegHive::JoinText() {
+    if (!unjoined) return;
+    std::string joined = unjoined->Join();
+    unjoined.reset();
+    retiredTexts.push_back(std::move(text));
+    text = std::move(joined);
 }
 
 // ---- TreeStore ----

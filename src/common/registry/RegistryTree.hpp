@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/registry/PieceText.hpp"
 #include "common/registry/RegistryStore.hpp"
 
 namespace velloran {
@@ -118,6 +119,9 @@ struct RegHive {
         RegKeyNode* key = nullptr;
     };
     std::string text;
+    // The text of the last save until something needs it whole: runs of `text`
+    // and the parts the save rendered. `chunks` already describe it.
+    std::optional<PieceText> unjoined;
     // Texts replaced by a save: values not parsed yet still point into them.
     std::vector<std::string> retiredTexts;
     size_t headerEnd = 0;
@@ -131,6 +135,8 @@ struct RegHive {
 
     void Touch(RegKeyNode* key);
     void Clear();
+    // Makes `text` the text of the last save.
+    void JoinText();
 };
 
 // The store operations over two hives (HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE),

@@ -105,8 +105,8 @@ void WinePrefixStore::Save() {
     for (const Branch& b : {Branch{&machine_, WineBranch::Machine, MachineFile()},
                             Branch{&user_, WineBranch::User, UserFile()}}) {
         if (!b.hive->dirty) continue;
-        std::string text = RenderWineRegistry(*b.hive, b.branch, arch);
-        WriteFileAtomically(b.file, text);
+        PieceText text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
+        WriteFileAtomically(b.file, text.Pieces());
         if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;
         AdoptWineRegistry(*b.hive, std::move(text));
     }

@@ -35,10 +35,13 @@ constexpr auto kHexDigits = [] {
     return t;
 }();
 int HexDigit(char c) { return kHexDigits[static_cast<unsigned char>(c)]; }
+// `s` without its first `n` bytes, `n` at most its size. Cheaper than substr on
+// the paths every line of a file takes.
+std::string_view After(std::string_view s, size_t n) { return {s.data() + n, s.size() - n}; }
 std::string_view SkipSpace(std::string_view s) {
     size_t i = 0;
     while (i < s.size() && IsSpace(s[i])) ++i;
-    return s.substr(i);
+    return After(s, i);
 }
 bool AllSpace(std::string_view s) { return SkipSpace(s).empty(); }
 
@@ -53,7 +56,7 @@ public:
         size_t end = nl == std::string_view::npos ? text_.size() : nl;
         pos_ = nl == std::string_view::npos ? text_.size() : nl + 1;
         ++line_;
-        line = text_.substr(start, end - start);
+        line = std::string_view(text_.data() + start, end - start);
         if (nl != std::string_view::npos && !line.empty() && line.back() == '\r')
             line.remove_suffix(1);
         return true;
@@ -142,7 +145,7 @@ std::uint32_t ParseDword(std::string_view s) {
         v = (v << 4) | static_cast<unsigned>(HexDigit(s[i]));
     }
     if (i == 0) throw ParseError("malformed DWORD value");
-    if (!AllSpace(s.substr(i))) throw ParseError("unexpected text after the DWORD value");
+    if (!AllSpace(After(s, i))) throw ParseError("unexpected text after the DWORD value");
     if (overflow) v = ~0ULL;
     if (negative) v = ~v + 1;
     return static_cast<std::uint32_t>(v);
@@ -153,6 +156,12 @@ std::uint32_t ParseDword(std::string_view s) {
 // `out` null: the line is only checked.
 std::string_view ParseHexLine(std::string_view s, RegBytes* out) {
     size_t i = 0;
+    // Wine's own form, "xx," over and over, goes fast.
+    while (i + 3 <= s.size() && s[i + 2] == ',' && HexDigit(s[i]) >= 0 && HexDigit(s[i + 1]) >= 0) {
+        if (out)
+            out->push_back(static_cast<std::uint8_t>(HexDigit(s[i]) * 16 + HexDigit(s[i + 1])));
+        i += 3;
+    }
     while (i < s.size() && HexDigit(s[i]) >= 0) {
         unsigned v = 0;
         size_t j = i;
@@ -166,7 +175,7 @@ std::string_view ParseHexLine(std::string_view s, RegBytes* out) {
         if (i < s.size() && s[i] == ',') ++i;
         while (i < s.size() && IsSpace(s[i])) ++i;
     }
-    return SkipSpace(s.substr(i));
+    return SkipSpace(After(s, i));
 }
 
 void AppendUnits(RegBytes& out, std::u16string_view units) {
@@ -288,27 +297,27 @@ public:
         name.clear();
         size_t len = 1;
         if (p[0] == '"') {
-            size_t r = keepData ? std::string_view::npos : PlainNameEnd(p.substr(1));
+            size_t r = keepData ? std::string_view::npos : PlainNameEnd(After(p, 1));
             if (r != std::string_view::npos) {
                 if (r - 1 > kMaxValueNameUnits) throw ParseError("value name too long");
             } else {
                 size_t invalid = 0;
-                r = UnescapeWineString(p.substr(1), '"', name, &invalid);
+                r = UnescapeWineString(After(p, 1), '"', name, &invalid);
                 if (r == std::string_view::npos) throw ParseError("malformed value name");
                 if (invalid) throw ParseError("value name is not valid UTF-8");
                 if (name.size() > kMaxValueNameUnits) throw ParseError("value name too long");
             }
             len = r + 1;
         }
-        std::string_view rest = SkipSpace(p.substr(len));
+        std::string_view rest = SkipSpace(After(p, len));
         if (rest.empty() || rest[0] != '=') throw ParseError("malformed value (no \"=\")");
-        rest = SkipSpace(rest.substr(1));
+        rest = SkipSpace(After(rest, 1));
 
         value.type = 0;
         value.data.clear();
         const TypeTag* tag = nullptr;
         for (const auto& t : kTags)
-            if (rest.substr(0, t.tag.size()) == t.tag) {
+            if (rest.starts_with(t.tag)) {
                 tag = &t;
                 break;
             }
@@ -317,7 +326,7 @@ public:
             value.type = tag->type;
             parse = tag->parse;
             rest.remove_prefix(tag->tag.size());
-        } else if (rest.substr(0, 4) == "hex(") {
+        } else if (rest.starts_with("hex(")) {
             size_t i = 4;
             std::uint64_t t = 0;
             while (i < rest.size() && HexDigit(rest[i]) >= 0)
@@ -337,7 +346,7 @@ public:
                 const size_t r =
                     keepData ? UnescapeWineString(rest, '"', units) : ScanWineString(rest, '"');
                 if (r == std::string_view::npos) throw ParseError("unterminated string");
-                if (!AllSpace(rest.substr(r))) throw ParseError("unexpected text after the string");
+                if (!AllSpace(After(rest, r))) throw ParseError("unexpected text after the string");
                 units.push_back(u'\0');
                 if (keepData) AppendUnits(value.data, units);
                 break;
@@ -352,7 +361,7 @@ public:
                 for (;;) {
                     rest = ParseHexLine(rest, keepData ? &value.data : nullptr);
                     if (rest.empty()) break;
-                    if (rest[0] != '\\' || !AllSpace(rest.substr(1)))
+                    if (rest[0] != '\\' || !AllSpace(After(rest, 1)))
                         throw ParseError("malformed hex data");
                     size_t start = 0;
                     if (!rd.Next(rest, start))
@@ -415,7 +424,7 @@ public:
 private:
     static constexpr size_t kMinBytes = 4 << 20;
     // The loading thread also reads every line for the keys; this balances the two.
-    static constexpr size_t kPercentBehind = 25;
+    static constexpr size_t kPercentBehind = 15;
 
     void Check() {
         LineReader rd(text_.substr(from_));
@@ -523,13 +532,14 @@ public:
 
 private:
     RegKeyNode* ParseKey(std::string_view p) {
-        std::u16string name;
+        std::u16string& name = name_;
+        name.clear();
         size_t invalid = 0;
-        size_t r = UnescapeWineString(p.substr(1), ']', name, &invalid);
+        size_t r = UnescapeWineString(After(p, 1), ']', name, &invalid);
         if (r == std::string_view::npos) throw ParseError("malformed key name (no closing \"]\")");
         // Wine would drop the bytes and could merge this key with another.
         if (invalid) throw ParseError("key name is not valid UTF-8");
-        std::string_view rest = SkipSpace(p.substr(1 + r));
+        std::string_view rest = SkipSpace(After(p, 1 + r));
         std::uint64_t modified = 0;
         if (!rest.empty() && rest[0] >= '0' && rest[0] <= '9') {
             std::uint64_t secs = 0;
@@ -540,21 +550,40 @@ private:
         }
         if (!name.empty() && name[0] == u'\\') throw ParseError("malformed key name");
         RegKeyNode* key = hive_.root.get();
-        size_t depth = 0;
-        for (size_t i = 0; i < name.size();) {
+        size_t i = SharedWithPreviousKey();
+        if (!path_.empty()) key = path_.back().second;
+        for (; i < name.size(); ++i) {
             size_t j = name.find(u'\\', i);
             if (j == std::u16string::npos) j = name.size();
             if (j > i) {
                 if (j - i > kMaxKeyNameUnits) throw ParseError("key name too long");
-                if (++depth > kMaxKeyDepth)
+                if (path_.size() + 1 > kMaxKeyDepth)
                     throw ParseError("key nested deeper than " + std::to_string(kMaxKeyDepth) +
                                      " levels");
                 key = index_.Subkey(key, std::u16string_view(name).substr(i, j - i), modified);
+                path_.emplace_back(j, key);
             }
-            i = j + 1;
+            i = j;
         }
         if (modified) key->modified = modified;
+        std::swap(name_, previousName_);
         return key;
+    }
+
+    // Sections usually follow their siblings: the keys of the leading components
+    // this name shares with the previous section's are found already. Keeps those
+    // in `path_` and returns where the rest of the name starts.
+    size_t SharedWithPreviousKey() {
+        const std::u16string& name = name_;
+        const auto diff =
+            std::mismatch(name.begin(), name.end(), previousName_.begin(), previousName_.end());
+        const auto same = static_cast<size_t>(diff.first - name.begin());
+        while (!path_.empty()) {
+            const size_t end = path_.back().first;
+            if (end <= same && (end == name.size() || name[end] == u'\\')) break;
+            path_.pop_back();
+        }
+        return path_.empty() ? 0 : path_.back().first + 1;
     }
 
     // The other thread checks this value; only its lines are passed over here.
@@ -599,6 +628,10 @@ private:
     }
 
     ValueLineParser values_{false};
+    std::u16string name_;
+    std::u16string previousName_;
+    // The keys of the previous section's name: (where each component ends, key).
+    std::vector<std::pair<size_t, RegKeyNode*>> path_;
     size_t valuesBegin_ = std::string::npos;
     size_t valuesEnd_ = 0;
     RegHive& hive_;
@@ -692,14 +725,10 @@ bool NeedsSection(const RegKeyNode* key) {
     return !key->values.empty() || key->subkeys.empty() || key->keyClass || key->link;
 }
 
-bool EndsWith(const std::string& s, std::string_view tail) {
-    return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-void EnsureBlankLine(std::string& out) {
+void EnsureBlankLine(PieceText& out) {
     if (out.empty()) return;
-    if (!EndsWith(out, "\n")) out += '\n';
-    if (!EndsWith(out, "\n\n") && !EndsWith(out, "\n\r\n")) out += '\n';
+    if (!out.EndsWith("\n")) out.Append('\n');
+    if (!out.EndsWith("\n\n") && !out.EndsWith("\n\r\n")) out.Append('\n');
 }
 
 bool HasComment(std::string_view trivia) {
@@ -899,13 +928,15 @@ struct RenderItem {
 // Wine writes depth first in sorted order; numbers the keys that way.
 std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
     std::vector<RegKeyNode*> order;
-    std::function<void(RegKeyNode*)> walk = [&](RegKeyNode* k) {
+    std::vector<RegKeyNode*> stack{hive.root.get()};
+    while (!stack.empty()) {
+        RegKeyNode* k = stack.back();
+        stack.pop_back();
         k->order = static_cast<std::int64_t>(order.size());
         k->emitted = false;
         order.push_back(k);
-        for (auto& s : k->subkeys) walk(s.get());
-    };
-    walk(hive.root.get());
+        for (auto s = k->subkeys.rbegin(); s != k->subkeys.rend(); ++s) stack.push_back(s->get());
+    }
     return order;
 }
 
@@ -932,48 +963,56 @@ std::vector<RenderItem> ChunkItems(RegHive& hive) {
     return items;
 }
 
-// Changed keys that need a section and have none go after the nearest key before
-// them in Wine's order: [0] before every item, [i + 1] after item i.
-std::vector<std::vector<RegKeyNode*>> PlaceNewSections(const std::vector<RenderItem>& items,
-                                                       const std::vector<RegKeyNode*>& order) {
+// Changed keys that need a section and have none, each with the place it goes:
+// after the nearest key before it in Wine's order (0: before every item, i + 1:
+// after item i). In writing order; usually there are none.
+using NewSections = std::vector<std::pair<size_t, RegKeyNode*>>;
+NewSections PlaceNewSections(const std::vector<RenderItem>& items,
+                             const std::vector<RegKeyNode*>& order) {
+    const auto isNew = [](const RegKeyNode* k) {
+        return k->touched && !k->emitted && NeedsSection(k);
+    };
+    if (std::none_of(order.begin(), order.end(), isNew)) return {};
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
     for (size_t i = 0; i < items.size(); ++i)
         if (items[i].key) placed.emplace_back(items[i].key->order, i);
     std::sort(placed.begin(), placed.end());
-    std::vector<std::vector<RegKeyNode*>> after(items.size() + 1);
+    NewSections after;
     for (RegKeyNode* k : order) {
-        if (k->emitted || !k->touched || !NeedsSection(k)) continue;
+        if (!isNew(k)) continue;
         auto it =
             std::lower_bound(placed.begin(), placed.end(), std::make_pair(k->order, size_t{0}));
-        after[it == placed.begin() ? 0 : std::prev(it)->second + 1].push_back(k);
+        after.emplace_back(it == placed.begin() ? 0 : std::prev(it)->second + 1, k);
     }
+    std::stable_sort(after.begin(), after.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
     return after;
 }
 
 // Writes the file text and records the layout of what it wrote in the hive.
 class SectionWriter {
 public:
-    explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text) {
-        ReserveFileText(out_, text_.size() + 4096);
+    explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text), out_(hive.text) {
         adjacent_ = hive.fromFile ? -1 : kNone;
     }
 
     void Header(WineBranch branch, std::string_view arch) {
         if (hive_.fromFile) {
-            out_.append(text_.substr(0, hive_.headerEnd));
+            out_.AppendBase(text_.substr(0, hive_.headerEnd));
         } else {
-            out_ += std::string(kFirstLine) + "\n;; All keys relative to " +
-                    WineBranchPath(branch) + "\n";
-            if (!arch.empty()) out_ += "\n#arch=" + std::string(arch) + "\n";
+            out_.Append(std::string(kFirstLine) + "\n;; All keys relative to " +
+                        WineBranchPath(branch) + "\n");
+            if (!arch.empty()) out_.Append("\n#arch=" + std::string(arch) + "\n");
         }
         hive_.renderedHeaderEnd = out_.size();
         hive_.renderedChunks.clear();
+        hive_.renderedChunks.reserve(hive_.chunks.size() + 8);
     }
 
     void Canonical(RegKeyNode* k, long chunk = kNone) {
         Separate(chunk);
         size_t begin = out_.size();
-        out_ += RenderSection(k);
+        out_.Append(RenderSection(k));
         hive_.renderedChunks.push_back({begin, out_.size(), 0, k});
         adjacent_ = kNone;
     }
@@ -985,26 +1024,26 @@ public:
                 Separate(it.chunk);
                 hive_.renderedChunks.push_back(
                     {out_.size(), out_.size() + (c.contentEnd - c.begin), 0, it.key});
-                out_.append(text_.substr(c.begin, c.end - c.begin));
+                out_.AppendBase(text_.substr(c.begin, c.end - c.begin));
                 break;
             case RenderItem::Canonical:
                 Canonical(it.key, it.chunk);
-                out_.append(text_.substr(c.contentEnd, c.end - c.contentEnd));
+                out_.AppendBase(text_.substr(c.contentEnd, c.end - c.contentEnd));
                 break;
             case RenderItem::Trivia:
-                if (!out_.empty() && !EndsWith(out_, "\n")) out_ += '\n';
-                out_.append(text_.substr(c.contentEnd, c.end - c.contentEnd));
+                if (!out_.empty() && !out_.EndsWith("\n")) out_.Append('\n');
+                out_.AppendBase(text_.substr(c.contentEnd, c.end - c.contentEnd));
                 break;
         }
         adjacent_ = it.chunk;
     }
 
     // `endsAsRead`: the file ends with its last section as read, trailing lines and all.
-    std::string Finish(bool endsAsRead) {
+    PieceText Finish(bool endsAsRead) {
         // Wine's files end with the last value line, not with a blank line.
         if (!endsAsRead) {
-            while (EndsWith(out_, "\n\n")) out_.pop_back();
-            while (EndsWith(out_, "\r\n\r\n")) out_.resize(out_.size() - 2);
+            while (out_.EndsWith("\n\n")) out_.Chop(1);
+            while (out_.EndsWith("\r\n\r\n")) out_.Chop(2);
         }
         auto& chunks = hive_.renderedChunks;
         for (size_t i = 0; i < chunks.size(); ++i) {
@@ -1024,7 +1063,7 @@ private:
     // Neighbours from the file keep the separation they had there.
     void Separate(long chunk) {
         if (adjacent_ != kNone && adjacent_ + 1 == chunk) {
-            if (!out_.empty() && !EndsWith(out_, "\n")) out_ += '\n';
+            if (!out_.empty() && !out_.EndsWith("\n")) out_.Append('\n');
         } else {
             EnsureBlankLine(out_);
         }
@@ -1032,29 +1071,39 @@ private:
 
     RegHive& hive_;
     const std::string_view text_;
-    std::string out_;
+    PieceText out_;
     // The original chunk whose end was written last (-1: the header).
     long adjacent_;
 };
 
 }  // namespace
 
-std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch) {
+PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch) {
+    hive.JoinText();
     const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     const std::vector<RenderItem> items = ChunkItems(hive);
-    const auto after = PlaceNewSections(items, order);
+    const NewSections after = PlaceNewSections(items, order);
 
     SectionWriter writer(hive);
     writer.Header(branch, arch);
-    for (RegKeyNode* k : after[0]) writer.Canonical(k);
+    size_t next = 0;
+    const auto newSectionsAt = [&](size_t place) {
+        for (; next < after.size() && after[next].first == place; ++next)
+            writer.Canonical(after[next].second);
+    };
+    newSectionsAt(0);
     for (size_t i = 0; i < items.size(); ++i) {
         writer.Item(items[i]);
-        for (RegKeyNode* k : after[i + 1]) writer.Canonical(k);
+        newSectionsAt(i + 1);
     }
     const bool endsAsRead = !items.empty() && items.back().kind == RenderItem::Verbatim &&
                             static_cast<size_t>(items.back().chunk) + 1 == hive.chunks.size() &&
-                            after.back().empty();
-    return writer.Finish(endsAsRead || (hive.fromFile && hive.chunks.empty() && after[0].empty()));
+                            (after.empty() || after.back().first != items.size());
+    return writer.Finish(endsAsRead || (hive.fromFile && hive.chunks.empty() && after.empty()));
+}
+
+std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch) {
+    return RenderWineRegistryPieces(hive, branch, arch).Join();
 }
 
 void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view lines) {
@@ -1080,10 +1129,10 @@ void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view line
     }
 }
 
-void AdoptWineRegistry(RegHive& hive, std::string text) {
-    // Values not asked for yet still point into the old text.
-    if (!hive.text.empty()) hive.retiredTexts.push_back(std::move(hive.text));
-    hive.text = std::move(text);
+namespace {
+
+// The rendered layout is the file's now.
+void AdoptLayout(RegHive& hive) {
     hive.headerEnd = hive.renderedHeaderEnd;
     hive.chunks = std::move(hive.renderedChunks);
     hive.renderedChunks.clear();
@@ -1092,6 +1141,22 @@ void AdoptWineRegistry(RegHive& hive, std::string text) {
     hive.touchedKeys.clear();
     hive.removed.clear();
     hive.dirty = false;
+}
+
+}  // namespace
+
+void AdoptWineRegistry(RegHive& hive, std::string text) {
+    hive.JoinText();
+    // Values not asked for yet still point into the old text.
+    if (!hive.text.empty()) hive.retiredTexts.push_back(std::move(hive.text));
+    hive.text = std::move(text);
+    AdoptLayout(hive);
+}
+
+void AdoptWineRegistry(RegHive& hive, PieceText text) {
+    // Its runs point into the current text, which stays until it is joined.
+    hive.unjoined = std::move(text);
+    AdoptLayout(hive);
 }
 
 }  // namespace velloran

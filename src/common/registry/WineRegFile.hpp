@@ -22,10 +22,14 @@ std::string WineBranchPath(WineBranch branch);
 // Renders the hive. With nothing touched the result is the text that was read.
 // `arch` is used for a new file only ("win32", "win64" or empty).
 std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch);
+// The same as runs of the hive's text and the parts rendered anew, for writing out
+// without a copy; valid until the hive changes.
+PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch);
 
 // After the rendered text is safely on disk: it becomes the text that later saves
 // start from, and every key counts as unchanged again.
 void AdoptWineRegistry(RegHive& hive, std::string text);
+void AdoptWineRegistry(RegHive& hive, PieceText text);
 
 // String escaping as Wine's dump_strW / parse_strW do it. `delims` are the two
 // characters escaped besides "\" ("\"\"" in strings, "[]" in key names). String data

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -92,6 +93,10 @@ void ThrowFileError(const std::error_code& ec, const std::string& what, const fs
 }
 
 void WriteFileAtomically(const fs::path& file, const std::string& text) {
+    WriteFileAtomically(file, std::vector<std::string_view>{text});
+}
+
+void WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces) {
     // Through a symbolic link, replace the file it points to, not the link.
     fs::path target = file;
     std::error_code ec;
@@ -118,14 +123,26 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
         unlink(tmp.c_str());
         ThrowIo(err, "Cannot save", target);
     };
+    // The disk starts on every few megabytes while the next ones are copied, so
+    // the wait for it at the end is short.
+    constexpr size_t kStep = size_t{8} << 20;
     size_t done = 0;
-    while (done < text.size()) {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            fail(errno);
+    size_t started = 0;
+    for (std::string_view piece : pieces) {
+        while (!piece.empty()) {
+            ssize_t n = write(fd, piece.data(), std::min(kStep, piece.size()));
+            if (n < 0) {
+                if (errno == EINTR) continue;
+                fail(errno);
+            }
+            piece.remove_prefix(static_cast<size_t>(n));
+            done += static_cast<size_t>(n);
+            if (done - started >= kStep) {
+                sync_file_range(fd, static_cast<off_t>(started), static_cast<off_t>(done - started),
+                                SYNC_FILE_RANGE_WRITE);
+                started = done;
+            }
         }
-        done += static_cast<size_t>(n);
     }
     if (existed) {
         if (fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM) fail(errno);
@@ -137,16 +154,12 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
         unlink(tmp.c_str());
         ThrowIo(err, "Cannot save", target);
     }
+    // The folder is not synced: after a power cut the rename may be lost, which
+    // leaves the old file, whole, as a crash before the save would.
     if (rename(tmp.c_str(), target.c_str()) != 0) {
         int err = errno;
         unlink(tmp.c_str());
         ThrowIo(err, "Cannot save", target);
-    }
-    // The rename itself must reach the disk too.
-    int dfd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dfd >= 0) {
-        fsync(dfd);
-        close(dfd);
     }
 }
 
