@@ -24,6 +24,7 @@ namespace {
 
 constexpr std::size_t kChunk = 4u << 20;  // large writes keep a pass at disk speed
 constexpr std::size_t kAlign = 4096;
+constexpr std::uint64_t kFlushStep = 2 * kChunk;
 
 struct FreeDeleter {
     void operator()(unsigned char* p) const { std::free(p); }
@@ -224,7 +225,8 @@ bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassSta
     auto generate = [&rng](unsigned char* to, std::size_t n) { rng.Fill(to, (n + 63) / 64 * 64); };
     if (!pass.random) FillPattern(ps.buf.get(), kChunk + 64, pass);
     std::uint64_t off = 0;
-    bool ready = false;  // buf already holds random data for the chunk at off
+    std::uint64_t started = 0;  // the disk has been asked to write up to here
+    bool ready = false;         // buf already holds random data for the chunk at off
     while (off < ps.length && !Aborted(job)) {
         std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off));
         const unsigned char* src = ps.buf.get();
@@ -265,6 +267,13 @@ bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassSta
         }
         off += n;
         Add(job.done, n);
+        // The disk writes what is done while the rest is copied and made, so the
+        // sync at the end of the pass waits only for the last part.
+        if (off - started >= kFlushStep) {
+            sync_file_range(fd, static_cast<off_t>(started), static_cast<off_t>(off - started),
+                            SYNC_FILE_RANGE_WRITE);
+            started = off;
+        }
     }
     return true;
 }
