@@ -86,6 +86,13 @@ void BM_PlainReadWrite(benchmark::State& state) {
     state.counters["MB"] = static_cast<double>(fs::file_size(UserReg())) / 1e6;
 }
 
+void BM_PlainRead(benchmark::State& state) {
+    for (auto _ : state) {
+        std::string bytes = Slurp(UserReg());
+        benchmark::DoNotOptimize(bytes.data());
+    }
+}
+
 void BM_Load(benchmark::State& state) {
     for (auto _ : state) {
         WinePrefixStore store(Folder());
@@ -124,6 +131,7 @@ void BM_LoadDeleteValuesSave(benchmark::State& state) {
 }
 
 BENCHMARK(BM_PlainReadWrite)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_PlainRead)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(BM_Load)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(BM_LoadAndNoOpSave)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(BM_RenderUnchangedAndWrite)->Unit(benchmark::kMillisecond)->Iterations(3);
@@ -149,11 +157,14 @@ int main(int argc, char** argv) {
     std::cout << "user.reg: " << fs::file_size(UserReg()) / 1e6 << " MB\n";
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    auto base = reporter.times.find("BM_PlainReadWrite");
-    if (base != reporter.times.end() && base->second > 0) {
-        std::cout << "\nTime relative to reading and writing the file's bytes:\n";
+    for (const auto& [base, what] : {std::pair{"BM_PlainReadWrite", "reading and writing"},
+                                     std::pair{"BM_PlainRead", "only reading"}}) {
+        auto b = reporter.times.find(base);
+        if (b == reporter.times.end() || b->second <= 0) continue;
+        std::cout << "\nTime relative to " << what << " the file's bytes:\n";
         for (const auto& [name, t] : reporter.times)
-            std::printf("  %-28s %6.2fx\n", name.c_str(), t / base->second);
+            if (name.rfind("BM_Plain", 0) != 0)
+                std::printf("  %-28s %6.2fx\n", name.c_str(), t / b->second);
     }
     std::error_code ec;
     fs::remove_all(Folder(), ec);
