@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <thread>
 
 #include "common/VbError.hpp"
 
@@ -30,6 +31,24 @@ constexpr const char* kSource = "Registry";
         number = vbErrPermissionDenied;
     }
     throw VbError(number, what + " " + file.string() + ": " + why, kSource);
+}
+
+constexpr size_t kParallelRead = size_t{8} << 20;
+
+// Reads up to `n` bytes at `offset`; fewer only at the end of the file.
+size_t ReadAt(int fd, char* to, size_t n, size_t offset, int& error) {
+    size_t got = 0;
+    while (got < n) {
+        ssize_t r = pread(fd, to + got, n - got, static_cast<off_t>(offset + got));
+        if (r < 0 && errno == EINTR) continue;
+        if (r < 0) {
+            error = errno;
+            break;
+        }
+        if (r == 0) break;
+        got += static_cast<size_t>(r);
+    }
+    return got;
 }
 
 }  // namespace
@@ -65,23 +84,35 @@ bool ReadWholeFile(const fs::path& file, std::string& out) {
     out.clear();
     ReserveFileText(out, static_cast<size_t>(st.st_size));
     out.resize(static_cast<size_t>(st.st_size));
-    // The file may grow while it is read: whatever follows its size at open is
-    // read into a small buffer, so the large one is not moved for an empty read.
-    size_t got = 0;
-    char more[65536];
-    for (;;) {
-        const bool full = got == out.size();
-        ssize_t n =
-            full ? read(fd, more, sizeof more) : read(fd, out.data() + got, out.size() - got);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            int err = errno;
+    // A large file's second half is copied on another core meanwhile.
+    const size_t half = out.size() >= kParallelRead ? out.size() / 2 : out.size();
+    int tailError = 0;
+    size_t tailGot = 0;
+    std::thread tail;
+    if (half < out.size())
+        tail = std::thread(
+            [&] { tailGot = ReadAt(fd, out.data() + half, out.size() - half, half, tailError); });
+    int err = 0;
+    size_t got = ReadAt(fd, out.data(), half, 0, err);
+    if (tail.joinable()) tail.join();
+    if (!err) err = tailError;
+    if (err) {
+        close(fd);
+        ThrowIo(err, "Cannot read", file);
+    }
+    if (got == half) got += tailGot;
+    // The file may have grown since it was measured: whatever follows is read
+    // into a small buffer, so the large one is not moved for an empty read.
+    if (got == out.size()) {
+        char more[65536];
+        for (size_t n; (n = ReadAt(fd, more, sizeof more, got, err)) > 0;) {
+            out.append(more, n);
+            got += n;
+        }
+        if (err) {
             close(fd);
             ThrowIo(err, "Cannot read", file);
         }
-        if (n == 0) break;
-        if (full) out.append(more, static_cast<size_t>(n));
-        got += static_cast<size_t>(n);
     }
     out.resize(got);
     close(fd);
