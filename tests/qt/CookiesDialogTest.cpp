@@ -37,14 +37,7 @@ private slots:
         QVERIFY(button);
         QVERIFY(button->isEnabled());
 
-        bool seen = false;
-        QTimer poll;
-        poll.setInterval(10);
-        QObject::connect(&poll, &QTimer::timeout, [&] {
-            auto* dialog = qobject_cast<CookiesDialog*>(QApplication::activeModalWidget());
-            if (!dialog || seen) return;
-            seen = true;
-            poll.stop();
+        QVERIFY(CheckModalOpenedBy<CookiesDialog>(button, [&](CookiesDialog* dialog) {
             FrmCookies& form = app.Cookies();
             QCOMPARE(dialog->windowTitle(), QString("Manage Cookies - 3 Cookies..."));
             QAbstractItemModel* del = dialog->DeleteList()->model();
@@ -66,10 +59,7 @@ private slots:
                          .toInt(),
                      int(Qt::Checked));
             dialog->findChild<QPushButton*>("cmdExit")->click();
-        });
-        poll.start();
-        button->click();
-        QVERIFY(seen);
+        }));
         QVERIFY(!app.Cookies().IsLoaded());
         // Closing stored the kept site for the next opening and every cookie clean.
         QCOMPARE(QString::fromStdString(

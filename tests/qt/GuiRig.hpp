@@ -2,6 +2,8 @@
 // One front end for the Qt tests: the forms on the fake platform with a private
 // home and configuration folder, a memory registry, message boxes answered and
 // kept. Nothing of this machine (drives, windows, the user's own files) is read.
+#include <QAbstractButton>
+#include <QApplication>
 #include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -102,5 +104,25 @@ private:
             if (auto path = disk->SpecialFolderPath(csidl)) platform.specialFolders[csidl] = *path;
     }
 };
+
+// Clicks `button` and, once a modal window of type `Dialog` shows (a window loads
+// its lists before it shows), hands it to `check`, which must close it. False
+// when no such window showed.
+template <class Dialog, class Check>
+bool CheckModalOpenedBy(QAbstractButton* button, Check check) {
+    bool seen = false;
+    QTimer poll;
+    poll.setInterval(10);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto* dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget());
+        if (!dialog || seen) return;
+        seen = true;
+        poll.stop();
+        check(dialog);
+    });
+    poll.start();
+    button->click();
+    return seen;
+}
 
 }  // namespace velloran::gui

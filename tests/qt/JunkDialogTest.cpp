@@ -97,15 +97,7 @@ private slots:
         auto* button = qobject_cast<QAbstractButton*>(view.WidgetFor(app.Main().cmdjunk));
         QVERIFY(button);
         QVERIFY(button->isEnabled());
-        bool seen = false;
-        // The window loads its lists before it shows: wait until it is the modal one.
-        QTimer poll;
-        poll.setInterval(10);
-        QObject::connect(&poll, &QTimer::timeout, [&] {
-            auto* dialog = qobject_cast<JunkDialog*>(QApplication::activeModalWidget());
-            if (!dialog || seen) return;
-            seen = true;
-            poll.stop();
+        QVERIFY(CheckModalOpenedBy<JunkDialog>(button, [&](JunkDialog* dialog) {
             QCOMPARE(dialog->windowTitle(), QString("Junk Files"));
             QCOMPARE(dialog->parentWidget(), &view);
             QCOMPARE(dialog->Tabs()->tabText(0), QString("Filters"));
@@ -114,10 +106,7 @@ private slots:
             QCOMPARE(dialog->Filters()->model()->rowCount(), app.Junk().lvFilters.Count());
             QCOMPARE(dialog->Drives()->topLevelItemCount(), app.Junk().tvDrives.Count());
             dialog->findChild<QPushButton*>("cmdExit")->click();
-        });
-        poll.start();
-        button->click();
-        QVERIFY(seen);
+        }));
         QVERIFY(!app.Junk().IsLoaded());
     }
 };
