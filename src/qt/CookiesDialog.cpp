@@ -12,17 +12,6 @@
 
 namespace velloran::gui {
 
-namespace {
-
-ControlCheckBox* Check(Bindings& b, CheckBox& box, QWidget* parent) {
-    auto* w = new ControlCheckBox(parent);
-    w->setObjectName(ToQt(box.Name()));
-    BindCheckBox(b, box, w);
-    return w;
-}
-
-}  // namespace
-
 CookiesDialog::CookiesDialog(FrmCookies& form, QWidget* parent) : FormDialog(form, parent) {
     setWindowIcon(QIcon(":/icons/velloran.svg"));
     auto* layout = new QGridLayout(this);
@@ -33,8 +22,8 @@ CookiesDialog::CookiesDialog(FrmCookies& form, QWidget* parent) : FormDialog(for
     keep_ = MakeList(form.lvKeep);
     layout->addWidget(delete_, 0, 0);
     layout->addWidget(keep_, 0, 2);
-    layout->addWidget(Check(bindings_, form.Check1, this), 1, 0);
-    layout->addWidget(Check(bindings_, form.Check2, this), 1, 2);
+    layout->addWidget(MakeCheck(form.Check1, this), 1, 0);
+    layout->addWidget(MakeCheck(form.Check2, this), 1, 2);
 
     auto* moves = new QVBoxLayout;
     moves->addStretch(1);

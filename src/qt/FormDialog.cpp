@@ -64,6 +64,13 @@ CaptionProgressBar* FormDialog::MakeBar(ProgressBar& bar) {
     return w;
 }
 
+ControlCheckBox* FormDialog::MakeCheck(CheckBox& box, QWidget* parent) {
+    auto* w = new ControlCheckBox(parent);
+    w->setObjectName(ToQt(box.Name()));
+    BindCheckBox(bindings_, box, w);
+    return w;
+}
+
 QTreeView* FormDialog::MakeList(ListView& list, ListViewModel** model) {
     auto* view = new QTreeView(this);
     view->setObjectName(ToQt(list.Name()));

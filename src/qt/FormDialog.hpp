@@ -30,6 +30,7 @@ protected:
     // A push button bound to a form's button, and a captioned bar bound to its bar.
     QPushButton* MakeButton(CommandButton& button, QWidget* parent, int minimumWidth);
     CaptionProgressBar* MakeBar(ProgressBar& bar);
+    ControlCheckBox* MakeCheck(CheckBox& box, QWidget* parent);
     // A report-style list bound to a form's list view: one row selected at a time,
     // columns fitted to their contents. `model` receives the view's model.
     QTreeView* MakeList(ListView& list, ListViewModel** model = nullptr);

@@ -21,13 +21,6 @@ namespace velloran::gui {
 
 namespace {
 
-ControlCheckBox* Check(Bindings& b, CheckBox& box, QWidget* parent) {
-    auto* w = new ControlCheckBox(parent);
-    w->setObjectName(ToQt(box.Name()));
-    BindCheckBox(b, box, w);
-    return w;
-}
-
 QLabel* MakeLabel(Bindings& b, Label& label, QWidget* parent) {
     auto* w = new QLabel(parent);
     w->setObjectName(ToQt(label.Name()));
@@ -68,8 +61,8 @@ JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent
     BindDrives();
     fl->addWidget(filters_, 0, 0);
     fl->addWidget(drives_, 0, 1);
-    fl->addWidget(Check(bindings_, form.chkselfilters, filtersPage), 1, 0);
-    fl->addWidget(Check(bindings_, form.chkselDrives, filtersPage), 1, 1);
+    fl->addWidget(MakeCheck(form.chkselfilters, filtersPage), 1, 0);
+    fl->addWidget(MakeCheck(form.chkselDrives, filtersPage), 1, 1);
     fl->setColumnStretch(0, 1);
     tabs_->addTab(filtersPage, QString());
 
@@ -81,7 +74,7 @@ JunkDialog::JunkDialog(FrmJunk& form, QWidget* parent) : FormDialog(form, parent
     files_->setParent(filesPage);
     fv->addWidget(files_, 1);
     auto* filesRow = new QHBoxLayout;
-    ControlCheckBox* allFiles = Check(bindings_, form.chkselallfiles, filesPage);
+    ControlCheckBox* allFiles = MakeCheck(form.chkselallfiles, filesPage);
     // The classic face of this one box stands for the desktop's own.
     allFiles->setFont(ToQFont(Font{}, QApplication::font()));
     filesRow->addWidget(allFiles);
