@@ -1,17 +1,10 @@
 #include "common/Target.hpp"
 
-#include <cstdlib>
-
 namespace velloran {
 
 namespace fs = std::filesystem;
 
 namespace {
-std::string Env(const char* name) {
-    const char* v = std::getenv(name);
-    return v ? std::string(v) : std::string();
-}
-
 fs::path Normalize(fs::path p) {
     std::string s = p.lexically_normal().string();
     while (s.size() > 1 && s.back() == '/') s.pop_back();
@@ -26,7 +19,7 @@ Target SelectTarget(const std::optional<fs::path>& overridePrefix) {
         t.prefix = Normalize(fs::absolute(*overridePrefix));
         return t;
     }
-    if (std::string env = Env("WINEPREFIX"); !env.empty()) {
+    if (std::string env = EnvironmentValue("WINEPREFIX"); !env.empty()) {
         t.prefix = Normalize(fs::absolute(env));
         return t;
     }

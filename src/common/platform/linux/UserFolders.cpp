@@ -10,16 +10,16 @@ namespace velloran {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string Env(const char* name) {
+std::string EnvironmentValue(const char* name) {
     const char* v = std::getenv(name);
     return v ? std::string(v) : std::string();
 }
 
+namespace {
+
 // XDG requires absolute paths; a relative value is ignored.
 fs::path XdgDir(const char* var, const char* fallback) {
-    fs::path p = Env(var);
+    fs::path p = EnvironmentValue(var);
     if (p.empty() || p.is_relative()) return HomeDirectory() / fallback;
     return p;
 }
@@ -27,7 +27,7 @@ fs::path XdgDir(const char* var, const char* fallback) {
 }  // namespace
 
 fs::path HomeDirectory() {
-    std::string home = Env("HOME");
+    std::string home = EnvironmentValue("HOME");
     if (!home.empty()) return home;
     if (const passwd* pw = getpwuid(getuid()); pw && pw->pw_dir) return pw->pw_dir;
     return "/";
