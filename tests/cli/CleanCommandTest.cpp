@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "cli/CliFixture.hpp"
+#include "support/BrowserProfiles.hpp"
 
 namespace velloran::test {
 
@@ -165,12 +166,7 @@ TEST(CleanCommandNetscape, PreviewPrintsTheRealRunsLinesAndChangesNothing) {
         ~Cleanup() { fs::remove_all(path); }
     } cleanup{dir};
     const fs::path home = dir / "home";
-    const fs::path profile = home / ".mozilla/firefox/abc.default-esr";
-    fs::create_directories(profile);
-    for (const char* db : {"places.sqlite", "cookies.sqlite", "formhistory.sqlite"})
-        fs::copy_file(fs::path(VELLORAN_TEST_DATADIR) / "browsers/gecko" / db, profile / db);
-    std::ofstream(home / ".mozilla/firefox/profiles.ini")
-        << "[Profile0]\nName=default-esr\nIsRelative=1\nPath=abc.default-esr\n";
+    MakeFirefoxProfile(home, {"places.sqlite", "cookies.sqlite", "formhistory.sqlite"});
     fs::create_directories(home / ".cache/mozilla/firefox/abc.default-esr/cache2");
     std::ofstream(home / ".cache/mozilla/firefox/abc.default-esr/cache2/index") << "1234";
     const std::string env =

@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 
+#include "support/BrowserProfiles.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
@@ -51,12 +52,7 @@ protected:
     void SetUp() override {
         dir = MakeTempDir("velloran-cookiescli");
         const fs::path home = dir / "home";
-        profile = home / ".mozilla/firefox/abc.default-esr";
-        fs::create_directories(profile);
-        fs::copy_file(fs::path(VELLORAN_TEST_DATADIR) / "browsers/gecko/cookies.sqlite",
-                      profile / "cookies.sqlite");
-        std::ofstream(home / ".mozilla/firefox/profiles.ini")
-            << "[Profile0]\nName=esr\nIsRelative=1\nPath=abc.default-esr\n";
+        profile = MakeFirefoxProfile(home, {"cookies.sqlite"});
         // The prefix's Shell Folders name the cookies folder; drive c: is a link.
         prefix = dir / "prefix";
         cookies = prefix / "drive_c/users/tester/AppData/Local/Microsoft/Windows/INetCookies";

@@ -18,6 +18,7 @@
 #include "cleaning/browsers/OperaCleaner.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/AppFixture.hpp"
+#include "support/BrowserProfiles.hpp"
 #include "support/EnvGuard.hpp"
 #include "support/TestProcess.hpp"
 
@@ -223,12 +224,7 @@ protected:
         realFiles = std::make_unique<LinuxPlatform>(Target{});
         homePlatform.realFiles = realFiles.get();
         homePlatform.home = (root / "home").string();
-        firefox = root / "home/.mozilla/firefox/abc.default-esr";
-        fs::create_directories(firefox);
-        fs::copy_file(fs::path(VELLORAN_TEST_DATADIR) / "browsers/gecko/cookies.sqlite",
-                      firefox / "cookies.sqlite");
-        std::ofstream(root / "home/.mozilla/firefox/profiles.ini")
-            << "[Profile0]\nName=esr\nIsRelative=1\nPath=abc.default-esr\n";
+        firefox = test::MakeFirefoxProfile(root / "home", {"cookies.sqlite"});
         opera = root / "home/.config/opera/Default";
         fs::create_directories(opera / "Network");
         std::ofstream(opera / "Preferences") << "{}";
