@@ -9,77 +9,20 @@
 #include "app/FrmMain.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/Target.hpp"
+#include "common/platform/Autostart.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
 namespace {
 
 std::string Parent(const std::string& path) {
-    return std::filesystem::path(path).parent_path().string();
+    return Utf8FromPath(PathFromUtf8(path).parent_path());
 }
 
 bool HasLineBreak(std::string_view s) { return s.find_first_of("\r\n") != std::string_view::npos; }
 
 }  // namespace
-
-std::string StartupDeleteListPath() {
-    return (XdgStateHome() / "velloran" / "delstart.dat").string();
-}
-
-std::string AutostartEntryPath() {
-    return (XdgConfigHome() / "autostart" / "velloran-delstart.desktop").string();
-}
-
-std::string DesktopExecArgument(const std::string& arg) {
-    constexpr std::string_view reserved = " \t\n\"'\\><~|&;$*?#()`";
-    const bool quote = arg.empty() || arg.find_first_of(reserved) != std::string::npos;
-    std::string out;
-    if (quote) out += '"';
-    for (char c : arg) {
-        if (c == '%') {
-            out += "%%";
-            continue;
-        }
-        if (quote && (c == '"' || c == '`' || c == '$' || c == '\\')) out += '\\';
-        out += c;
-    }
-    if (quote) out += '"';
-    return out;
-}
-
-std::string DesktopStringValue(const std::string& value) {
-    std::string out;
-    for (char c : value) {
-        switch (c) {
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
-}
-
-std::string AutostartEntryText(const std::string& execLine) {
-    return "[Desktop Entry]\n"
-           "Type=Application\n"
-           "Name=Velloran start-up deletion\n"
-           "Comment=Deletes what the last clean could not delete while it was in use\n"
-           "Exec=" +
-           DesktopStringValue(execLine) +
-           "\n"
-           "Terminal=false\n";
-}
 
 VbBool RequestStartupDelete(Application& app, const std::string& path) {
     VbBool result = vbFalse;
@@ -96,28 +39,24 @@ VbBool RequestStartupDelete(Application& app, const std::string& path) {
         platform.CreateDirectories(Parent(list));
         // Rewritten, never appended: only the latest request is kept.
         platform.WriteTextFile(list, path + "\n");
-        SetAutostartEntry(
-            app, DesktopExecArgument(platform.ExecutablePath()) + " " + kStartupDeleteSwitch);
+        SetAutostartEntry(app);
         result = vbTrue;
     });
     return result;
 }
 
-void SetAutostartEntry(Application& app, const std::string& execLine) {
+void SetAutostartEntry(Application& app) {
     WithErrorHandler(app, "ModFunctions:SetAutoStart", [&] {
         Platform& platform = app.GetPlatform();
-        const std::string entry = AutostartEntryPath();
-        // A fresh desktop often has no autostart folder yet; the entry needs one.
-        platform.CreateDirectories(Parent(entry));
-        // An old entry, a link included, is replaced rather than written through.
-        platform.RemoveFile(entry);
-        platform.WriteTextFile(entry, AutostartEntryText(execLine));
+        SetLoginStart(platform, app.SettingsRegistry(), platform.ExecutablePath(),
+                      kStartupDeleteSwitch);
     });
 }
 
 void RemoveAutostartEntry(Application& app) {
-    WithErrorHandler(app, "ModFunctions:RemoveAutoStart",
-                     [&] { app.GetPlatform().RemoveFile(AutostartEntryPath()); });
+    WithErrorHandler(app, "ModFunctions:RemoveAutoStart", [&] {
+        RemoveLoginStart(app.GetPlatform(), app.SettingsRegistry());
+    });
 }
 
 VbBool ShellDelete(Application& app, int operation, std::string& path, std::int16_t recycle) {

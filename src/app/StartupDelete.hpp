@@ -1,8 +1,9 @@
 #pragma once
 // Deleting at the next start what could not be deleted now (a file in use): the
-// path is kept in delstart.dat under the program's state folder, and an XDG
-// autostart entry starts the program with "-delstart" at the next login. Started
-// that way the main window deletes the path, removes both and ends the program.
+// path is kept in delstart.dat, and an autostart entry starts the program with
+// "-delstart" at the next login (common/platform/Autostart.hpp says where each
+// lives). Started that way the main window deletes the path, removes both and ends
+// the program.
 #include <cstdint>
 #include <string>
 
@@ -17,26 +18,12 @@ inline constexpr const char* kStartupDeleteSwitch = "-delstart";
 // SHFileOperation's FO_DELETE; the only operation the wrapper carries out.
 inline constexpr int kShellOpDelete = 3;
 
-// $XDG_STATE_HOME/velloran/delstart.dat
-std::string StartupDeleteListPath();
-// $XDG_CONFIG_HOME/autostart/velloran-delstart.desktop
-std::string AutostartEntryPath();
-
-// One argument of a desktop entry's Exec line: double-quoted when it holds a
-// reserved character, '%' doubled so that it is not read as a field code.
-std::string DesktopExecArgument(const std::string& arg);
-// Escapes a value for a desktop entry line (backslash, tab, line breaks).
-std::string DesktopStringValue(const std::string& value);
-// The autostart file for an Exec command line.
-std::string AutostartEntryText(const std::string& execLine);
-
 // Records `path` as the one path to delete at the next start (replacing any
 // earlier request) and sets the autostart entry. A path holding a line break
 // cannot be written as one line: it is refused with a message and False.
 VbBool RequestStartupDelete(Application& app, const std::string& path);
-// Writes the autostart entry with an Exec command line; does nothing when the
-// user's autostart folder does not exist (it is not created).
-void SetAutostartEntry(Application& app, const std::string& execLine);
+// Sets the autostart entry: this program with "-delstart".
+void SetAutostartEntry(Application& app);
 void RemoveAutostartEntry(Application& app);
 
 // The shell's delete (SHFileOperation): `path` loses one trailing separator in

@@ -8,6 +8,7 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "common/Target.hpp"
+#include "common/platform/LocalTime.hpp"
 
 namespace velloran {
 
@@ -54,8 +55,7 @@ std::string SaveReport(const std::string& text) {
     if (ec) return {};
     std::time_t now = std::time(nullptr);
     char stamp[32];
-    std::tm tm{};
-    localtime_r(&now, &tm);
+    const std::tm tm = LocalTime(now);
     std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &tm);
     fs::path file = dir / ("error-" + std::string(stamp) + ".txt");
     for (int n = 1; fs::exists(file, ec); ++n)

@@ -8,7 +8,7 @@ namespace velloran {
 ConsoleSession::ConsoleSession(const Options& options)
     : preview_(options.preview),
       target_(SelectTarget(options.prefix)),
-      platform_(target_),
+      platform_(MakeSystemPlatform(target_)),
       host_(std::cout, std::cerr, options.answerNo) {
     try {
         store_ = OpenRegistryStore(target_);
@@ -17,7 +17,7 @@ ConsoleSession::ConsoleSession(const Options& options)
         std::cerr << "velloran-cli: " << e.Description() << '\n';
         return;
     }
-    Platform* platform = &platform_;
+    Platform* platform = platform_.get();
     RegistryStore* store = store_.get();
     RegistryStore* settings = settingsStore_.get();
     if (options.preview) {
@@ -25,7 +25,7 @@ ConsoleSession::ConsoleSession(const Options& options)
         if (settings)
             settings =
                 (previewSettings_ = std::make_unique<PreviewStore>(*settings, summary_)).get();
-        previewPlatform_ = std::make_unique<PreviewPlatform>(platform_, summary_);
+        previewPlatform_ = std::make_unique<PreviewPlatform>(*platform_, summary_);
         platform = previewPlatform_.get();
         store = previewStore_.get();
     }

@@ -14,7 +14,7 @@
 #include "cleaning/Preview.hpp"
 #include "cli/ConsoleHost.hpp"
 #include "common/Target.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/platform/SystemPlatform.hpp"
 
 namespace velloran {
 
@@ -44,7 +44,7 @@ public:
 private:
     bool preview_;
     Target target_;
-    LinuxPlatform platform_;
+    std::unique_ptr<Platform> platform_;
     ConsoleHost host_;
     std::unique_ptr<RegistryStore> store_;
     std::unique_ptr<RegistryStore> settingsStore_;  // null: the target's store

@@ -7,7 +7,7 @@
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "common/VbError.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/platform/SystemPlatform.hpp"
 #include "tools/cookies/FrmCookies.hpp"
 
 namespace velloran {
@@ -83,9 +83,9 @@ std::string TickRows(ListView& lv, const std::vector<std::string>& names) {
 // keep and unkeep: the stored list alone. No window and no target are opened: the
 // list is Velloran's own file, whatever the prefix.
 int EditKeepList(const CookiesOptions& o) {
-    LinuxPlatform platform{Target{}};
+    const std::unique_ptr<Platform> platform = MakeSystemPlatform(Target{});
     const std::string path = CookieKeepList::DefaultPath();
-    CookieKeepList list = CookieKeepList::Load(platform, path);
+    CookieKeepList list = CookieKeepList::Load(*platform, path);
     int status = 0;
     bool changed = false;
     for (const std::string& site : o.items) {
@@ -99,7 +99,7 @@ int EditKeepList(const CookiesOptions& o) {
     }
     if (!changed) return status;
     try {
-        list.Save(platform, path);
+        list.Save(*platform, path);
     } catch (const VbError& e) {
         std::cerr << "velloran-cli: " << path << ": " << e.Description() << '\n';
         return 1;

@@ -12,7 +12,6 @@
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
 #include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {

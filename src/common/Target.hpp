@@ -1,6 +1,7 @@
 #pragma once
-// Which Windows environment Velloran works on: a Wine prefix, or, without one,
-// Velloran's own registry store so that its settings persist anyway.
+// Which Windows environment Velloran works on. On Linux: a Wine prefix, or,
+// without one, Velloran's own registry store so that its settings persist anyway.
+// On Windows: the system's own registry, always.
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -22,6 +23,10 @@ struct Target {
 
 // $WINEPREFIX when set; otherwise ~/.wine when it holds a user.reg; otherwise the
 // own store. `overridePrefix` (the console's --prefix) wins over all of them.
+// On Windows there is no prefix to choose.
 Target SelectTarget(const std::optional<std::filesystem::path>& overridePrefix = std::nullopt);
+
+// Whether a Wine prefix can be chosen as the target (the console's --prefix).
+bool PrefixTargets();
 
 }  // namespace velloran

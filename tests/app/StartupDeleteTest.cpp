@@ -2,6 +2,8 @@
 
 #include "app/StartupDelete.hpp"
 #include "common/Target.hpp"
+#include "common/platform/Autostart.hpp"
+#include "common/platform/linux/Autostart.hpp"
 #include "support/AppFixture.hpp"
 #include "support/EnvGuard.hpp"
 

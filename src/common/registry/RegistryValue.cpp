@@ -1,11 +1,10 @@
 #include "common/registry/RegistryValue.hpp"
 
-#include <locale.h>
-#include <wctype.h>
-
 #include <array>
 #include <cstdio>
 #include <memory>
+
+#include "common/platform/TextCase.hpp"
 
 namespace velloran {
 
@@ -142,15 +141,8 @@ struct FoldTable {
     std::array<char16_t, 0x10000> map;
     FoldTable() {
         for (unsigned c = 0; c < 0x10000; ++c) map[c] = FallbackLower(static_cast<char16_t>(c));
-        // The C library's Unicode tables cover what the list above does not.
-        locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
-        if (!loc) return;
-        for (unsigned c = 0x80; c < 0x10000; ++c) {
-            if (c >= 0xD800 && c < 0xE000) continue;
-            wint_t l = towlower_l(static_cast<wint_t>(c), loc);
-            if (l < 0x10000 && l != c) map[c] = static_cast<char16_t>(l);
-        }
-        freelocale(loc);
+        // The system's Unicode tables cover what the list above does not.
+        ApplySystemLowerCase(map);
     }
 };
 

@@ -16,6 +16,8 @@
 #include "cleaning/Preview.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/Autostart.hpp"
+#include "common/platform/linux/Autostart.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/registry/KelRegistry.hpp"
 #include "common/registry/RegistryTree.hpp"

@@ -29,6 +29,8 @@ Target SelectTarget(const std::optional<fs::path>& overridePrefix) {
     return t;
 }
 
+bool PrefixTargets() { return true; }
+
 std::string Target::Describe() const {
     return HasPrefix() ? "Wine prefix " + prefix.string() : "Velloran store " + ownStore.string();
 }

@@ -1,0 +1,12 @@
+#pragma once
+// The platform of the system the program runs on, for a target.
+#include <memory>
+
+#include "common/Target.hpp"
+#include "common/platform/Platform.hpp"
+
+namespace velloran {
+
+std::unique_ptr<Platform> MakeSystemPlatform(const Target& target);
+
+}  // namespace velloran
