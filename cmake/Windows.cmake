@@ -29,8 +29,7 @@ add_library(velloran_sqlite3 STATIC ${VELLORAN_SQLITE_DIR}/sqlite3.c)
 target_include_directories(velloran_sqlite3 SYSTEM PUBLIC ${VELLORAN_SQLITE_DIR})
 # Its own warnings are not ours; nothing of it is loaded at run time.
 target_compile_options(velloran_sqlite3 PRIVATE -w -O2)
-target_compile_definitions(velloran_sqlite3 PRIVATE SQLITE_OMIT_LOAD_EXTENSION SQLITE_THREADSAFE=1
-                           SQLITE_DQS=0)
+target_compile_definitions(velloran_sqlite3 PRIVATE SQLITE_OMIT_LOAD_EXTENSION SQLITE_THREADSAFE=1)
 add_library(SQLite::SQLite3 ALIAS velloran_sqlite3)
 
 # Tests run through Wine: a prefix of the build's own (tests never touch the

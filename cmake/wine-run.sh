@@ -16,7 +16,7 @@ export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
 unset DISPLAY WAYLAND_DISPLAY
 
 if ! [ -f "$prefix/.velloran-ready" ]; then
-  mkdir -p "$(dirname "$prefix")"
+  mkdir -p "$prefix"
   (
     flock 9
     if ! [ -f "$prefix/.velloran-ready" ]; then

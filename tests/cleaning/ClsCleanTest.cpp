@@ -310,8 +310,8 @@ protected:
     void SetUp() override {
         dir = MakeTempDir("velloran-nsgroup");
         // Profiles are looked for under these; never the real user's.
-        env.Set("XDG_CONFIG_HOME", (dir / "config").c_str());
-        env.Set("XDG_CACHE_HOME", (dir / "cache").c_str());
+        env.Set("XDG_CONFIG_HOME", (dir / "config").string().c_str());
+        env.Set("XDG_CACHE_HOME", (dir / "cache").string().c_str());
         platform.home = (dir / "home").string();
         LoadMain();
     }

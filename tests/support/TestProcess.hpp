@@ -1,38 +1,26 @@
 #pragma once
 // Shared by tests that work on real files and processes.
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
+
+#include "TestSystem.hpp"
 
 namespace velloran::test {
 
-struct CliResult {
-    int code;
-    std::string out;
-};
-
-// Runs velloran-cli with `env` (assignments) and `args`; standard error is dropped.
-inline CliResult RunCli(const std::string& env, const std::string& args) {
-    const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>/dev/null";
-    FILE* p = popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    const int status = pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
-
 // A new, empty folder under the temporary folder.
 inline std::filesystem::path MakeTempDir(const char* stem) {
-    std::string t =
-        (std::filesystem::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
-    return mkdtemp(t.data());
+    static const char kChars[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+    std::random_device random;
+    for (;;) {
+        std::string name = std::string(stem) + "-";
+        for (int i = 0; i < 8; ++i) name += kChars[random() % (sizeof kChars - 1)];
+        const std::filesystem::path dir = std::filesystem::temp_directory_path() / name;
+        // False when it was there already: another name is tried.
+        if (std::filesystem::create_directory(dir)) return dir;
+    }
 }
 
 // The whole content of a file; empty when it cannot be read.

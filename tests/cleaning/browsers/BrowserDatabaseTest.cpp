@@ -27,7 +27,7 @@ std::string Bytes(const fs::path& p) {
 
 void MakeDatabase(const fs::path& p, const char* sql) {
     sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(p.c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_open(p.string().c_str(), &db), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(db);
 }
@@ -59,7 +59,7 @@ TEST_F(BrowserDatabaseTest, RefusesWhatIsNoWritableDatabaseAndNeverCreatesOne) {
 
     MakeDatabase(dir / "ro.sqlite", "CREATE TABLE t(a);");
     fs::permissions(dir / "ro.sqlite", fs::perms::owner_read);
-    if (::geteuid() != 0) {  // root writes anyway
+    if (!test::RunsAsRoot()) {  // root writes anyway
         error.clear();
         EXPECT_EQ(BrowserDatabase::Open(platform, (dir / "ro.sqlite").string(), error), nullptr);
         EXPECT_NE(error.find("read-only"), std::string::npos) << error;

@@ -1,12 +1,12 @@
 #pragma once
 // Helpers shared by the registry tests: fixture files, scratch folders.
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+
+#include "support/TestProcess.hpp"
 
 namespace velloran::regtest {
 
@@ -29,12 +29,7 @@ inline void WriteBytes(const std::filesystem::path& p, const std::string& s) {
 // A fresh folder, removed with everything in it at the end of the test.
 class ScratchDir {
 public:
-    ScratchDir() {
-        std::string tmpl =
-            (std::filesystem::temp_directory_path() / "velloran-reg-XXXXXX").string();
-        if (!mkdtemp(tmpl.data())) std::abort();
-        path_ = tmpl;
-    }
+    ScratchDir() : path_(test::MakeTempDir("velloran-reg")) {}
     ~ScratchDir() {
         std::error_code ec;
         std::filesystem::remove_all(path_, ec);

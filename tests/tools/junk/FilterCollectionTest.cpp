@@ -7,6 +7,7 @@
 
 #include "common/VbError.hpp"
 #include "support/FakePlatform.hpp"
+#include "support/TestProcess.hpp"
 #include "tools/junk/JunkSearch.hpp"
 
 namespace velloran {
@@ -15,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(FilterCollection, ReadsShippedThenUserLinesAndHonoursDrop) {
-    fs::path dir = fs::temp_directory_path() / ("velloran-filters-" + std::to_string(getpid()));
+    fs::path dir = fs::temp_directory_path() / ("velloran-filters-" + std::to_string(test::ThisProcessId()));
     fs::create_directories(dir);
     std::ofstream(dir / "shipped.txt")
         << "# comment\r\n*.tmp;Temporary files;x\r\n\r\n*.OLD;Old;backup\n#&&version;1\n";

@@ -1,0 +1,66 @@
+# The core's tests in the Windows build (included by tests/CMakeLists.txt): one
+# test program, run test by test by ctest under Wine (CMAKE_CROSSCOMPILING_EMULATOR,
+# cmake/wine-run.sh) in the build's own prefix.
+
+# GoogleTest from Debian's googletest package, built by the cross compiler.
+set(VELLORAN_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest's sources")
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+add_subdirectory(${VELLORAN_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+foreach(target gtest gtest_main gmock gmock_main)
+  target_compile_options(${target} PRIVATE -w)
+endforeach()
+include(GoogleTest)
+
+file(GLOB_RECURSE CORE_TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+list(FILTER CORE_TEST_SOURCES EXCLUDE REGEX "/tests/(qt|fuzz|packaging)/|/linux/")
+
+# Tests that cannot apply on Windows, by file.
+set(VELLORAN_LINUX_ONLY_TESTS
+  # The Linux platform's own parts: the freedesktop lists and trash, the mount
+  # table, X11, logind, and its file operations through descriptors.
+  common/platform/DesktopTracesTest.cpp
+  common/platform/DrivesTest.cpp
+  common/platform/FileOpsTest.cpp
+  common/platform/LogindTest.cpp
+  common/platform/TrashTest.cpp
+  common/platform/WindowLookupTest.cpp
+  # Choosing a Wine prefix and writing its files while its wineserver may run;
+  # on Windows the target is the live registry.
+  common/TargetTest.cpp
+  common/registry/WinePrefixStoreTest.cpp
+  cleaning/browsers/IECleanerTest.cpp
+  # The XDG autostart entry (Windows: tests/app/windows/).
+  app/StartupDeleteTest.cpp
+  # The console program run on Wine prefixes and XDG folders of the test's own;
+  # on Windows it works on the live registry.
+  cli/CleanCommandTest.cpp
+  cli/CookiesCommandTest.cpp
+  cli/JunkCommandTest.cpp
+  cli/SettingsCommandTest.cpp
+  # The Linux platform on real files with POSIX permissions, symbolic links,
+  # lock links and mounts (Windows: tests/common/platform/windows/).
+  cleaning/browsers/NetscapeCleanerTest.cpp
+  cleaning/browsers/OperaCleanerTest.cpp
+  tools/cookies/FrmCookiesTest.cpp
+  tools/eradicator/FileFinderTest.cpp
+  tools/eradicator/SecureDeleterTest.cpp
+  tools/eradicator/frmEradTest.cpp
+  tools/junk/FrmJunkTest.cpp
+  tools/junk/JunkSearchTest.cpp)
+list(TRANSFORM VELLORAN_LINUX_ONLY_TESTS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+list(REMOVE_ITEM CORE_TEST_SOURCES ${VELLORAN_LINUX_ONLY_TESTS})
+
+add_executable(velloran_tests ${CORE_TEST_SOURCES})
+# support/windows/: the system calls the tests share (TestSystem.hpp).
+target_include_directories(velloran_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}
+                           ${CMAKE_CURRENT_SOURCE_DIR}/support/windows)
+target_link_libraries(velloran_tests PRIVATE velloran_console SQLite::SQLite3 gtest gmock
+                      gtest_main)
+# Wine sees the build machine's files under drive Z:.
+target_compile_definitions(velloran_tests PRIVATE
+  VELLORAN_CLI_PATH="${VELLORAN_HOST_ROOT}$<TARGET_FILE:velloran-cli>"
+  VELLORAN_TEST_DATADIR="${VELLORAN_HOST_ROOT}${CMAKE_CURRENT_SOURCE_DIR}/data")
+add_dependencies(velloran_tests velloran-cli)
+# Listed when ctest starts, not at build time: listing needs Wine running.
+gtest_discover_tests(velloran_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 300
+                     PROPERTIES LABELS windows TIMEOUT 120)
