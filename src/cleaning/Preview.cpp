@@ -4,6 +4,7 @@
 #include <random>
 
 #include "common/VbError.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -75,7 +76,7 @@ void PreviewPlatform::CreateDirectories(const std::string& /*path*/) {}
 // there fails as a real removal would.
 bool PreviewPlatform::RemoveFile(const std::string& path) {
     std::error_code ec;
-    const auto status = std::filesystem::symlink_status(path, ec);
+    const auto status = std::filesystem::symlink_status(PathFromUtf8(path), ec);
     if (ec || status.type() == std::filesystem::file_type::not_found) return false;
     const auto size = status.type() == std::filesystem::file_type::regular
                           ? std::filesystem::file_size(path, ec)
@@ -87,7 +88,8 @@ bool PreviewPlatform::RemoveFile(const std::string& path) {
 bool PreviewPlatform::Removed(const std::string& path) const {
     std::lock_guard lock(removedLock_);
     for (const std::string& r : removed_)
-        if (path == r || (path.starts_with(r) && path.size() > r.size() && path[r.size()] == '/'))
+        if (path == r ||
+            (path.starts_with(r) && path.size() > r.size() && IsPathSeparator(path[r.size()])))
             return true;
     return false;
 }
@@ -138,7 +140,7 @@ bool PreviewPlatform::Reboot() {
 
 PreviewPlatform::~PreviewPlatform() {
     std::error_code ec;
-    if (!scratch_.empty()) std::filesystem::remove_all(scratch_, ec);
+    if (!scratch_.empty()) std::filesystem::remove_all(PathFromUtf8(scratch_), ec);
 }
 
 std::string PreviewPlatform::DatabaseToEdit(const std::string& path) {
@@ -152,14 +154,14 @@ std::string PreviewPlatform::DatabaseToEdit(const std::string& path) {
         scratch_ = dir.string();
     }
     // The copy keeps the file name so messages read the same; each copy its own folder.
-    const fs::path folder = fs::path(scratch_) / std::to_string(++copies_);
+    const fs::path folder = PathFromUtf8(scratch_) / std::to_string(++copies_);
     fs::create_directories(folder);
-    const fs::path copy = folder / fs::path(path).filename();
+    const fs::path copy = folder / PathFromUtf8(path).filename();
     // A missing database stays missing in the copy: opening it must fail alike.
     for (const char* side : {"", "-wal", "-journal"}) {
-        const fs::path from = path + side;
+        const fs::path from = PathFromUtf8(path + side);
         if (fs::is_regular_file(from, ec))
-            fs::copy_file(from, copy.string() + side, fs::copy_options::overwrite_existing);
+            fs::copy_file(from, PathFromUtf8(copy.string() + side), fs::copy_options::overwrite_existing);
     }
     return copy.string();
 }

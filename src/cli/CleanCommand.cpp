@@ -42,10 +42,10 @@ std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
         const std::string& a = args[i];
         if (o.run.Take(a)) {
             continue;
-        } else if (a == "--prefix") {
+        } else if (PrefixTargets() && a == "--prefix") {
             if (++i == args.size()) return "--prefix needs a folder";
             o.prefix = args[i];
-        } else if (a.starts_with("--prefix=")) {
+        } else if (PrefixTargets() && a.starts_with("--prefix=")) {
             o.prefix = a.substr(9);
         } else if (a.starts_with("-")) {
             return "unknown option '" + a + "'";
@@ -139,10 +139,17 @@ int CmdTasks() {
 }
 
 int ListTasks(FrmMain& frm) {
+    // The page file task writes to HKEY_LOCAL_MACHINE; a refused write fails the task.
+    constexpr int kPageFileTask = 13;
+    const std::string machineNote = MachineRegistryNote();
     for (const auto& info : TaskArrays()) {
         auto& array = *frm.TaskArray(info.array);
-        for (int i : array.Indexes())
-            std::cout << array.Name() << ':' << i << '\t' << Bare(array(i).Caption()) << '\n';
+        for (int i : array.Indexes()) {
+            std::cout << array.Name() << ':' << i << '\t' << Bare(array(i).Caption());
+            if (info.array == "win_chk" && i == kPageFileTask && !machineNote.empty())
+                std::cout << " [" << machineNote << ']';
+            std::cout << '\n';
+        }
     }
     for (int i : frm.stChk.Indexes())
         std::cout << "stChk:" << i << '\t' << Bare(frm.stChk(i).Caption()) << '\n';

@@ -29,10 +29,10 @@ std::string Parse(const std::vector<std::string>& args, CookiesOptions& o) {
     const bool window = o.action == "list" || o.action == "delete";
     for (; i < args.size(); ++i) {
         const std::string& a = args[i];
-        if (window && a == "--prefix") {
+        if (window && PrefixTargets() && a == "--prefix") {
             if (++i == args.size()) return "--prefix needs a folder";
             o.session.prefix = args[i];
-        } else if (window && a.starts_with("--prefix=")) {
+        } else if (window && PrefixTargets() && a.starts_with("--prefix=")) {
             o.session.prefix = a.substr(9);
         } else if (o.action == "delete" && o.run.Take(a)) {
             continue;

@@ -8,6 +8,7 @@
 #include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
 #include "tools/eradicator/frmErad.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -68,11 +69,10 @@ int CmdErase(const std::vector<std::string>& args) {
         else if (a.starts_with("-"))
             return UsageError("unknown option '" + a + "'");
         else
-            paths.push_back(std::filesystem::absolute(a).lexically_normal().string());
+            paths.push_back(WithoutTrailingSeparators(
+                Utf8FromPath(std::filesystem::absolute(PathFromUtf8(a)).lexically_normal())));
     }
     if (paths.empty()) return UsageError("erase needs at least one file or folder");
-    for (std::string& p : paths)
-        while (p.size() > 1 && p.back() == '/') p.pop_back();
 
     ConsoleSession session{ConsoleSession::Options(run)};
     if (!session.Ready()) return 1;

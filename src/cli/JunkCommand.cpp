@@ -13,6 +13,7 @@
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "tools/junk/FrmJunk.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -49,10 +50,10 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
         }
         if (a.starts_with("--drive")) {
             std::error_code ec;
-            if (!std::filesystem::is_directory(value, ec)) return "'" + value + "' is not a folder";
-            std::string path = std::filesystem::absolute(value).lexically_normal().string();
-            while (path.size() > 1 && path.back() == '/') path.pop_back();
-            o.drives.push_back(path);
+            const std::filesystem::path folder = PathFromUtf8(value);
+            if (!std::filesystem::is_directory(folder, ec)) return "'" + value + "' is not a folder";
+            o.drives.push_back(WithoutTrailingSeparators(
+                Utf8FromPath(std::filesystem::absolute(folder).lexically_normal())));
         } else {
             std::vector<std::string> fields = SplitFilter(value);
             if (fields[0].empty()) return "a filter needs a pattern: 'PATTERN;DESCRIPTION;TAG'";

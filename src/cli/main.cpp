@@ -12,68 +12,82 @@
 #include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
 #include "cli/SettingsCommand.hpp"
+#include "common/Target.hpp"
+#include "common/platform/Terminal.hpp"
 
 using namespace velloran;
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: velloran-cli <command> [options]\n"
-    "\n"
-    "commands:\n"
-    "  tasks                      list every task box and delete method:\n"
-    "                             <array>:<index> TAB caption\n"
-    "  clean [options] TASK...    clean the ticked tasks, printing the run log;\n"
-    "                             TASK is <array>:<index> or <array>:all\n"
-    "      --preview              run against a recording layer: change nothing and\n"
-    "                             report what a real run would remove\n"
-    "      --prefix DIR           work on the Wine prefix DIR\n"
-    "      --yes | --no           answer questions Yes (default) or No\n"
-    "  settings [setN=V ...]      show the stored options (set1 set2 set3 set5\n"
-    "                             set6 set7), or store the given ones\n"
-    "  junk scan [options]        search for junk files: size TAB path per file\n"
-    "                             (newline and backslash written as \\n and \\\\),\n"
-    "                             then the summary\n"
-    "  junk delete [options]      search, then delete every file found as the\n"
-    "                             stored settings say (set1, set2, set3)\n"
-    "      --drive PATH           search this folder instead of every drive\n"
-    "                             (repeatable)\n"
-    "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
-    "                             use this filter instead of the filter files\n"
-    "                             (repeatable)\n"
-    "      --preview, --yes, --no with delete: as for clean\n"
-    "  erase [options] PATH...    wipe files and whole folders with the stored\n"
-    "                             delete method (set2, set3; set1: to the trash)\n"
-    "      --preview              report what would be overwritten and removed\n"
-    "      --yes | --no           answer questions Yes (default) or No\n"
-    "  cookies [list] [--prefix DIR]\n"
-    "                             list the cookie manager's rows: delete|keep TAB\n"
-    "                             name or site TAB browser and profile\n"
-    "  cookies delete [options] ROW...\n"
-    "                             delete the cookies of the given rows of the\n"
-    "                             delete list (by name or site, or all)\n"
-    "      --preview, --yes, --no, --prefix DIR   as for clean\n"
-    "  cookies keep SITE...       add sites to the list of cookies every clean keeps\n"
-    "  cookies unkeep SITE...     take sites out of that list\n"
-    "  -delstart                  delete what the last start-up deletion request\n"
-    "                             listed, remove the autostart entry, and end\n"
-    "  help | --help | -h         show this help\n"
-    "  --version                  show the version\n"
-    "\n"
-    "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
-    "user.reg, else its own store in $XDG_CONFIG_HOME/velloran.\n";
+// The help text; `prefixes`: the --prefix option exists (not on Windows, where
+// the registry is the system's own).
+std::string Usage(bool prefixes) {
+    const std::string prefixOption = prefixes ? "      --prefix DIR           work on the Wine prefix DIR\n" : "";
+    std::string text =
+        "usage: velloran-cli <command> [options]\n"
+        "\n"
+        "commands:\n"
+        "  tasks                      list every task box and delete method:\n"
+        "                             <array>:<index> TAB caption\n"
+        "  clean [options] TASK...    clean the ticked tasks, printing the run log;\n"
+        "                             TASK is <array>:<index> or <array>:all\n"
+        "      --preview              run against a recording layer: change nothing and\n"
+        "                             report what a real run would remove\n" +
+        prefixOption +
+        "      --yes | --no           answer questions Yes (default) or No\n"
+        "  settings [setN=V ...]      show the stored options (set1 set2 set3 set5\n"
+        "                             set6 set7), or store the given ones\n"
+        "  junk scan [options]        search for junk files: size TAB path per file\n"
+        "                             (newline and backslash written as \\n and \\\\),\n"
+        "                             then the summary\n"
+        "  junk delete [options]      search, then delete every file found as the\n"
+        "                             stored settings say (set1, set2, set3)\n"
+        "      --drive PATH           search this folder instead of every drive\n"
+        "                             (repeatable)\n"
+        "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
+        "                             use this filter instead of the filter files\n"
+        "                             (repeatable)\n"
+        "      --preview, --yes, --no with delete: as for clean\n"
+        "  erase [options] PATH...    wipe files and whole folders with the stored\n"
+        "                             delete method (set2, set3; set1: to the trash)\n"
+        "      --preview              report what would be overwritten and removed\n"
+        "      --yes | --no           answer questions Yes (default) or No\n" +
+        (prefixes ? "  cookies [list] [--prefix DIR]\n" : "  cookies [list]\n") +
+        "                             list the cookie manager's rows: delete|keep TAB\n"
+        "                             name or site TAB browser and profile\n"
+        "  cookies delete [options] ROW...\n"
+        "                             delete the cookies of the given rows of the\n"
+        "                             delete list (by name or site, or all)\n" +
+        (prefixes ? "      --preview, --yes, --no, --prefix DIR   as for clean\n"
+                  : "      --preview, --yes, --no as for clean\n") +
+        "  cookies keep SITE...       add sites to the list of cookies every clean keeps\n"
+        "  cookies unkeep SITE...     take sites out of that list\n"
+        "  -delstart                  delete what the last start-up deletion request\n"
+        "                             listed, remove the autostart entry, and end\n"
+        "  help | --help | -h         show this help\n"
+        "  --version                  show the version\n"
+        "\n";
+    if (prefixes)
+        return text +
+               "Without --prefix Velloran works on $WINEPREFIX, else ~/.wine when it has a\n"
+               "user.reg, else its own store in $XDG_CONFIG_HOME/velloran.\n";
+    return text +
+           "Velloran works on the registry of the user running it; the page file task\n"
+           "writes to HKEY_LOCAL_MACHINE, which needs administrator rights.\n";
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<std::string> args(argv + 1, argv + argc);
+    PrepareConsole();
+    std::vector<std::string> args = CommandLineArguments(argc, argv);
     if (args.empty()) {
-        std::cerr << kUsage;
+        std::cerr << Usage(PrefixTargets());
         return kExitUsage;
     }
     const std::string& command = args[0];
     if (command == "help" || command == "--help" || command == "-h") {
-        std::cout << kUsage;
+        std::cout << Usage(PrefixTargets());
         return 0;
     }
     if (command == "--version") {

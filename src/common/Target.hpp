@@ -29,4 +29,8 @@ Target SelectTarget(const std::optional<std::filesystem::path>& overridePrefix =
 // Whether a Wine prefix can be chosen as the target (the console's --prefix).
 bool PrefixTargets();
 
+// What a user should know before a task writes to HKEY_LOCAL_MACHINE; empty where
+// nothing stands in the way (a prefix's files are the user's own).
+std::string MachineRegistryNote();
+
 }  // namespace velloran

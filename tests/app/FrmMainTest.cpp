@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "app/TaskCatalogue.hpp"
 #include "cleaning/FrmCleaner.hpp"
 #include "support/AppFixture.hpp"
@@ -195,9 +197,10 @@ TEST_F(BrowserPresenceTest, AbsentBrowsersDisableTheirBoxesAndKeepValues) {
 }
 
 TEST_F(BrowserPresenceTest, ProfilesOnTheDesktopOrInThePrefixEnableThem) {
-    platform.dirs = {"/home/alice/.mozilla/firefox"};
+    // Composed as the program composes them, with the system's separator.
+    platform.dirs = {(std::filesystem::path("/home/alice") / ".mozilla/firefox").string()};
     platform.specialFolders[CSIDL_APPDATA] = "/prefix/AppData";
-    platform.dirs.insert("/prefix/AppData/Opera");
+    platform.dirs.insert((std::filesystem::path("/prefix/AppData") / "Opera").string());
     LoadMain();
     EXPECT_TRUE(main().ns_Chk(4).Enabled());
     EXPECT_TRUE(main().op_Chks.Enabled());

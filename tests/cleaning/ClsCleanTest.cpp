@@ -8,6 +8,7 @@
 #include "cleaning/ReportError.hpp"
 #include "common/controls/ListView.hpp"
 #include "common/controls/ModListView.hpp"
+#include "common/platform/Paths.hpp"
 #include "support/AppFixture.hpp"
 #include "support/EnvGuard.hpp"
 #include "support/TestProcess.hpp"
@@ -310,8 +311,8 @@ protected:
     void SetUp() override {
         dir = MakeTempDir("velloran-nsgroup");
         // Profiles are looked for under these; never the real user's.
-        env.Set("XDG_CONFIG_HOME", (dir / "config").string().c_str());
-        env.Set("XDG_CACHE_HOME", (dir / "cache").string().c_str());
+        env.Set(kConfigHomeVariable, (dir / "config").string().c_str());
+        env.Set(kCacheHomeVariable, (dir / "cache").string().c_str());
         platform.home = (dir / "home").string();
         LoadMain();
     }
@@ -326,7 +327,7 @@ TEST_F(ClsCleanNetscapeTest, TickedBoxesCallTheWorkerWithTheirIndex) {
     fs::copy_file(fs::path(VELLORAN_TEST_DATADIR) / "browsers/gecko/cookies.sqlite",
                   root / "p.default/cookies.sqlite");
     std::ofstream(root / "profiles.ini") << "[Profile0]\nPath=p.default\nIsRelative=1\n";
-    platform.texts[(dir / "config/velloran/cookies-keep.txt").string()] = "keep.test\n";
+    platform.texts[(dir / "config" / "velloran" / "cookies-keep.txt").string()] = "keep.test\n";
 
     main().ns_Chk(1).SetValue(1);
     main().ns_Chk(3).SetValue(1);
@@ -348,7 +349,8 @@ TEST_F(ClsCleanNetscapeTest, TickedBoxesCallTheWorkerWithTheirIndex) {
                   ".\r\n"
                   "Cleaning Netscape Cookies ...\r\n"
                   "Removed 3 cookies from " +
-                  profile + "/cookies.sqlite; kept 2 cookies of the sites to keep.");
+                  JoinPath(profile, "cookies.sqlite") +
+                  "; kept 2 cookies of the sites to keep.");
     EXPECT_EQ(events, (std::vector<std::tuple<std::string, int, int>>{
                           {"Cleaning Netscape Type Url's history ...", 2, 1},
                           {"Cleaning Netscape Cookies ...", 2, 3},

@@ -1,4 +1,5 @@
 #include "cleaning/browsers/BrowserDatabase.hpp"
+#include "common/platform/Paths.hpp"
 
 #include <sqlite3.h>
 
@@ -67,7 +68,8 @@ std::unique_ptr<BrowserDatabase> BrowserDatabase::Open(Platform& platform, const
                                                        std::string& error) {
     std::error_code ec;
     // SQLite takes an empty file for an empty database and would write a new one.
-    if (!std::filesystem::is_regular_file(path, ec) || std::filesystem::file_size(path, ec) == 0) {
+    if (!std::filesystem::is_regular_file(PathFromUtf8(path), ec) ||
+        std::filesystem::file_size(PathFromUtf8(path), ec) == 0) {
         error = "the database is missing or empty";
         return nullptr;
     }
@@ -104,7 +106,8 @@ std::unique_ptr<BrowserDatabase> BrowserDatabase::Open(Platform& platform, const
 std::unique_ptr<BrowserDatabase> BrowserDatabase::OpenForReading(const std::string& path,
                                                                  std::string& error) {
     std::error_code ec;
-    if (!std::filesystem::is_regular_file(path, ec) || std::filesystem::file_size(path, ec) == 0) {
+    if (!std::filesystem::is_regular_file(PathFromUtf8(path), ec) ||
+        std::filesystem::file_size(PathFromUtf8(path), ec) == 0) {
         error = "the database is missing or empty";
         return nullptr;
     }

@@ -8,6 +8,7 @@
 #include "cleaning/browsers/BrowserDatabase.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -143,7 +144,7 @@ std::string ChromiumCleaner::Label(const ChromiumProfile& profile) const {
 
 std::string ChromiumCleaner::OnDatabase(const ChromiumProfile& profile, const std::string& file,
                                         const std::function<std::string(BrowserDatabase&)>& task) {
-    const std::string path = (fs::path(profile.folder) / file).string();
+    const std::string path = (PathFromUtf8(profile.folder) / file).string();
     if (!platform_.FileExists(path)) return {};
     std::string error;
     std::unique_ptr<BrowserDatabase> db = BrowserDatabase::Open(platform_, path, error);
@@ -184,7 +185,7 @@ void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
     std::vector<std::string> failures;
     for (const std::string& base : {profile.cacheFolder, profile.folder}) {
         for (const char* name : kCacheFolders) {
-            const fs::path folder = fs::path(base) / name;
+            const fs::path folder = PathFromUtf8(base) / name;
             if (!platform_.DirectoryExists(folder.string()) || HoldsProfile(folder)) continue;
             const FolderSize size = Measure(folder);
             try {

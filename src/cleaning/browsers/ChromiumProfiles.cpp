@@ -1,4 +1,5 @@
 #include "cleaning/browsers/ChromiumProfiles.hpp"
+#include "common/platform/Paths.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -31,7 +32,7 @@ const ChromiumBrowser kOperaBrowser{"Opera", kOperaRoots};
 
 std::vector<ChromiumProfile> ChromiumProfiles(Platform& platform, const ChromiumBrowser& browser) {
     std::vector<ChromiumProfile> profiles;
-    const fs::path home = platform.HomeDirectory();
+    const fs::path home = PathFromUtf8(platform.HomeDirectory());
     for (const ChromiumRoot& root : browser.roots) {
         const std::string folder = (home / root.userData).string();
         if (!platform.DirectoryExists(folder)) continue;
@@ -42,7 +43,7 @@ std::vector<ChromiumProfile> ChromiumProfiles(Platform& platform, const Chromium
 }
 
 std::string ChromiumUserDataFolder(Platform& platform, const ChromiumBrowser& browser) {
-    const fs::path home = platform.HomeDirectory();
+    const fs::path home = PathFromUtf8(platform.HomeDirectory());
     for (const ChromiumRoot& root : browser.roots) {
         const std::string folder = (home / root.userData).string();
         if (platform.DirectoryExists(folder)) return folder;
@@ -53,7 +54,7 @@ std::string ChromiumUserDataFolder(Platform& platform, const ChromiumBrowser& br
 std::vector<ChromiumProfile> ChromiumProfilesOf(const std::string& userDataFolder,
                                                 const std::string& cacheRoot) {
     std::vector<ChromiumProfile> profiles;
-    const fs::path root(userDataFolder);
+    const fs::path root = PathFromUtf8(userDataFolder);
     if (std::any_of(std::begin(kProfileDatabases), std::end(kProfileDatabases),
                     [&](const char* name) { return IsFile(root / name); }))
         profiles.push_back({userDataFolder, cacheRoot, userDataFolder});
@@ -65,14 +66,14 @@ std::vector<ChromiumProfile> ChromiumProfilesOf(const std::string& userDataFolde
     std::sort(subfolders.begin(), subfolders.end());
     for (const fs::path& p : subfolders)
         profiles.push_back(
-            {p.string(), (fs::path(cacheRoot) / p.filename()).string(), userDataFolder});
+            {p.string(), (PathFromUtf8(cacheRoot) / p.filename()).string(), userDataFolder});
     return profiles;
 }
 
 std::optional<std::string> ChromiumFolderInUse(Platform& platform,
                                                const std::string& userDataFolder) {
     const std::optional<std::string> target =
-        platform.ReadLink((fs::path(userDataFolder) / "SingletonLock").string());
+        platform.ReadLink(JoinPath(userDataFolder, "SingletonLock"));
     if (!target) return std::nullopt;
     const std::size_t dash = target->rfind('-');
     if (dash == std::string::npos) return std::nullopt;

@@ -5,6 +5,7 @@
 
 #include "common/Target.hpp"
 #include "common/Text.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -82,7 +83,7 @@ std::string CookieKeepList::Text() const {
 }
 
 void CookieKeepList::Save(Platform& platform, const std::string& path) const {
-    const auto slash = path.find_last_of('/');
+    const auto slash = path.find_last_of(kPathSeparators);
     if (slash != std::string::npos && slash > 0) platform.CreateDirectories(path.substr(0, slash));
     platform.WriteTextFile(path, Text());
 }

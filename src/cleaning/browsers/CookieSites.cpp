@@ -12,6 +12,7 @@
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -48,7 +49,9 @@ std::string GeckoBrowserName(const std::string& profile) {
 
 std::string Shown(Platform& platform, const std::string& path) {
     const std::string home = platform.HomeDirectory();
-    if (!home.empty() && path.starts_with(home + "/")) return "~" + path.substr(home.size());
+    if (!home.empty() && path.size() > home.size() && path.starts_with(home) &&
+        IsPathSeparator(path[home.size()]))
+        return "~" + path.substr(home.size());
     return path;
 }
 
@@ -113,7 +116,7 @@ std::string DeleteTextSites(Platform& platform, const CookieStore& store,
 
 bool IsFile(const std::string& path) {
     std::error_code ec;
-    return fs::is_regular_file(path, ec);
+    return fs::is_regular_file(PathFromUtf8(path), ec);
 }
 
 }  // namespace
@@ -124,13 +127,13 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
         const std::string label =
             GeckoBrowserName(profile.path) + " " + Shown(platform, profile.path);
         const std::string inUse = GeckoProfileInUse(platform, profile.path);
-        if (IsFile(profile.path + "/cookies.sqlite"))
+        if (IsFile(JoinPath(profile.path, "cookies.sqlite")))
             stores.push_back(
-                {label, profile.path + "/cookies.sqlite", "moz_cookies", "host", inUse});
+                {label, JoinPath(profile.path, "cookies.sqlite"), "moz_cookies", "host", inUse});
         // Netscape 6/7 and the Mozilla Suite keep their cookies as text.
-        if (IsFile(profile.path + "/cookies.txt"))
+        if (IsFile(JoinPath(profile.path, "cookies.txt")))
             stores.push_back(
-                {label + " (cookies.txt)", profile.path + "/cookies.txt", nullptr, nullptr, inUse});
+                {label + " (cookies.txt)", JoinPath(profile.path, "cookies.txt"), nullptr, nullptr, inUse});
     }
     for (const ChromiumProfile& profile : ChromiumProfiles(platform, kOperaBrowser)) {
         const auto why = ChromiumFolderInUse(platform, profile.userDataFolder);
@@ -138,7 +141,7 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
         // second is named so that the two rows can be told apart.
         bool first = true;
         for (const char* name : {"Network/Cookies", "Cookies"}) {
-            const std::string file = profile.folder + "/" + name;
+            const std::string file = JoinPath(profile.folder, name);
             if (!IsFile(file)) continue;
             stores.push_back({std::string(kOperaBrowser.name) + " " +
                                   Shown(platform, profile.folder) +

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "common/Target.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -113,8 +114,9 @@ std::vector<std::string> ProfilesIniFolders(const std::string& ini, const std::s
     bool relative = true;
     auto flush = [&] {
         if (inProfile && !path.empty())
-            folders.push_back(relative ? (fs::path(root) / path).lexically_normal().string()
-                                       : path);
+            folders.push_back(relative
+                                  ? Utf8FromPath((PathFromUtf8(root) / PathFromUtf8(path)).lexically_normal())
+                                  : path);
         path.clear();
         relative = true;
     };
@@ -140,7 +142,7 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
     for (const GeckoRoot& root : kRoots) {
         const std::string base = BaseFolder(where, root.base);
         if (base.empty()) continue;
-        const fs::path folder = fs::path(base) / root.folder;
+        const fs::path folder = PathFromUtf8(base) / root.folder;
         std::vector<std::string> found;
         if (root.layout == Layout::Salted) {
             found = SaltedFolders(folder);
@@ -150,7 +152,7 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
             found = ProfilesIniFolders(text.str(), folder.string());
         }
         for (const std::string& path : found) {
-            const fs::path canonical = fs::weakly_canonical(path, ec);
+            const fs::path canonical = fs::weakly_canonical(PathFromUtf8(path), ec);
             if (ec || !fs::is_directory(canonical, ec) || !seen.insert(canonical.string()).second)
                 continue;
             // A profile under the root keeps its cache under the cache home; one
@@ -159,7 +161,7 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
             const fs::path rel = canonical.lexically_relative(fs::weakly_canonical(folder, ec));
             if (*root.cacheFolder && !where.cacheHome.empty() && !rel.empty() &&
                 *rel.begin() != "..")
-                external = fs::path(where.cacheHome) / root.cacheFolder / rel;
+                external = PathFromUtf8(where.cacheHome) / root.cacheFolder / rel;
             profiles.push_back({canonical.string(), CacheFolders(canonical, external)});
         }
     }
@@ -170,7 +172,7 @@ bool AnyGeckoRoot(Platform& platform, const GeckoLocations& where) {
     for (const GeckoRoot& root : kRoots) {
         const std::string base = BaseFolder(where, root.base);
         if (base.empty()) continue;
-        const fs::path folder = fs::path(base) / root.folder;
+        const fs::path folder = PathFromUtf8(base) / root.folder;
         if (root.layout == Layout::Salted ? !SaltedFolders(folder).empty()
                                           : platform.DirectoryExists(folder.string()))
             return true;

@@ -10,6 +10,7 @@
 #include "cleaning/browsers/BrowserDatabase.hpp"
 #include "cleaning/browsers/MorkFile.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -30,7 +31,7 @@ std::string Count(std::int64_t n, const char* one, const char* many) {
 void EditDatabase(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& path,
                   const char* what, const Columns& needed, const DatabaseEdit& edit) {
     std::error_code ec;
-    if (!fs::exists(path, ec)) return;
+    if (!fs::exists(PathFromUtf8(path), ec)) return;
     const std::string fail = "Failed: " + std::string(what) + " not removed from " + path + ": ";
     std::string error;
     auto db = BrowserDatabase::Open(c.platform, path, error);
@@ -171,12 +172,12 @@ void MorkTypedHistory(GeckoTaskContext& c, GeckoTaskResult& r, const std::string
 
 GeckoTaskResult TypedAddresses(const GeckoProfile& p, GeckoTaskContext& c) {
     GeckoTaskResult r;
-    EditDatabase(c, r, p.path + "/places.sqlite", "typed addresses",
+    EditDatabase(c, r, JoinPath(p.path, "places.sqlite"), "typed addresses",
                  {{"moz_places", "typed"}, {"moz_historyvisits", "visit_type"}}, PlacesTyped);
-    EditDatabase(c, r, p.path + "/urlbarhistory.sqlite", "typed addresses",
+    EditDatabase(c, r, JoinPath(p.path, "urlbarhistory.sqlite"), "typed addresses",
                  {{"urlbarhistory", "url"}}, UrlbarHistory);
-    UrlbarRdf(c, r, p.path + "/localstore.rdf");
-    MorkTypedHistory(c, r, p.path + "/history.dat");
+    UrlbarRdf(c, r, JoinPath(p.path, "localstore.rdf"));
+    MorkTypedHistory(c, r, JoinPath(p.path, "history.dat"));
     return r;
 }
 
@@ -207,8 +208,9 @@ GeckoTaskResult Cache(const GeckoProfile& p, GeckoTaskContext& c) {
     GeckoTaskResult r;
     std::error_code ec;
     for (const std::string& folder : p.cacheFolders) {
-        if (!fs::is_directory(fs::symlink_status(folder, ec)) || HoldsUserData(folder)) continue;
-        const RemovalCount size = FolderSize(folder);
+        const fs::path where = PathFromUtf8(folder);
+        if (!fs::is_directory(fs::symlink_status(where, ec)) || HoldsUserData(where)) continue;
+        const RemovalCount size = FolderSize(where);
         try {
             c.platform.DeletePath(folder);
         } catch (const VbError& e) {
@@ -277,9 +279,9 @@ void CookiesText(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& pat
 
 GeckoTaskResult Cookies(const GeckoProfile& p, GeckoTaskContext& c) {
     GeckoTaskResult r;
-    EditDatabase(c, r, p.path + "/cookies.sqlite", "cookies", {{"moz_cookies", "host"}},
+    EditDatabase(c, r, JoinPath(p.path, "cookies.sqlite"), "cookies", {{"moz_cookies", "host"}},
                  [&](BrowserDatabase& db) { return CookiesDatabase(db, c.keep); });
-    CookiesText(c, r, p.path + "/cookies.txt");
+    CookiesText(c, r, JoinPath(p.path, "cookies.txt"));
     return r;
 }
 
@@ -297,12 +299,12 @@ std::string FormHistory(BrowserDatabase& db) {
 
 GeckoTaskResult FormData(const GeckoProfile& p, GeckoTaskContext& c) {
     GeckoTaskResult r;
-    EditDatabase(c, r, p.path + "/formhistory.sqlite", "form data",
+    EditDatabase(c, r, JoinPath(p.path, "formhistory.sqlite"), "form data",
                  {{"moz_formhistory", "fieldname"}}, FormHistory);
     // The legacy Mork form history holds nothing but form entries.
-    const std::string mork = p.path + "/formhistory.dat";
+    const std::string mork = JoinPath(p.path, "formhistory.dat");
     std::error_code ec;
-    if (fs::is_regular_file(mork, ec)) {
+    if (fs::is_regular_file(PathFromUtf8(mork), ec)) {
         try {
             c.platform.DeletePath(mork);
             r.lines.push_back("Removed the form history file " + mork + ".");
@@ -351,12 +353,15 @@ GeckoTaskResult RunGeckoTask(int task, const GeckoProfile& profile, GeckoTaskCon
 }
 
 std::string GeckoProfileInUse(Platform& platform, const std::string& profile) {
-    if (platform.FileLockHeld(profile + "/.parentlock"))
-        return "the browser holds its lock (.parentlock)";
+    // Held open or locked while the browser runs: .parentlock on Unix systems,
+    // parent.lock on Windows.
+    for (const char* lock : {".parentlock", "parent.lock"})
+        if (platform.FileLockHeld(JoinPath(profile, lock)))
+            return "the browser holds its lock (" + std::string(lock) + ")";
     // Today's link "IP:+PID" stays after a clean exit and proves nothing; the old
     // "IP:PID" of Netscape and the Mozilla Suite does, when that process lives here.
-    for (const char* name : {"/lock", "/parent.lock"}) {
-        auto target = platform.ReadLink(profile + name);
+    for (const char* name : {"lock", "parent.lock"}) {
+        auto target = platform.ReadLink(JoinPath(profile, name));
         if (!target) continue;
         const auto colon = target->rfind(':');
         if (colon == std::string::npos || target->compare(colon + 1, 1, "+") == 0) continue;

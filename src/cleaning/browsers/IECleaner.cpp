@@ -9,6 +9,7 @@
 #include "common/VbError.hpp"
 #include "common/platform/Platform.hpp"
 #include "common/registry/KelRegistry.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -44,6 +45,7 @@ std::string Plural(std::int64_t n, const char* one, const char* many) {
 }
 
 std::string Join(const fs::path& base, const char* leaf) { return (base / leaf).string(); }
+std::string Join(const std::string& base, const char* leaf) { return JoinPath(base, leaf); }
 
 constexpr std::int32_t kFilesPerPump = 256;
 
@@ -51,7 +53,7 @@ constexpr std::int32_t kFilesPerPump = 256;
 std::vector<std::string> Subfolders(const std::string& dir) {
     std::vector<std::string> out;
     std::error_code ec;
-    for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec))
+    for (fs::directory_iterator it(PathFromUtf8(dir), ec), end; !ec && it != end; it.increment(ec))
         if (it->symlink_status(ec).type() == fs::file_type::directory)
             out.push_back(it->path().string());
     std::sort(out.begin(), out.end());
@@ -60,7 +62,7 @@ std::vector<std::string> Subfolders(const std::string& dir) {
 
 bool IsFolder(const std::string& path) {
     std::error_code ec;
-    return fs::symlink_status(path, ec).type() == fs::file_type::directory;
+    return fs::symlink_status(PathFromUtf8(path), ec).type() == fs::file_type::directory;
 }
 
 }  // namespace
@@ -225,7 +227,8 @@ std::optional<std::string> IECleaner::ShellFolder(const std::string& name) const
 std::vector<IECleaner::FileItem> ListFiles(const std::string& folder, bool recursive) {
     std::vector<IECleaner::FileItem> items;
     std::error_code ec;
-    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+    for (fs::directory_iterator it(PathFromUtf8(folder), ec), end; !ec && it != end;
+         it.increment(ec)) {
         const fs::file_status st = it->symlink_status(ec);
         if (ec) break;
         if (st.type() == fs::file_type::directory) {
@@ -258,7 +261,7 @@ void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
     std::error_code ec;
     for (const auto& item : items) {
         // A preview answers as a removal would and leaves the files where they are.
-        if (!whole && fs::symlink_status(item.path, ec).type() != fs::file_type::not_found)
+        if (!whole && fs::symlink_status(PathFromUtf8(item.path), ec).type() != fs::file_type::not_found)
             continue;
         removed_.insert(item.path);
         ++tally.files;
@@ -284,7 +287,7 @@ void IECleaner::RemoveOne(const FileItem& item, FileTally& tally) {
     // On Linux a file in use can be unlinked; one that stays is protected by its
     // folder's permissions or an attribute, which a later start may no longer have.
     std::error_code ec;
-    if (fs::symlink_status(item.path, ec).type() == fs::file_type::not_found) return;
+    if (fs::symlink_status(PathFromUtf8(item.path), ec).type() == fs::file_type::not_found) return;
     tally.deferred.push_back(item.path);
     if (StartupDelete) StartupDelete(item.path);
 }
@@ -319,14 +322,15 @@ bool IECleaner::CleanHiddenLogs(Int16& Found) {
             auto base = ShellFolder(log.folder);
             if (!base) continue;
             anyFolder = true;
-            fs::path dir = log.sub ? fs::path(*base) / log.sub : fs::path(*base);
+            fs::path dir = log.sub ? PathFromUtf8(*base) / log.sub : PathFromUtf8(*base);
             const std::string file = Join(dir, "index.dat");
             if (Cancelled()) return;
             std::error_code ec;
-            if (fs::symlink_status(file, ec).type() != fs::file_type::regular ||
+            if (fs::symlink_status(PathFromUtf8(file), ec).type() != fs::file_type::regular ||
                 removed_.count(file) != 0)
                 continue;
-            RemoveOne({file, static_cast<std::int64_t>(fs::file_size(file, ec))}, tally);
+            RemoveOne({file, static_cast<std::int64_t>(fs::file_size(PathFromUtf8(file), ec))},
+                      tally);
         }
     });
     if (!ok || Cancelled()) return false;

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "common/VbError.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -43,9 +44,9 @@ std::vector<fs::path> CacheParents(Platform& platform, const fs::path& profile) 
     const auto roaming = platform.SpecialFolderPath(CSIDL_APPDATA);
     const auto local = platform.SpecialFolderPath(CSIDL_LOCAL_APPDATA);
     if (!roaming || !local) return parents;
-    const fs::path inside = profile.lexically_relative(*roaming);
+    const fs::path inside = profile.lexically_relative(PathFromUtf8(*roaming));
     if (!inside.empty() && *inside.begin() != ".." && *inside.begin() != ".")
-        parents.push_back(fs::path(*local) / inside);
+        parents.push_back(PathFromUtf8(*local) / inside);
     return parents;
 }
 
@@ -64,9 +65,9 @@ RemovalCount FolderSize(const fs::path& folder) {
 }  // namespace
 
 std::vector<std::string> LegacyOperaProfiles(Platform& platform) {
-    std::vector<fs::path> candidates{fs::path(platform.HomeDirectory()) / ".opera"};
+    std::vector<fs::path> candidates{PathFromUtf8(platform.HomeDirectory()) / ".opera"};
     if (auto appData = platform.SpecialFolderPath(CSIDL_APPDATA)) {
-        const fs::path opera = fs::path(*appData) / "Opera";
+        const fs::path opera = PathFromUtf8(*appData) / "Opera";
         candidates.insert(candidates.end(), {opera / "Opera" / "profile", opera / "Opera", opera});
     }
     std::vector<std::string> profiles;
@@ -77,7 +78,7 @@ std::vector<std::string> LegacyOperaProfiles(Platform& platform) {
 
 void LegacyOperaCleaner::RemoveTrace(const std::string& profile, const std::string& file,
                                      const std::string& what) {
-    const std::string path = (fs::path(profile) / file).string();
+    const std::string path = (PathFromUtf8(profile) / file).string();
     if (!platform_.FileExists(path)) {
         report_(Label(profile) + ": no " + file + ", nothing to remove.");
         return;
@@ -89,7 +90,7 @@ void LegacyOperaCleaner::RemoveTrace(const std::string& profile, const std::stri
 }
 
 void LegacyOperaCleaner::CleanTyped(const std::string& profile) {
-    const fs::path file = fs::path(profile) / "typed_history.xml";
+    const fs::path file = PathFromUtf8(profile) / "typed_history.xml";
     const std::int64_t n = CountOccurrences(file, "<typed_history_item");
     RemoveTrace(profile, "typed_history.xml", std::to_string(n) + " typed addresses and searches");
 }
@@ -97,7 +98,7 @@ void LegacyOperaCleaner::CleanTyped(const std::string& profile) {
 void LegacyOperaCleaner::CleanCache(const std::string& profile) {
     RemovalCount removed;
     bool failed = false;
-    for (const fs::path& parent : CacheParents(platform_, profile))
+    for (const fs::path& parent : CacheParents(platform_, PathFromUtf8(profile)))
         for (const char* name : kCacheFolders) {
             const fs::path folder = parent / name;
             // A folder holding a profile's own files is never a cache.
@@ -122,7 +123,7 @@ void LegacyOperaCleaner::CleanCache(const std::string& profile) {
 
 void LegacyOperaCleaner::CleanCookies(const std::string& profile, bool keepListGiven) {
     // The binary file holds every site together; a kept site cannot be cut out safely.
-    if (keepListGiven && platform_.FileExists((fs::path(profile) / "cookies4.dat").string())) {
+    if (keepListGiven && platform_.FileExists((PathFromUtf8(profile) / "cookies4.dat").string())) {
         report_(Label(profile) +
                 ": cookies4.dat left as it was: it holds the cookies of kept sites too.");
         return;
@@ -132,7 +133,7 @@ void LegacyOperaCleaner::CleanCookies(const std::string& profile, bool keepListG
 
 void LegacyOperaCleaner::CleanFormData(const std::string& profile) {
     // wand.dat keeps form entries and saved passwords in one file.
-    if (platform_.FileExists((fs::path(profile) / "wand.dat").string()))
+    if (platform_.FileExists((PathFromUtf8(profile) / "wand.dat").string()))
         report_(Label(profile) +
                 ": wand.dat left as it was: it holds saved passwords together with form entries.");
     else

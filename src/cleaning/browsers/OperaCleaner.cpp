@@ -6,6 +6,7 @@
 #include "cleaning/browsers/ChromiumProfiles.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/LegacyOpera.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -43,10 +44,10 @@ constexpr TaskRow kTasks[] = {
 std::string OperaCleaner::ProfileFolder() const {
     const std::string chromium = ChromiumUserDataFolder(platform_, kOperaBrowser);
     if (!chromium.empty()) return chromium;
-    const fs::path home = platform_.HomeDirectory();
+    const fs::path home = PathFromUtf8(platform_.HomeDirectory());
     if (platform_.DirectoryExists((home / ".opera").string())) return (home / ".opera").string();
     if (auto appData = platform_.SpecialFolderPath(CSIDL_APPDATA)) {
-        fs::path p = fs::path(*appData) / "Opera";
+        fs::path p = PathFromUtf8(*appData) / "Opera";
         if (platform_.DirectoryExists(p.string())) return p.string();
     }
     return {};

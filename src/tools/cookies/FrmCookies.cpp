@@ -12,6 +12,7 @@
 #include "common/ErrorHandler.hpp"
 #include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -123,7 +124,7 @@ void FrmCookies::AddCookie(const std::string& folder, const std::string& name) {
     // Only Microsoft's "user@site[n].txt" files are cookies; Wine's own random
     // names and any other text file stay out.
     if (name.find('@') == std::string::npos) return;
-    const std::string path = folder.ends_with('/') ? folder + name : folder + "/" + name;
+    const std::string path = JoinPath(folder, name);
     const std::string site = IECookieFileSite(name);
     ListFor(site).Add(kFileKey + name, name,
                       {kIESource, std::to_string(CookiesInFile(app_.GetPlatform(), path))});
@@ -205,7 +206,7 @@ void FrmCookies::cmdClean_Click() {
                         vbYesNo | vbQuestion) == vbNo)
             return;
         std::string folder = CookiesFolder(app_.GetPlatform(), app_.Registry());
-        if (!folder.ends_with('\\') && !folder.ends_with('/')) folder += "/";
+        if (!folder.empty() && !IsPathSeparator(folder.back())) folder += kPathSeparator;
         if (TickedCount(lvDelete) == 0) {
             app_.MsgBox("Nothing to do, Please select cookie(s) to delete.", vbExclamation);
             return;

@@ -14,6 +14,7 @@
 #include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -21,13 +22,10 @@ namespace {
 
 constexpr std::int16_t kShownPath = 42;
 
-std::string NameOf(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
+std::string NameOf(const std::string& path) { return SplitAtLastSeparator(path).second; }
 
 std::string Join(const std::string& folder, const std::string& name) {
-    return folder.ends_with('/') ? folder + name : folder + "/" + name;
+    return JoinPath(folder, name);
 }
 
 // A percentage as a rounded 16-bit integer; an empty total counts as all done.

@@ -8,6 +8,7 @@
 // The walker is the platform seam: each platform provides DirWalker/DirVisitor.
 #include "common/Text.hpp"
 #include "common/WaitPumping.hpp"
+#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -33,7 +34,7 @@ bool JunkSearch::InPlace(const Filter& filter, const std::string& folder) {
     if (filter.places.empty()) return true;
     std::vector<std::string_view> parts;
     for (std::size_t pos = 0; pos < folder.size();) {
-        std::size_t slash = folder.find('/', pos);
+        std::size_t slash = folder.find_first_of(kPathSeparators, pos);
         if (slash == std::string::npos) slash = folder.size();
         if (slash > pos) parts.emplace_back(folder.data() + pos, slash - pos);
         pos = slash + 1;

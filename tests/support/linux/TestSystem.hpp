@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -25,8 +26,12 @@ inline std::optional<std::string> EnvironmentOf(const std::string& name) {
     return v ? std::optional<std::string>(v) : std::nullopt;
 }
 
-// Root writes past permissions.
-inline bool RunsAsRoot() { return geteuid() == 0; }
+// Whether this process may write files marked read-only in `folder`: root may.
+inline bool WritesPastReadOnly(const std::filesystem::path& /*folder*/) { return geteuid() == 0; }
+
+// The variables that name the user's configuration and cache folders.
+inline constexpr const char* kConfigHomeVariable = "XDG_CONFIG_HOME";
+inline constexpr const char* kCacheHomeVariable = "XDG_CACHE_HOME";
 
 inline long ThisProcessId() { return static_cast<long>(getpid()); }
 

@@ -3,6 +3,7 @@
 // The environment is the system's own, as the platform reads it.
 #include <windows.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -40,8 +41,24 @@ inline std::optional<std::string> EnvironmentOf(const std::string& name) {
     return out;
 }
 
-// Nobody writes past a read-only attribute.
-inline bool RunsAsRoot() { return false; }
+// Whether this process may write files marked read-only in `folder`: Windows
+// never lets it, Wine run by root does.
+inline bool WritesPastReadOnly(const std::filesystem::path& folder) {
+    const std::filesystem::path probe = folder / "read-only-probe";
+    HANDLE h = CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_READONLY, nullptr);
+    if (h != INVALID_HANDLE_VALUE) CloseHandle(h);
+    h = CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    const bool writes = h != INVALID_HANDLE_VALUE;
+    if (writes) CloseHandle(h);
+    SetFileAttributesW(probe.c_str(), FILE_ATTRIBUTE_NORMAL);
+    DeleteFileW(probe.c_str());
+    return writes;
+}
+
+// The variables that name the user's configuration and cache folders.
+inline constexpr const char* kConfigHomeVariable = "APPDATA";
+inline constexpr const char* kCacheHomeVariable = "LOCALAPPDATA";
 
 inline long ThisProcessId() { return static_cast<long>(GetCurrentProcessId()); }
 

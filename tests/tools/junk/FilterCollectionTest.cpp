@@ -18,9 +18,9 @@ namespace fs = std::filesystem;
 TEST(FilterCollection, ReadsShippedThenUserLinesAndHonoursDrop) {
     fs::path dir = fs::temp_directory_path() / ("velloran-filters-" + std::to_string(test::ThisProcessId()));
     fs::create_directories(dir);
-    std::ofstream(dir / "shipped.txt")
+    std::ofstream(dir / "shipped.txt", std::ios::binary)
         << "# comment\r\n*.tmp;Temporary files;x\r\n\r\n*.OLD;Old;backup\n#&&version;1\n";
-    std::ofstream(dir / "user.txt") << "#&&drop;*.old\n*.mine;Mine;\n";
+    std::ofstream(dir / "user.txt", std::ios::binary) << "#&&drop;*.old\n*.mine;Mine;\n";
 
     FilterCollection fc({dir / "shipped.txt", dir / "user.txt", dir / "absent.txt"});
     int populated = 0;

@@ -31,6 +31,8 @@ Target SelectTarget(const std::optional<fs::path>& overridePrefix) {
 
 bool PrefixTargets() { return true; }
 
+std::string MachineRegistryNote() { return {}; }
+
 std::string Target::Describe() const {
     return HasPrefix() ? "Wine prefix " + prefix.string() : "Velloran store " + ownStore.string();
 }

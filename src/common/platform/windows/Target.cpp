@@ -11,6 +11,9 @@ Target SelectTarget(const std::optional<std::filesystem::path>& /*overridePrefix
 
 bool PrefixTargets() { return false; }
 
+// A standard user may read HKEY_LOCAL_MACHINE but not change it.
+std::string MachineRegistryNote() { return "needs administrator rights"; }
+
 std::string Target::Describe() const { return "Windows registry"; }
 
 }  // namespace velloran

@@ -1,8 +1,23 @@
 #include "common/platform/Terminal.hpp"
 
-#include <windows.h>
+#include "common/platform/windows/Win32.hpp"
+
+// After windows.h:
+#include <shellapi.h>
 
 namespace velloran {
+
+std::vector<std::string> CommandLineArguments(int /*argc*/, char** /*argv*/) {
+    std::vector<std::string> args;
+    int count = 0;
+    wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    if (!wide) return args;
+    for (int i = 1; i < count; ++i) args.push_back(win::Narrow(wide[i]));
+    LocalFree(wide);
+    return args;
+}
+
+void PrepareConsole() { SetConsoleOutputCP(CP_UTF8); }
 
 namespace {
 
