@@ -1,7 +1,7 @@
 #pragma once
 // The system calls the tests share, on Windows (see tests/support/linux/).
 // The environment is the system's own, as the platform reads it.
-#include <windows.h>
+#include "common/platform/windows/Win32.hpp"
 
 #include <filesystem>
 #include <optional>

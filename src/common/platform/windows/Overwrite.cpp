@@ -252,18 +252,27 @@ bool HideAndDelete(HANDLE h, std::wstring& longPath, std::vector<std::string>& r
 
 }  // namespace
 
-std::vector<NamedStream> SystemStreams(const std::wstring& file) {
-    std::vector<NamedStream> streams;
-    WIN32_FIND_STREAM_DATA data{};
-    HANDLE raw = FindFirstStreamW(file.c_str(), FindStreamInfoStandard, &data, 0);
-    if (raw == INVALID_HANDLE_VALUE) return streams;
-    win::FindHandle find(raw);
-    do {
-        // "::$DATA" is the main data, overwritten as the file itself.
-        if (std::wstring_view(data.cStreamName) == L"::$DATA") continue;
-        streams.push_back({data.cStreamName, static_cast<std::uint64_t>(data.StreamSize.QuadPart)});
-    } while (FindNextStreamW(find.get(), &data));
-    return streams;
+StreamAccess SystemStreams() {
+    StreamAccess access;
+    access.list = [](const std::wstring& file) {
+        std::vector<NamedStream> streams;
+        WIN32_FIND_STREAM_DATA data{};
+        win::FindHandle find(FindFirstStreamW(file.c_str(), FindStreamInfoStandard, &data, 0));
+        if (!find) return streams;
+        do {
+            // "::$DATA" is the main data, overwritten as the file itself.
+            if (std::wstring_view(data.cStreamName) == L"::$DATA") continue;
+            streams.push_back(
+                {data.cStreamName, static_cast<std::uint64_t>(data.StreamSize.QuadPart)});
+        } while (FindNextStreamW(find.get(), &data));
+        return streams;
+    };
+    access.open = [](const std::wstring& file, const NamedStream& stream) {
+        return win::Handle(CreateFileW((file + stream.name).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                       FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                       FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    };
+    return access;
 }
 
 std::string WindowsPlatform::OverwriteCaveat(const std::string& path) {
@@ -289,7 +298,7 @@ bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
 
     bool complete = true;
     // The named streams first: listing them needs the file openable by others.
-    std::vector<NamedStream> streams = listStreams(p);
+    std::vector<NamedStream> named = streams.list(p);
 
     win::Handle h(CreateFileW(p.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ,
                               nullptr, OPEN_EXISTING,
@@ -313,7 +322,7 @@ bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
                          " other hard link(s); its data was not overwritten");
         complete = false;
         own.passes.clear();
-        streams.clear();
+        named.clear();
     }
     if (const std::string note = Caveat(p, info.dwFileAttributes);
         !note.empty() && !own.passes.empty()) {
@@ -322,17 +331,15 @@ bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
     }
     if (job.total) {
         std::uint64_t all = length * (own.passes.size() + (job.verifyLast ? 1 : 0));
-        for (const NamedStream& s : streams) all += ClusterLength(p, s.size) * own.passes.size();
+        for (const NamedStream& s : named) all += ClusterLength(p, s.size) * own.passes.size();
         *job.total = all;
     }
 
     // Each named stream with the same passes, then emptied.
-    for (const NamedStream& s : streams) {
+    for (const NamedStream& s : named) {
         if (Aborted(job)) break;
         const std::string shown = path + win::Narrow(s.name.substr(0, s.name.rfind(L":$DATA")));
-        win::Handle stream(CreateFileW((p + s.name).c_str(), GENERIC_READ | GENERIC_WRITE,
-                                       FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                       FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+        win::Handle stream = streams.open(p, s);
         if (!stream) {
             report.push_back(shown + ": the stream could not be opened: " +
                              win::ErrorText(GetLastError()));

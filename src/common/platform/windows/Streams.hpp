@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "common/platform/windows/Win32.hpp"
+
 namespace velloran {
 
 struct NamedStream {
@@ -13,10 +15,16 @@ struct NamedStream {
     std::uint64_t size = 0;
 };
 
-// The named streams of `file` (a "\\?\" path), never the unnamed main one.
-using StreamLister = std::function<std::vector<NamedStream>(const std::wstring& file)>;
+// How the streams of a file are found and opened: the system's calls, or a test's
+// own (Wine's file systems keep no streams).
+struct StreamAccess {
+    // The named streams of `file` (a "\\?\" path), never the unnamed main one.
+    std::function<std::vector<NamedStream>(const std::wstring& file)> list;
+    // One of them opened for reading and writing; an empty handle when it cannot be.
+    std::function<win::Handle(const std::wstring& file, const NamedStream& stream)> open;
+};
 
-// FindFirstStreamW / FindNextStreamW; empty where the file system keeps none.
-std::vector<NamedStream> SystemStreams(const std::wstring& file);
+// FindFirstStreamW / FindNextStreamW, and CreateFileW on "file:name:$DATA".
+StreamAccess SystemStreams();
 
 }  // namespace velloran

@@ -87,7 +87,7 @@ private:
 
     void Process(unsigned worker, const std::string& folder) {
         WIN32_FIND_DATAW data{};
-        win::FindHandle find(FindFirstFileExW((win::LongPath(folder) + L"\\*").c_str(),
+        win::FindHandle find(FindFirstFileExW(win::FolderPattern(folder).c_str(),
                                               FindExInfoBasic, &data, FindExSearchNameMatch,
                                               nullptr, FIND_FIRST_EX_LARGE_FETCH));
         if (!find) {

@@ -58,6 +58,12 @@ std::wstring LongPathOf(const std::filesystem::path& path) {
     return full;
 }
 
+std::wstring FolderPattern(std::string_view folder) {
+    std::wstring pattern = LongPath(folder);
+    while (!pattern.empty() && pattern.back() == L'\\') pattern.pop_back();
+    return pattern + L"\\*";
+}
+
 std::wstring ShellPath(std::string_view utf8) {
     std::wstring full = FullPath(Wide(utf8));
     if (full.starts_with(kLongUncPrefix)) return L"\\\\" + full.substr(kLongUncPrefix.size());

@@ -30,6 +30,8 @@ std::string Narrow(std::wstring_view utf16);
 // that processing. Relative paths are made absolute against the current folder.
 std::wstring LongPath(std::string_view utf8);
 std::wstring LongPathOf(const std::filesystem::path& path);
+// The pattern that lists everything in a folder: its long path and "\*".
+std::wstring FolderPattern(std::string_view folder);
 // The same without a "\\?\" prefix, for calls that refuse one (the shell's).
 std::wstring ShellPath(std::string_view utf8);
 // A path as the user reads it: backslashes, no "\\?\" prefix.

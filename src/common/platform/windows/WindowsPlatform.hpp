@@ -58,9 +58,9 @@ public:
     bool PowerOff() override;
     bool Reboot() override;
 
-    // Where the named data streams of a file are listed (FindFirstStreamW); tests
-    // give a list of their own, as Wine's file systems have no streams.
-    StreamLister listStreams = SystemStreams;
+    // How the named data streams of a file are found and opened; tests give their
+    // own, as Wine's file systems have no streams.
+    StreamAccess streams = SystemStreams();
 
 private:
     std::string RecentFolder();
