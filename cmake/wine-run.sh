@@ -20,12 +20,12 @@ if ! [ -f "$prefix/.velloran-ready" ]; then
   (
     flock 9
     if ! [ -f "$prefix/.velloran-ready" ]; then
-      wineserver -p </dev/null >/dev/null 2>&1
+      wineserver -p60 </dev/null >/dev/null 2>&1
       wine wineboot -i </dev/null >/dev/null 2>&1
       wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >/dev/null 2>&1
       touch "$prefix/.velloran-ready"
     fi
   ) 9>"$prefix.lock"
 fi
-wineserver -p </dev/null >/dev/null 2>&1 || true
+wineserver -p60 </dev/null >/dev/null 2>&1 || true
 exec wine "$@"

@@ -1,6 +1,6 @@
 // Reads every source file under src/ and checks that includes only point down
-// the layers, that the core stays free of Qt and that system headers stay in
-// the Linux platform folder. docs/ARCHITECTURE.md draws the layers.
+// the layers, that the core stays free of Qt and that each system's headers stay
+// in its platform folder. docs/ARCHITECTURE.md draws the layers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,12 +40,17 @@ const std::vector<LayerRule> kLayerRules = {
     {"cli/", {"qt/"}},
 };
 
-const char* const kPlatformDir = "common/platform/linux/";
+const char* const kLinuxDir = "common/platform/linux/";
+const char* const kWindowsDir = "common/platform/windows/";
 
-// Operating-system and desktop headers; the platform folder wraps them.
+// Operating-system and desktop headers; each platform folder wraps its own.
 const std::regex kSystemHeader(
     R"(^(unistd|fcntl|dirent|pwd|grp|spawn|poll|termios|dlfcn|mntent|glob|fnmatch)\.h$)"
     R"(|^(sys|linux|xcb|X11|systemd|dbus)/)");
+const std::regex kWindowsHeader(
+    R"(^(windows|win[a-z0-9]*|shlobj|shellapi|shlwapi|lmcons|objbase|ole2|commctrl|knownfolders)"
+    R"(|shobjidl|bcrypt|ntstatus|tlhelp32|psapi|io|direct|process)\.h$)",
+    std::regex::icase);
 
 const std::regex kQtHeader(R"(^(Q[A-Z]\w*|Qt\w*/.*|qt\w*/.*|Qt\w+)$)");
 
@@ -108,17 +113,20 @@ bool IsFrontEnd(const std::string& file) {
 
 // Why an include breaks the layers, or empty when it is fine.
 std::string Violation(const Include& inc) {
-    const bool inPlatform = StartsWith(inc.file, kPlatformDir);
     if (inc.angled) {
-        if (!inPlatform && std::regex_search(inc.target, kSystemHeader))
-            return "system header outside " + std::string(kPlatformDir);
+        if (!StartsWith(inc.file, kLinuxDir) && std::regex_search(inc.target, kSystemHeader))
+            return "system header outside " + std::string(kLinuxDir);
+        if (!StartsWith(inc.file, kWindowsDir) && std::regex_match(inc.target, kWindowsHeader))
+            return "Windows header outside " + std::string(kWindowsDir);
         if (!StartsWith(inc.file, "qt/") && std::regex_match(inc.target, kQtHeader))
             return "Qt header outside qt/";
         return {};
     }
-    // Only the front ends pick the Linux platform; the rest sees Platform.hpp.
-    if (StartsWith(inc.target, kPlatformDir) && !inPlatform && !IsFrontEnd(inc.file))
-        return "reaches past the platform interface";
+    // Only the front ends pick a platform; the rest sees Platform.hpp and the free
+    // functions beside it.
+    for (const char* dir : {kLinuxDir, kWindowsDir})
+        if (StartsWith(inc.target, dir) && !StartsWith(inc.file, dir) && !IsFrontEnd(inc.file))
+            return "reaches past the platform interface";
     for (const auto& rule : kLayerRules) {
         if (!StartsWith(inc.file, rule.layer)) continue;
         for (const char* dir : rule.forbidden)
@@ -130,6 +138,7 @@ std::string Violation(const Include& inc) {
 TEST(LayersTest, IncludesPointDownAndSystemHeadersStayInThePlatform) {
     const fs::path root = SourceRoot();
     ASSERT_TRUE(fs::is_directory(root / "common/platform/linux")) << root;
+    ASSERT_TRUE(fs::is_directory(root / "common/platform/windows")) << root;
     const auto includes = ScanIncludes(root);
     ASSERT_GT(includes.size(), 100u) << "the scan found almost nothing under " << root;
 
@@ -161,8 +170,19 @@ TEST(LayersTest, ClassifierCatchesEachKindOfWrongInclude) {
     EXPECT_NE(Violation({"qt/MainView.cpp", "linux/magic.h", true}), "");
     EXPECT_NE(Violation({"cli/main.cpp", "qt/QtHost.hpp", false}), "");
     EXPECT_NE(Violation({"cleaning/Preview.cpp", "common/platform/linux/Trash.hpp", false}), "");
+    EXPECT_NE(Violation({"common/registry/KelRegistry.cpp", "windows.h", true}), "");
+    EXPECT_NE(Violation({"common/platform/linux/Trash.cpp", "shlobj.h", true}), "");
+    EXPECT_NE(Violation({"common/platform/windows/WindowsFiles.cpp", "unistd.h", true}), "");
+    EXPECT_NE(Violation({"app/StartupDelete.cpp", "common/platform/windows/Win32.hpp", false}), "");
+    EXPECT_NE(Violation({"common/platform/linux/Target.cpp", "common/platform/windows/Win32.hpp",
+                         false}),
+              "");
 
     EXPECT_EQ(Violation({"common/platform/linux/FileOps.cpp", "unistd.h", true}), "");
+    EXPECT_EQ(Violation({"common/platform/windows/Overwrite.cpp", "WinIoCtl.h", true}), "");
+    EXPECT_EQ(Violation({"common/platform/windows/Win32.hpp", "common/platform/Platform.hpp",
+                         false}),
+              "");
     EXPECT_EQ(Violation({"qt/MainView.cpp", "QWidget", true}), "");
     EXPECT_EQ(Violation({"cli/main.cpp", "common/platform/linux/LinuxPlatform.hpp", false}), "");
     EXPECT_EQ(Violation({"app/FrmMain.cpp", "cleaning/ClsClean.hpp", false}), "");
@@ -171,6 +191,17 @@ TEST(LayersTest, ClassifierCatchesEachKindOfWrongInclude) {
     EXPECT_EQ(Violation({"traces/Worker.cpp", "common/registry/KelRegistry.hpp", false}), "");
     EXPECT_EQ(Violation({"common/Vb.hpp", "string", true}), "");
     EXPECT_EQ(Violation({"common/Vb.hpp", "cstdint", true}), "");
+}
+
+// The tests keep Windows' headers in folders named windows/ too (the Windows
+// platform's tests and tests/support/windows/, the system calls they share), so
+// that the Linux build never meets one.
+TEST(LayersTest, WindowsHeadersInTestsStayInWindowsFolders) {
+    const fs::path tests = fs::path(VELLORAN_TEST_DATADIR).parent_path();
+    for (const auto& inc : ScanIncludes(tests))
+        if (inc.angled && std::regex_match(inc.target, kWindowsHeader))
+            EXPECT_NE(("/" + inc.file).find("/windows/"), std::string::npos)
+                << inc.file << " includes " << inc.target;
 }
 
 }  // namespace

@@ -16,6 +16,13 @@ constexpr ChromiumRoot kOperaRoots[] = {
     {".config/opera-beta", ".cache/opera-beta"},
     {".config/opera-developer", ".cache/opera-developer"},
     {"snap/opera/current/.config/opera", "snap/opera/current/.cache/opera"},
+    // Windows: the profile in %APPDATA%, its cache in %LOCALAPPDATA%.
+    {"AppData/Roaming/Opera Software/Opera Stable", "AppData/Local/Opera Software/Opera Stable"},
+    {"AppData/Roaming/Opera Software/Opera Next", "AppData/Local/Opera Software/Opera Next"},
+    {"AppData/Roaming/Opera Software/Opera Developer",
+     "AppData/Local/Opera Software/Opera Developer"},
+    {"AppData/Roaming/Opera Software/Opera GX Stable",
+     "AppData/Local/Opera Software/Opera GX Stable"},
 };
 
 // Files that only a profile folder holds.
@@ -72,6 +79,9 @@ std::vector<ChromiumProfile> ChromiumProfilesOf(const std::string& userDataFolde
 
 std::optional<std::string> ChromiumFolderInUse(Platform& platform,
                                                const std::string& userDataFolder) {
+    // On Windows the running browser holds "lockfile" open for itself.
+    if (platform.FileLockHeld(JoinPath(userDataFolder, "lockfile")))
+        return "the browser holds its lock (lockfile)";
     const std::optional<std::string> target =
         platform.ReadLink(JoinPath(userDataFolder, "SingletonLock"));
     if (!target) return std::nullopt;

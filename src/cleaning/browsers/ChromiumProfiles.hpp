@@ -40,9 +40,10 @@ std::string ChromiumUserDataFolder(Platform& platform, const ChromiumBrowser& br
 std::vector<ChromiumProfile> ChromiumProfilesOf(const std::string& userDataFolder,
                                                 const std::string& cacheRoot);
 
-// Why a running browser owns this user data folder, nullopt when none does. The lock
-// link `SingletonLock` names `<host>-<pid>`; it is left behind by a crash, so it only
-// counts when the host is this one and the process is alive.
+// Why a running browser owns this user data folder, nullopt when none does. On
+// Windows the browser holds `lockfile` open. Elsewhere the lock link `SingletonLock`
+// names `<host>-<pid>`; it is left behind by a crash, so it only counts when the
+// host is this one and the process is alive.
 std::optional<std::string> ChromiumFolderInUse(Platform& platform,
                                                const std::string& userDataFolder);
 

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-enum class Base { Home, Config, AppData };
+enum class Base { Home, Config, Cache, AppData, LocalAppData };
 enum class Layout {
     ProfilesIni,  // profiles.ini lists the profiles
     Salted,       // <root>/<profile name>/<8 characters>.slt, no profiles.ini needed
@@ -25,28 +25,39 @@ struct GeckoRoot {
     Base base;
     const char* folder;
     Layout layout;
-    // Where a profile's disk cache lives below $XDG_CACHE_HOME ("" for none).
+    // Where a profile's disk cache lives: the same path below this folder as the
+    // profile's below the root ("" for none).
+    Base cacheBase;
     const char* cacheFolder;
 };
 
-constexpr std::array<GeckoRoot, 16> kRoots{{
-    {Base::Home, ".mozilla/firefox", Layout::ProfilesIni, "mozilla/firefox"},
-    {Base::Config, "mozilla/firefox", Layout::ProfilesIni, "mozilla/firefox"},
-    {Base::Home, "snap/firefox/common/.mozilla/firefox", Layout::ProfilesIni, ""},
-    {Base::Home, ".var/app/org.mozilla.firefox/.mozilla/firefox", Layout::ProfilesIni, ""},
-    {Base::Home, ".var/app/org.mozilla.firefox/config/mozilla/firefox", Layout::ProfilesIni, ""},
-    {Base::Home, ".librewolf", Layout::ProfilesIni, "librewolf"},
-    {Base::Home, ".var/app/io.gitlab.librewolf-community/.librewolf", Layout::ProfilesIni, ""},
-    {Base::Home, ".waterfox", Layout::ProfilesIni, "waterfox"},
-    {Base::Home, ".mozilla/seamonkey", Layout::ProfilesIni, "mozilla/seamonkey"},
-    {Base::Home, ".moonchild productions/pale moon", Layout::ProfilesIni,
+// Windows browsers keep a profile in %APPDATA% and its cache in %LOCALAPPDATA%, on
+// Windows and inside a Wine prefix alike.
+constexpr std::array<GeckoRoot, 18> kRoots{{
+    {Base::Home, ".mozilla/firefox", Layout::ProfilesIni, Base::Cache, "mozilla/firefox"},
+    {Base::Config, "mozilla/firefox", Layout::ProfilesIni, Base::Cache, "mozilla/firefox"},
+    {Base::Home, "snap/firefox/common/.mozilla/firefox", Layout::ProfilesIni, Base::Cache, ""},
+    {Base::Home, ".var/app/org.mozilla.firefox/.mozilla/firefox", Layout::ProfilesIni, Base::Cache,
+     ""},
+    {Base::Home, ".var/app/org.mozilla.firefox/config/mozilla/firefox", Layout::ProfilesIni,
+     Base::Cache, ""},
+    {Base::Home, ".librewolf", Layout::ProfilesIni, Base::Cache, "librewolf"},
+    {Base::Home, ".var/app/io.gitlab.librewolf-community/.librewolf", Layout::ProfilesIni,
+     Base::Cache, ""},
+    {Base::Home, ".waterfox", Layout::ProfilesIni, Base::Cache, "waterfox"},
+    {Base::Home, ".mozilla/seamonkey", Layout::ProfilesIni, Base::Cache, "mozilla/seamonkey"},
+    {Base::Home, ".moonchild productions/pale moon", Layout::ProfilesIni, Base::Cache,
      "moonchild productions/pale moon"},
-    {Base::Home, ".mozilla", Layout::Salted, ""},
-    {Base::AppData, "Mozilla/Firefox", Layout::ProfilesIni, ""},
-    {Base::AppData, "Mozilla/SeaMonkey", Layout::ProfilesIni, ""},
-    {Base::AppData, "Moonchild Productions/Pale Moon", Layout::ProfilesIni, ""},
-    {Base::AppData, "Mozilla/Profiles", Layout::Salted, ""},
-    {Base::AppData, "Netscape/NSv6/Users50", Layout::Salted, ""},
+    {Base::Home, ".mozilla", Layout::Salted, Base::Cache, ""},
+    {Base::AppData, "Mozilla/Firefox", Layout::ProfilesIni, Base::LocalAppData, "Mozilla/Firefox"},
+    {Base::AppData, "Mozilla/SeaMonkey", Layout::ProfilesIni, Base::LocalAppData,
+     "Mozilla/SeaMonkey"},
+    {Base::AppData, "Moonchild Productions/Pale Moon", Layout::ProfilesIni, Base::LocalAppData,
+     "Moonchild Productions/Pale Moon"},
+    {Base::AppData, "Waterfox", Layout::ProfilesIni, Base::LocalAppData, "Waterfox"},
+    {Base::AppData, "librewolf", Layout::ProfilesIni, Base::LocalAppData, "librewolf"},
+    {Base::AppData, "Mozilla/Profiles", Layout::Salted, Base::LocalAppData, ""},
+    {Base::AppData, "Netscape/NSv6/Users50", Layout::Salted, Base::LocalAppData, ""},
 }};
 
 // Cache folder names inside a profile or its cache folder; never the profile itself.
@@ -59,8 +70,12 @@ std::string BaseFolder(const GeckoLocations& where, Base base) {
             return where.home;
         case Base::Config:
             return where.configHome;
+        case Base::Cache:
+            return where.cacheHome;
         case Base::AppData:
             return where.appData;
+        case Base::LocalAppData:
+            return where.localAppData;
     }
     return {};
 }
@@ -103,6 +118,7 @@ GeckoLocations GeckoLocations::FromEnvironment(Platform& platform) {
     where.configHome = XdgConfigHome().string();
     where.cacheHome = XdgCacheHome().string();
     if (auto appData = platform.SpecialFolderPath(CSIDL_APPDATA)) where.appData = *appData;
+    if (auto local = platform.SpecialFolderPath(CSIDL_LOCAL_APPDATA)) where.localAppData = *local;
     return where;
 }
 
@@ -159,9 +175,9 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
             // elsewhere keeps it inside itself.
             fs::path external;
             const fs::path rel = canonical.lexically_relative(fs::weakly_canonical(folder, ec));
-            if (*root.cacheFolder && !where.cacheHome.empty() && !rel.empty() &&
-                *rel.begin() != "..")
-                external = PathFromUtf8(where.cacheHome) / root.cacheFolder / rel;
+            const std::string cacheBase = BaseFolder(where, root.cacheBase);
+            if (*root.cacheFolder && !cacheBase.empty() && !rel.empty() && *rel.begin() != "..")
+                external = PathFromUtf8(cacheBase) / root.cacheFolder / rel;
             profiles.push_back({canonical.string(), CacheFolders(canonical, external)});
         }
     }

@@ -1,7 +1,8 @@
 #pragma once
 // Every Gecko-family profile on the machine: Firefox (native, XDG, snap, flatpak),
 // LibreWolf, Waterfox, SeaMonkey, Pale Moon, legacy Netscape/Mozilla Suite
-// profiles, and the same browsers inside the target Windows environment.
+// profiles, and the same browsers of the Windows environment (the target prefix's,
+// or on Windows the user's own).
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ struct GeckoLocations {
     std::string configHome;  // $XDG_CONFIG_HOME
     std::string cacheHome;   // $XDG_CACHE_HOME
     std::string appData;     // the Windows environment's %APPDATA% as a host path
+    std::string localAppData;  // and its %LOCALAPPDATA%, where Windows browsers cache
 
     static GeckoLocations FromEnvironment(Platform& platform);
 };
