@@ -198,10 +198,11 @@ TEST(LayersTest, ClassifierCatchesEachKindOfWrongInclude) {
 // that the Linux build never meets one.
 TEST(LayersTest, WindowsHeadersInTestsStayInWindowsFolders) {
     const fs::path tests = fs::path(VELLORAN_TEST_DATADIR).parent_path();
-    for (const auto& inc : ScanIncludes(tests))
-        if (inc.angled && std::regex_match(inc.target, kWindowsHeader))
-            EXPECT_NE(("/" + inc.file).find("/windows/"), std::string::npos)
-                << inc.file << " includes " << inc.target;
+    for (const auto& inc : ScanIncludes(tests)) {
+        if (!inc.angled || !std::regex_match(inc.target, kWindowsHeader)) continue;
+        EXPECT_NE(("/" + inc.file).find("/windows/"), std::string::npos)
+            << inc.file << " includes " << inc.target;
+    }
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/platform/Platform.hpp"
+#include "common/registry/OverlayStore.hpp"
 #include "common/registry/RegistryStore.hpp"
 
 namespace velloran {
@@ -23,7 +24,8 @@ struct PreviewSummary {
     std::string Text() const;
 };
 
-// Forwards to a store whose changes live in memory until saved, and never saves.
+// Works on an overlay of the store: the changes live in memory and never reach the
+// store itself, even one that changes the registry at once (the live Windows one).
 class PreviewStore : public RegistryStore {
 public:
     PreviewStore(RegistryStore& inner, PreviewSummary& summary)
@@ -60,7 +62,7 @@ public:
 private:
     // Values and keys below `path`, the key itself included.
     void CountTree(std::uint32_t root, const std::string& path);
-    RegistryStore& inner_;
+    OverlayStore inner_;
     PreviewSummary& summary_;
 };
 

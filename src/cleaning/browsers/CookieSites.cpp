@@ -51,7 +51,7 @@ std::string Shown(Platform& platform, const std::string& path) {
     const std::string home = platform.HomeDirectory();
     if (!home.empty() && path.size() > home.size() && path.starts_with(home) &&
         IsPathSeparator(path[home.size()]))
-        return "~" + path.substr(home.size());
+        return std::string("~").append(path, home.size());
     return path;
 }
 

@@ -140,8 +140,14 @@ void WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
 }
 
 std::string AtomicTemporaryName(const fs::path& file, long pid, int n) {
-    return "." + Utf8FromPath(file.filename()) + ".velloran-" + std::to_string(pid) + "-" +
-           std::to_string(n) + ".tmp";
+    std::string name(".");
+    name.append(Utf8FromPath(file.filename()))
+        .append(".velloran-")
+        .append(std::to_string(pid))
+        .append("-")
+        .append(std::to_string(n))
+        .append(".tmp");
+    return name;
 }
 
 }  // namespace velloran
