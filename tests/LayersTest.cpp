@@ -174,15 +174,15 @@ TEST(LayersTest, ClassifierCatchesEachKindOfWrongInclude) {
     EXPECT_NE(Violation({"common/platform/linux/Trash.cpp", "shlobj.h", true}), "");
     EXPECT_NE(Violation({"common/platform/windows/WindowsFiles.cpp", "unistd.h", true}), "");
     EXPECT_NE(Violation({"app/StartupDelete.cpp", "common/platform/windows/Win32.hpp", false}), "");
-    EXPECT_NE(Violation({"common/platform/linux/Target.cpp", "common/platform/windows/Win32.hpp",
-                         false}),
-              "");
+    EXPECT_NE(
+        Violation({"common/platform/linux/Target.cpp", "common/platform/windows/Win32.hpp", false}),
+        "");
 
     EXPECT_EQ(Violation({"common/platform/linux/FileOps.cpp", "unistd.h", true}), "");
     EXPECT_EQ(Violation({"common/platform/windows/Overwrite.cpp", "WinIoCtl.h", true}), "");
-    EXPECT_EQ(Violation({"common/platform/windows/Win32.hpp", "common/platform/Platform.hpp",
-                         false}),
-              "");
+    EXPECT_EQ(
+        Violation({"common/platform/windows/Win32.hpp", "common/platform/Platform.hpp", false}),
+        "");
     EXPECT_EQ(Violation({"qt/MainView.cpp", "QWidget", true}), "");
     EXPECT_EQ(Violation({"cli/main.cpp", "common/platform/linux/LinuxPlatform.hpp", false}), "");
     EXPECT_EQ(Violation({"app/FrmMain.cpp", "cleaning/ClsClean.hpp", false}), "");

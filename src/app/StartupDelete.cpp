@@ -54,9 +54,8 @@ void SetAutostartEntry(Application& app) {
 }
 
 void RemoveAutostartEntry(Application& app) {
-    WithErrorHandler(app, "ModFunctions:RemoveAutoStart", [&] {
-        RemoveLoginStart(app.GetPlatform(), app.SettingsRegistry());
-    });
+    WithErrorHandler(app, "ModFunctions:RemoveAutoStart",
+                     [&] { RemoveLoginStart(app.GetPlatform(), app.SettingsRegistry()); });
 }
 
 VbBool ShellDelete(Application& app, int operation, std::string& path, std::int16_t recycle) {

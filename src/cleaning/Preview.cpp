@@ -161,7 +161,8 @@ std::string PreviewPlatform::DatabaseToEdit(const std::string& path) {
     for (const char* side : {"", "-wal", "-journal"}) {
         const fs::path from = PathFromUtf8(path + side);
         if (fs::is_regular_file(from, ec))
-            fs::copy_file(from, PathFromUtf8(copy.string() + side), fs::copy_options::overwrite_existing);
+            fs::copy_file(from, PathFromUtf8(copy.string() + side),
+                          fs::copy_options::overwrite_existing);
     }
     return copy.string();
 }

@@ -7,8 +7,8 @@
 #include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleProgress.hpp"
 #include "cli/ConsoleSession.hpp"
-#include "tools/eradicator/frmErad.hpp"
 #include "common/platform/Paths.hpp"
+#include "tools/eradicator/frmErad.hpp"
 
 namespace velloran {
 

@@ -12,8 +12,8 @@
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
-#include "tools/junk/FrmJunk.hpp"
 #include "common/platform/Paths.hpp"
+#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -51,7 +51,8 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
         if (a.starts_with("--drive")) {
             std::error_code ec;
             const std::filesystem::path folder = PathFromUtf8(value);
-            if (!std::filesystem::is_directory(folder, ec)) return "'" + value + "' is not a folder";
+            if (!std::filesystem::is_directory(folder, ec))
+                return "'" + value + "' is not a folder";
             o.drives.push_back(WithoutTrailingSeparators(
                 Utf8FromPath(std::filesystem::absolute(folder).lexically_normal())));
         } else {

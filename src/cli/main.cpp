@@ -22,7 +22,8 @@ namespace {
 // The help text; `prefixes`: the --prefix option exists (not on Windows, where
 // the registry is the system's own).
 std::string Usage(bool prefixes) {
-    const std::string prefixOption = prefixes ? "      --prefix DIR           work on the Wine prefix DIR\n" : "";
+    const std::string prefixOption =
+        prefixes ? "      --prefix DIR           work on the Wine prefix DIR\n" : "";
     std::string text =
         "usage: velloran-cli <command> [options]\n"
         "\n"

@@ -349,8 +349,7 @@ TEST_F(ClsCleanNetscapeTest, TickedBoxesCallTheWorkerWithTheirIndex) {
                   ".\r\n"
                   "Cleaning Netscape Cookies ...\r\n"
                   "Removed 3 cookies from " +
-                  JoinPath(profile, "cookies.sqlite") +
-                  "; kept 2 cookies of the sites to keep.");
+                  JoinPath(profile, "cookies.sqlite") + "; kept 2 cookies of the sites to keep.");
     EXPECT_EQ(events, (std::vector<std::tuple<std::string, int, int>>{
                           {"Cleaning Netscape Type Url's history ...", 2, 1},
                           {"Cleaning Netscape Cookies ...", 2, 3},

@@ -132,8 +132,8 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
                 {label, JoinPath(profile.path, "cookies.sqlite"), "moz_cookies", "host", inUse});
         // Netscape 6/7 and the Mozilla Suite keep their cookies as text.
         if (IsFile(JoinPath(profile.path, "cookies.txt")))
-            stores.push_back(
-                {label + " (cookies.txt)", JoinPath(profile.path, "cookies.txt"), nullptr, nullptr, inUse});
+            stores.push_back({label + " (cookies.txt)", JoinPath(profile.path, "cookies.txt"),
+                              nullptr, nullptr, inUse});
     }
     for (const ChromiumProfile& profile : ChromiumProfiles(platform, kOperaBrowser)) {
         const auto why = ChromiumFolderInUse(platform, profile.userDataFolder);

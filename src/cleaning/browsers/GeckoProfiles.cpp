@@ -130,9 +130,10 @@ std::vector<std::string> ProfilesIniFolders(const std::string& ini, const std::s
     bool relative = true;
     auto flush = [&] {
         if (inProfile && !path.empty())
-            folders.push_back(relative
-                                  ? Utf8FromPath((PathFromUtf8(root) / PathFromUtf8(path)).lexically_normal())
-                                  : path);
+            folders.push_back(
+                relative
+                    ? Utf8FromPath((PathFromUtf8(root) / PathFromUtf8(path)).lexically_normal())
+                    : path);
         path.clear();
         relative = true;
     };

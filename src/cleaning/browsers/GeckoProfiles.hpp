@@ -13,9 +13,9 @@ namespace velloran {
 // The folders the profile roots hang from; an empty one is not searched.
 struct GeckoLocations {
     std::string home;
-    std::string configHome;  // $XDG_CONFIG_HOME
-    std::string cacheHome;   // $XDG_CACHE_HOME
-    std::string appData;     // the Windows environment's %APPDATA% as a host path
+    std::string configHome;    // $XDG_CONFIG_HOME
+    std::string cacheHome;     // $XDG_CACHE_HOME
+    std::string appData;       // the Windows environment's %APPDATA% as a host path
     std::string localAppData;  // and its %LOCALAPPDATA%, where Windows browsers cache
 
     static GeckoLocations FromEnvironment(Platform& platform);

@@ -7,9 +7,9 @@
 
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/Paths.hpp"
 #include "common/platform/Platform.hpp"
 #include "common/registry/KelRegistry.hpp"
-#include "common/platform/Paths.hpp"
 
 namespace velloran {
 
@@ -261,7 +261,8 @@ void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
     std::error_code ec;
     for (const auto& item : items) {
         // A preview answers as a removal would and leaves the files where they are.
-        if (!whole && fs::symlink_status(PathFromUtf8(item.path), ec).type() != fs::file_type::not_found)
+        if (!whole &&
+            fs::symlink_status(PathFromUtf8(item.path), ec).type() != fs::file_type::not_found)
             continue;
         removed_.insert(item.path);
         ++tally.files;

@@ -27,8 +27,7 @@ inline std::string JoinPath(std::string_view folder, std::string_view name) {
 
 // A path without separators at its end; a root ("/", "C:\\") keeps its own.
 inline std::string WithoutTrailingSeparators(std::string path) {
-    while (path.size() > 1 && IsPathSeparator(path.back()) &&
-           !(path.size() == 3 && path[1] == ':'))
+    while (path.size() > 1 && IsPathSeparator(path.back()) && !(path.size() == 3 && path[1] == ':'))
         path.pop_back();
     return path;
 }

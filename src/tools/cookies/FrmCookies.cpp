@@ -11,8 +11,8 @@
 #include "cleaning/browsers/CookieSites.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/controls/ModListView.hpp"
-#include "tools/eradicator/FileFinder.hpp"
 #include "common/platform/Paths.hpp"
+#include "tools/eradicator/FileFinder.hpp"
 
 namespace velloran {
 

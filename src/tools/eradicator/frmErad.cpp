@@ -12,9 +12,9 @@
 #include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/controls/ModListView.hpp"
+#include "common/platform/Paths.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
-#include "common/platform/Paths.hpp"
 
 namespace velloran {
 

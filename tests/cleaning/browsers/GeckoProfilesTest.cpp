@@ -42,9 +42,10 @@ TEST(GeckoProfilesTest, WindowsProfilesCacheBelowLocalAppData) {
                                [&](const std::string& f) { return fs::path(f) == cache; }),
                   p.cacheFolders.end())
             << p.path;
-        EXPECT_NE(std::find_if(p.cacheFolders.begin(), p.cacheFolders.end(),
-                               [&](const std::string& f) { return fs::path(f) == profile / "cache2"; }),
-                  p.cacheFolders.end())
+        EXPECT_NE(
+            std::find_if(p.cacheFolders.begin(), p.cacheFolders.end(),
+                         [&](const std::string& f) { return fs::path(f) == profile / "cache2"; }),
+            p.cacheFolders.end())
             << "the profile's own cache folder too: " << p.path;
     }
 

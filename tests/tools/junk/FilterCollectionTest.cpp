@@ -16,7 +16,8 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(FilterCollection, ReadsShippedThenUserLinesAndHonoursDrop) {
-    fs::path dir = fs::temp_directory_path() / ("velloran-filters-" + std::to_string(test::ThisProcessId()));
+    fs::path dir =
+        fs::temp_directory_path() / ("velloran-filters-" + std::to_string(test::ThisProcessId()));
     fs::create_directories(dir);
     std::ofstream(dir / "shipped.txt", std::ios::binary)
         << "# comment\r\n*.tmp;Temporary files;x\r\n\r\n*.OLD;Old;backup\n#&&version;1\n";

@@ -76,7 +76,8 @@ void SetLoginStart(Platform& platform, RegistryStore& /*registry*/, const std::s
     platform.CreateDirectories(std::filesystem::path(entry).parent_path().string());
     // An old entry, a link included, is replaced rather than written through.
     platform.RemoveFile(entry);
-    platform.WriteTextFile(entry, AutostartEntryText(DesktopExecArgument(program) + " " + argument));
+    platform.WriteTextFile(entry,
+                           AutostartEntryText(DesktopExecArgument(program) + " " + argument));
 }
 
 void RemoveLoginStart(Platform& platform, RegistryStore& /*registry*/) {

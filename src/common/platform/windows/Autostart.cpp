@@ -1,6 +1,5 @@
 #include "common/platform/Autostart.hpp"
 
-
 #include <filesystem>
 
 #include "common/platform/Platform.hpp"
@@ -33,9 +32,8 @@ fs::path ProgramFolder() {
 bool Writable(const fs::path& folder) {
     const fs::path probe =
         folder / (L".velloran-" + std::to_wstring(GetCurrentProcessId()) + L".tmp");
-    win::Handle h(CreateFileW(win::LongPathOf(probe).c_str(), GENERIC_WRITE, 0, nullptr,
-                              CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE,
-                              nullptr));
+    win::Handle h(CreateFileW(win::LongPathOf(probe).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                              FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
     return static_cast<bool>(h);
 }
 

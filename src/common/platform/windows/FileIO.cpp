@@ -1,6 +1,5 @@
 #include "common/platform/FileIO.hpp"
 
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -92,8 +91,8 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
 
 void WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces) {
     const fs::path target = LinkTarget(file);
-    const bool existed = GetFileAttributesW(win::LongPathOf(target).c_str()) !=
-                         INVALID_FILE_ATTRIBUTES;
+    const bool existed =
+        GetFileAttributesW(win::LongPathOf(target).c_str()) != INVALID_FILE_ATTRIBUTES;
     fs::path dir = target.parent_path();
     if (dir.empty()) dir = ".";
 

@@ -100,8 +100,9 @@ bool OnSolidState(const std::wstring& volumeRoot) {
         query.QueryType = PropertyStandardQuery;
         DEVICE_SEEK_PENALTY_DESCRIPTOR penalty{};
         DWORD got = 0;
-        if (volume && DeviceIoControl(volume.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query,
-                                      sizeof query, &penalty, sizeof penalty, &got, nullptr) &&
+        if (volume &&
+            DeviceIoControl(volume.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query,
+                            &penalty, sizeof penalty, &got, nullptr) &&
             got >= sizeof penalty)
             ssd = !penalty.IncursSeekPenalty;
     }
@@ -165,7 +166,8 @@ bool RunPasses(const OverwriteJob& job, HANDLE h, std::uint64_t length, const st
         PassRandom random;
         if (!pass.random) FillPattern(buffer.get(), kChunk, pass);
         for (std::uint64_t off = 0; off < length && !Aborted(job);) {
-            const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
+            const std::size_t n =
+                static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
             const unsigned char* src = buffer.get();
             if (pass.random) random.Fill(buffer.get(), n);
             if (!WriteAt(h, src, n, off)) {
@@ -174,7 +176,8 @@ bool RunPasses(const OverwriteJob& job, HANDLE h, std::uint64_t length, const st
                 return false;
             }
             if (verify && pass.random && &pass == &job.passes.back()) {
-                lastRandom.resize(static_cast<std::size_t>(std::min<std::uint64_t>(length, 1u << 20)));
+                lastRandom.resize(
+                    static_cast<std::size_t>(std::min<std::uint64_t>(length, 1u << 20)));
                 if (off == 0) std::memcpy(lastRandom.data(), src, std::min(n, lastRandom.size()));
             }
             off += n;
@@ -223,13 +226,15 @@ bool HideAndDelete(HANDLE h, std::wstring& longPath, std::vector<std::string>& r
             if (candidate == current) continue;
             // The NT form of the full path: "\??\C:\folder\name".
             const std::wstring target = L"\\??\\" + folder.substr(4) + L"\\" + candidate;
-            std::vector<unsigned char> raw(sizeof(FILE_RENAME_INFO) + target.size() * sizeof(wchar_t));
+            std::vector<unsigned char> raw(sizeof(FILE_RENAME_INFO) +
+                                           target.size() * sizeof(wchar_t));
             auto* info = reinterpret_cast<FILE_RENAME_INFO*>(raw.data());
             info->ReplaceIfExists = FALSE;
             info->RootDirectory = nullptr;
             info->FileNameLength = static_cast<DWORD>(target.size() * sizeof(wchar_t));
             std::memcpy(info->FileName, target.data(), info->FileNameLength);
-            if (SetFileInformationByHandle(h, FileRenameInfo, info, static_cast<DWORD>(raw.size()))) {
+            if (SetFileInformationByHandle(h, FileRenameInfo, info,
+                                           static_cast<DWORD>(raw.size()))) {
                 current = candidate;
                 return true;
             }
@@ -282,7 +287,8 @@ std::string WindowsPlatform::OverwriteCaveat(const std::string& path) {
     return Caveat(p, a);
 }
 
-bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) {
+bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job,
+                                         std::vector<std::string>& report) {
     const std::string& path = job.path;
     const std::wstring p = win::LongPath(path);
     const DWORD a = GetFileAttributesW(p.c_str());
@@ -341,8 +347,8 @@ bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
         const std::string shown = path + win::Narrow(s.name.substr(0, s.name.rfind(L":$DATA")));
         win::Handle stream = streams.open(p, s);
         if (!stream) {
-            report.push_back(shown + ": the stream could not be opened: " +
-                             win::ErrorText(GetLastError()));
+            report.push_back(shown +
+                             ": the stream could not be opened: " + win::ErrorText(GetLastError()));
             complete = false;
             continue;
         }

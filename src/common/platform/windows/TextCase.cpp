@@ -16,7 +16,8 @@ void ApplySystemLowerCase(std::array<char16_t, 0x10000>& table) {
     std::vector<wchar_t> lower = units;
     CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
     for (std::size_t i = 0; i < units.size(); ++i)
-        if (lower[i] != units[i]) table[static_cast<char16_t>(units[i])] = static_cast<char16_t>(lower[i]);
+        if (lower[i] != units[i])
+            table[static_cast<char16_t>(units[i])] = static_cast<char16_t>(lower[i]);
 }
 
 }  // namespace velloran

@@ -87,9 +87,9 @@ private:
 
     void Process(unsigned worker, const std::string& folder) {
         WIN32_FIND_DATAW data{};
-        win::FindHandle find(FindFirstFileExW(win::FolderPattern(folder).c_str(),
-                                              FindExInfoBasic, &data, FindExSearchNameMatch,
-                                              nullptr, FIND_FIRST_EX_LARGE_FETCH));
+        win::FindHandle find(FindFirstFileExW(win::FolderPattern(folder).c_str(), FindExInfoBasic,
+                                              &data, FindExSearchNameMatch, nullptr,
+                                              FIND_FIRST_EX_LARGE_FETCH));
         if (!find) {
             // Vanished since it was listed: nothing to say.
             const DWORD error = GetLastError();
@@ -111,9 +111,9 @@ private:
             }
             const int selection = visitor_.Select(worker, folder, name);
             if (selection < 0) continue;
-            visitor_.File(worker, folder, name, selection,
-                          (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) |
-                              data.nFileSizeLow);
+            visitor_.File(
+                worker, folder, name, selection,
+                (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow);
         } while (!Cancelled() && FindNextFileW(find.get(), &data));
         if (!children.empty()) {
             std::lock_guard lock(mutex_);

@@ -9,7 +9,6 @@
 // After windows.h:
 #include <shlobj.h>
 
-
 namespace velloran {
 
 namespace fs = std::filesystem;

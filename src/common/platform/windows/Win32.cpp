@@ -7,8 +7,8 @@ namespace velloran::win {
 
 std::wstring Wide(std::string_view utf8) {
     if (utf8.empty()) return {};
-    const int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()),
-                                      nullptr, 0);
+    const int n =
+        MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
     std::wstring out(static_cast<std::size_t>(n), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), out.data(), n);
     return out;
@@ -47,7 +47,9 @@ std::wstring FullPath(std::wstring path) {
 
 }  // namespace
 
-std::wstring LongPath(std::string_view utf8) { return LongPathOf(std::filesystem::path(Wide(utf8))); }
+std::wstring LongPath(std::string_view utf8) {
+    return LongPathOf(std::filesystem::path(Wide(utf8)));
+}
 
 std::wstring LongPathOf(const std::filesystem::path& path) {
     const std::wstring full = FullPath(path.native());
@@ -72,7 +74,8 @@ std::wstring ShellPath(std::string_view utf8) {
 }
 
 std::string DisplayPath(std::wstring_view path) {
-    if (path.starts_with(kLongUncPrefix)) return "\\\\" + Narrow(path.substr(kLongUncPrefix.size()));
+    if (path.starts_with(kLongUncPrefix))
+        return "\\\\" + Narrow(path.substr(kLongUncPrefix.size()));
     if (path.starts_with(kLongPrefix)) path.remove_prefix(kLongPrefix.size());
     std::string out = Narrow(path);
     for (char& c : out)
@@ -82,9 +85,9 @@ std::string DisplayPath(std::wstring_view path) {
 
 std::string ErrorText(DWORD error) {
     wchar_t* text = nullptr;
-    const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                                       FORMAT_MESSAGE_IGNORE_INSERTS,
-                                   nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+    const DWORD n = FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, error, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
     std::string out = n && text ? Narrow(std::wstring_view(text, n)) : std::string();
     if (text) LocalFree(text);
     while (!out.empty() && (out.back() == '\n' || out.back() == '\r' || out.back() == ' '))

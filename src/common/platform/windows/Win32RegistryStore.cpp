@@ -1,6 +1,5 @@
 #include "common/platform/windows/Win32RegistryStore.hpp"
 
-
 #include "common/VbError.hpp"
 #include "common/platform/windows/Win32.hpp"
 
@@ -27,8 +26,8 @@ HKEY RootHandle(std::uint32_t root) {
         case kHKeyUsers:
             return HKEY_USERS;
         default:
-            throw VbError(vbErrInvalidCall, "Registry root not supported here: " + RootKeyName(root),
-                          kSource);
+            throw VbError(vbErrInvalidCall,
+                          "Registry root not supported here: " + RootKeyName(root), kSource);
     }
 }
 
@@ -96,9 +95,9 @@ bool Win32RegistryStore::KeyExists(std::uint32_t root, std::string_view path) co
 
 void Win32RegistryStore::CreateKey(std::uint32_t root, std::string_view path) {
     Key key;
-    const LSTATUS s = RegCreateKeyExW(RootHandle(root), KeyPath(path).c_str(), 0, nullptr,
-                                      REG_OPTION_NON_VOLATILE, KEY_QUERY_VALUE, nullptr, key.out(),
-                                      nullptr);
+    const LSTATUS s =
+        RegCreateKeyExW(RootHandle(root), KeyPath(path).c_str(), 0, nullptr,
+                        REG_OPTION_NON_VOLATILE, KEY_QUERY_VALUE, nullptr, key.out(), nullptr);
     if (s != ERROR_SUCCESS) Fail(s, "Cannot create", root, path);
 }
 
@@ -206,8 +205,9 @@ std::optional<RegValue> Win32RegistryStore::ReadValue(std::uint32_t root, std::s
 void Win32RegistryStore::WriteValue(std::uint32_t root, std::string_view path,
                                     std::string_view name, const RegValue& value) {
     Key key;
-    LSTATUS s = RegCreateKeyExW(RootHandle(root), KeyPath(path).c_str(), 0, nullptr,
-                                REG_OPTION_NON_VOLATILE, KEY_SET_VALUE, nullptr, key.out(), nullptr);
+    LSTATUS s =
+        RegCreateKeyExW(RootHandle(root), KeyPath(path).c_str(), 0, nullptr,
+                        REG_OPTION_NON_VOLATILE, KEY_SET_VALUE, nullptr, key.out(), nullptr);
     if (s != ERROR_SUCCESS) Fail(s, "Cannot write", root, path);
     s = RegSetValueExW(key.get(), win::Wide(name).c_str(), 0, value.type,
                        value.data.empty() ? nullptr : value.data.data(),

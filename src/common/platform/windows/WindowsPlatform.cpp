@@ -232,8 +232,8 @@ namespace {
 template <typename Each>
 void ForFolderFiles(const std::string& folder, Each each) {
     WIN32_FIND_DATAW data{};
-    win::FindHandle find(FindFirstFileExW(win::FolderPattern(folder).c_str(),
-                                          FindExInfoBasic, &data, FindExSearchNameMatch, nullptr,
+    win::FindHandle find(FindFirstFileExW(win::FolderPattern(folder).c_str(), FindExInfoBasic,
+                                          &data, FindExSearchNameMatch, nullptr,
                                           FIND_FIRST_EX_LARGE_FETCH));
     if (!find) return;
     do {

@@ -53,7 +53,8 @@ protected:
 TEST_F(Win32RegistryStoreTest, ValuesGoThroughByteForByte) {
     const std::string key = "Software\\Caf\xC3\xA9\\RunMRU";
     EXPECT_FALSE(store.KeyExists(kHKeyCurrentUser, key));
-    store.WriteValue(kHKeyCurrentUser, key, "a", RegValue::String("notepad \xE6\x97\xA5\xE6\x9C\xAC"));
+    store.WriteValue(kHKeyCurrentUser, key, "a",
+                     RegValue::String("notepad \xE6\x97\xA5\xE6\x9C\xAC"));
     store.WriteValue(kHKeyCurrentUser, key, "MRUList", RegValue::String("a"));
     store.WriteValue(kHKeyCurrentUser, key, "Count", RegValue::Dword(42));
     store.WriteValue(kHKeyCurrentUser, key, "Blob", RegValue::Binary({1, 2, 0, 255}));
@@ -72,7 +73,8 @@ TEST_F(Win32RegistryStoreTest, ValuesGoThroughByteForByte) {
     EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, key, "absent"), std::nullopt);
 
     std::vector<std::string> names;
-    for (const RegValueEntry& e : store.EnumerateValues(kHKeyCurrentUser, key)) names.push_back(e.name);
+    for (const RegValueEntry& e : store.EnumerateValues(kHKeyCurrentUser, key))
+        names.push_back(e.name);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"", "Blob", "Count", "List", "MRUList", "a"}));
 
@@ -114,10 +116,11 @@ TEST_F(Win32RegistryStoreTest, KeysAreListedAndDeletedAsAsked) {
     EXPECT_FALSE(store.DeleteKey(kHKeyCurrentUser, "Software\\App\\Recent", true));
 
     // A missing key is an error for what works on it, never for the existence test.
-    for (auto attempt : {+[](Win32RegistryStore& s) { s.EnumerateKeys(kHKeyCurrentUser, "No\\Key"); },
-                         +[](Win32RegistryStore& s) { s.EnumerateValues(kHKeyCurrentUser, "No\\Key"); },
-                         +[](Win32RegistryStore& s) { s.ReadValue(kHKeyCurrentUser, "No\\Key", "v"); },
-                         +[](Win32RegistryStore& s) { s.DeleteValue(kHKeyCurrentUser, "No\\Key", "v"); }}) {
+    for (auto attempt :
+         {+[](Win32RegistryStore& s) { s.EnumerateKeys(kHKeyCurrentUser, "No\\Key"); },
+          +[](Win32RegistryStore& s) { s.EnumerateValues(kHKeyCurrentUser, "No\\Key"); },
+          +[](Win32RegistryStore& s) { s.ReadValue(kHKeyCurrentUser, "No\\Key", "v"); },
+          +[](Win32RegistryStore& s) { s.DeleteValue(kHKeyCurrentUser, "No\\Key", "v"); }}) {
         try {
             attempt(store);
             FAIL() << "a missing key was used";
@@ -132,9 +135,9 @@ TEST_F(Win32RegistryStoreTest, KeysAreListedAndDeletedAsAsked) {
     store.WriteValue(kHKeyLocalMachine, "SYSTEM\\Memory Management", "clearpagefileatshutdown",
                      RegValue::String("1"));
     EXPECT_FALSE(store.KeyExists(kHKeyCurrentUser, "SYSTEM\\Memory Management"));
-    EXPECT_EQ(store.ReadValue(kHKeyLocalMachine, "SYSTEM\\Memory Management",
-                              "ClearPageFileAtShutdown"),
-              RegValue::String("1"));
+    EXPECT_EQ(
+        store.ReadValue(kHKeyLocalMachine, "SYSTEM\\Memory Management", "ClearPageFileAtShutdown"),
+        RegValue::String("1"));
 }
 
 }  // namespace

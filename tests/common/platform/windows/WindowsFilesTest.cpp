@@ -155,10 +155,9 @@ TEST_F(WindowsFilesTest, TreeWalkReportsEveryFileOnce) {
     Collect visitor;
     platform.WalkTree(Utf8FromPath(dir), visitor, 2)->Join();
     const std::string root = Utf8FromPath(dir) + "\\";
-    EXPECT_EQ(visitor.files, (std::set<std::string>{root + "a\\|one.txt|9",
-                                                    root + "a\\b\\|two.txt|11",
-                                                    root + "c\\|three.bin|11",
-                                                    root + "|" + kName + ".tmp|4"}));
+    EXPECT_EQ(visitor.files,
+              (std::set<std::string>{root + "a\\|one.txt|9", root + "a\\b\\|two.txt|11",
+                                     root + "c\\|three.bin|11", root + "|" + kName + ".tmp|4"}));
     EXPECT_TRUE(visitor.unreadable.empty());
     try {
         platform.WalkTree(Path("missing"), visitor, 1);

@@ -66,7 +66,8 @@ TEST_F(WindowsOverwriteTest, EachPassReachesTheFileBeforeTheNextAndTheFileGoes) 
         // The file has been renamed by now only after the last pass: read it by
         // the name it still has.
         const std::string now = Contents(file);
-        const char want = static_cast<char>(job.passes[static_cast<std::size_t>(pass - 1)].pattern[0]);
+        const char want =
+            static_cast<char>(job.passes[static_cast<std::size_t>(pass - 1)].pattern[0]);
         EXPECT_GE(length, 10000u) << "the slack up to the cluster's end is overwritten too";
         EXPECT_EQ(now.find_first_not_of(want), std::string::npos) << "pass " << pass;
         seen.push_back(std::to_string(pass) + ":" + std::to_string(now.size()));
@@ -101,7 +102,9 @@ TEST_F(WindowsOverwriteTest, NamedStreamsAreWipedWithTheirFile) {
     job.path = Utf8FromPath(file);
     job.passes = {Pattern(0xAA)};
     std::vector<std::string> streamAfterPass;
-    job.afterPass = [&](int, int, std::uint64_t) { streamAfterPass.push_back(Contents(streamData)); };
+    job.afterPass = [&](int, int, std::uint64_t) {
+        streamAfterPass.push_back(Contents(streamData));
+    };
     std::vector<std::string> report;
     EXPECT_TRUE(platform.OverwriteAndRemove(job, report));
     EXPECT_EQ(listed, std::vector<std::wstring>{L"report.doc"});
