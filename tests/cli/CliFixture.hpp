@@ -8,6 +8,7 @@
 #include <fstream>
 #include <string>
 
+#include "cli/CliProcess.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "support/BrowserProfiles.hpp"
+#include "cli/CliProcess.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {

@@ -3,6 +3,7 @@
 
 #include <stdlib.h>
 #include <sys/wait.h>
+#include "cli/CliProcess.hpp"
 #include "support/TestProcess.hpp"
 
 #include <algorithm>

@@ -147,7 +147,7 @@ TEST_F(NetscapeCleanerTest, FindsEveryRootOnceWithItsCache) {
     EXPECT_EQ(profiles[0].cacheFolders[0], home + "/.cache/mozilla/firefox/abc.default-esr/cache2");
     EXPECT_EQ(profiles[1].cacheFolders[0], fs::canonical(elsewhere).string() + "/cache2");
     EXPECT_TRUE(AnyGeckoRoot(platform, where));
-    EXPECT_FALSE(AnyGeckoRoot(platform, GeckoLocations{(dir / "none").string(), "", "", ""}));
+    EXPECT_FALSE(AnyGeckoRoot(platform, GeckoLocations{(dir / "none").string(), "", "", "", ""}));
 }
 
 TEST_F(NetscapeCleanerTest, EachTaskRemovesOnlyItsTraceAndCountsIt) {

@@ -296,7 +296,7 @@ TEST_F(BrowserSitesTest, SitesAreGroupedPerStoreAndKeptSitesSurviveEveryCookieCl
 
     // A later "Clear Cookies" of both browsers keeps exactly the kept sites.
     const CookieKeepList keep = CookieKeepList::Load(*realFiles, KeepPath());
-    NetscapeCleaner gecko(*realFiles, GeckoLocations{homePlatform.home, "", "", ""}, keep, "1");
+    NetscapeCleaner gecko(*realFiles, GeckoLocations{homePlatform.home, "", "", "", ""}, keep, "1");
     std::string unused;
     gecko.Clean(3, unused);
     EXPECT_EQ(Count(firefox / "cookies.sqlite", "SELECT count(*) FROM moz_cookies"), 3);

@@ -198,7 +198,8 @@ void WindowsPlatform::DeletePath(const std::string& path) {
         throw win::Win32Error(error, failed.empty() ? path : win::DisplayPath(failed));
 }
 
-// The shell's delete with undo: to the recycle bin, silently.
+// The shell's delete with undo, as the program has always asked for it (0x0450: to
+// the recycle bin, no confirmation, no error messages).
 void WindowsPlatform::MoveToRecycleBin(const std::string& path) {
     if (GetFileAttributesW(win::LongPath(path).c_str()) == INVALID_FILE_ATTRIBUTES)
         throw win::Win32Error(GetLastError(), path);
@@ -207,7 +208,7 @@ void WindowsPlatform::MoveToRecycleBin(const std::string& path) {
     SHFILEOPSTRUCTW op{};
     op.wFunc = FO_DELETE;
     op.pFrom = from.c_str();
-    op.fFlags = FOF_ALLOWUNDO | FOF_NOCONFIRMATION | FOF_NOERRORUI | FOF_SILENT;
+    op.fFlags = FOF_ALLOWUNDO | FOF_NOCONFIRMATION | FOF_NOERRORUI;
     const int result = SHFileOperationW(&op);
     if (result != 0 || op.fAnyOperationsAborted)
         throw VbError::PathFileAccess(path + ": the shell could not move it to the recycle bin (" +
