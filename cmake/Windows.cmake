@@ -32,8 +32,9 @@ if(NOT EXISTS ${VELLORAN_SQLITE_DIR}/sqlite3.c)
 endif()
 add_library(velloran_sqlite3 STATIC ${VELLORAN_SQLITE_DIR}/sqlite3.c)
 target_include_directories(velloran_sqlite3 SYSTEM PUBLIC ${VELLORAN_SQLITE_DIR})
-# Its own warnings are not ours; nothing of it is loaded at run time.
-target_compile_options(velloran_sqlite3 PRIVATE -w -O2)
+# Its own warnings are not ours (and the project's C++ warning options are not for
+# C); nothing of it is loaded at run time.
+set_property(TARGET velloran_sqlite3 PROPERTY COMPILE_OPTIONS -w -O2)
 target_compile_definitions(velloran_sqlite3 PRIVATE SQLITE_OMIT_LOAD_EXTENSION SQLITE_THREADSAFE=1)
 add_library(SQLite::SQLite3 ALIAS velloran_sqlite3)
 

@@ -85,18 +85,20 @@ bool PreviewPlatform::RemoveFile(const std::string& path) {
     return true;
 }
 
+// Paths compare as the system compares them (on Windows without letter case).
 bool PreviewPlatform::Removed(const std::string& path) const {
+    const std::string key = PathKey(path);
     std::lock_guard lock(removedLock_);
     for (const std::string& r : removed_)
-        if (path == r ||
-            (path.starts_with(r) && path.size() > r.size() && IsPathSeparator(path[r.size()])))
+        if (key == r ||
+            (key.starts_with(r) && key.size() > r.size() && IsPathSeparator(key[r.size()])))
             return true;
     return false;
 }
 
 void PreviewPlatform::MarkRemoved(const std::string& path) {
     std::lock_guard lock(removedLock_);
-    removed_.insert(path);
+    removed_.insert(PathKey(path));
 }
 
 void PreviewPlatform::DeletePath(const std::string& path) {

@@ -41,9 +41,10 @@ std::vector<ChromiumProfile> ChromiumProfiles(Platform& platform, const Chromium
     std::vector<ChromiumProfile> profiles;
     const fs::path home = PathFromUtf8(platform.HomeDirectory());
     for (const ChromiumRoot& root : browser.roots) {
-        const std::string folder = (home / root.userData).string();
+        const std::string folder = (home / root.userData).make_preferred().string();
         if (!platform.DirectoryExists(folder)) continue;
-        for (ChromiumProfile& p : ChromiumProfilesOf(folder, (home / root.cache).string()))
+        for (ChromiumProfile& p :
+             ChromiumProfilesOf(folder, (home / root.cache).make_preferred().string()))
             profiles.push_back(std::move(p));
     }
     return profiles;
@@ -52,7 +53,7 @@ std::vector<ChromiumProfile> ChromiumProfiles(Platform& platform, const Chromium
 std::string ChromiumUserDataFolder(Platform& platform, const ChromiumBrowser& browser) {
     const fs::path home = PathFromUtf8(platform.HomeDirectory());
     for (const ChromiumRoot& root : browser.roots) {
-        const std::string folder = (home / root.userData).string();
+        const std::string folder = (home / root.userData).make_preferred().string();
         if (platform.DirectoryExists(folder)) return folder;
     }
     return {};

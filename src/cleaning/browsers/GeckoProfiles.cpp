@@ -159,7 +159,8 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
     for (const GeckoRoot& root : kRoots) {
         const std::string base = BaseFolder(where, root.base);
         if (base.empty()) continue;
-        const fs::path folder = PathFromUtf8(base) / root.folder;
+        // The rows write "/"; a path shows the system's own separator.
+        const fs::path folder = (PathFromUtf8(base) / root.folder).make_preferred();
         std::vector<std::string> found;
         if (root.layout == Layout::Salted) {
             found = SaltedFolders(folder);
@@ -170,7 +171,8 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
         }
         for (const std::string& path : found) {
             const fs::path canonical = fs::weakly_canonical(PathFromUtf8(path), ec);
-            if (ec || !fs::is_directory(canonical, ec) || !seen.insert(canonical.string()).second)
+            if (ec || !fs::is_directory(canonical, ec) ||
+                !seen.insert(PathKey(canonical.string())).second)
                 continue;
             // A profile under the root keeps its cache under the cache home; one
             // elsewhere keeps it inside itself.
@@ -178,7 +180,7 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
             const fs::path rel = canonical.lexically_relative(fs::weakly_canonical(folder, ec));
             const std::string cacheBase = BaseFolder(where, root.cacheBase);
             if (*root.cacheFolder && !cacheBase.empty() && !rel.empty() && *rel.begin() != "..")
-                external = PathFromUtf8(cacheBase) / root.cacheFolder / rel;
+                external = (PathFromUtf8(cacheBase) / root.cacheFolder / rel).make_preferred();
             profiles.push_back({canonical.string(), CacheFolders(canonical, external)});
         }
     }

@@ -18,6 +18,10 @@ extern const std::string_view kPathSeparators;
 
 inline bool IsPathSeparator(char c) { return kPathSeparators.find(c) != std::string_view::npos; }
 
+// What two paths are compared by: the path itself where names are case-sensitive
+// (Linux); on Windows without letter case and with one kind of separator.
+std::string PathKey(std::string_view path);
+
 // `name` inside `folder`, with the system's separator unless the folder ends with one.
 inline std::string JoinPath(std::string_view folder, std::string_view name) {
     std::string path(folder);

@@ -5,4 +5,6 @@ namespace velloran {
 const char kPathSeparator = '/';
 const std::string_view kPathSeparators = "/";
 
+std::string PathKey(std::string_view path) { return std::string(path); }
+
 }  // namespace velloran
