@@ -9,8 +9,8 @@
 #include <set>
 #include <sstream>
 
-#include "support/BrowserProfiles.hpp"
 #include "cli/CliProcess.hpp"
+#include "support/BrowserProfiles.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
