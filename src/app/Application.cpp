@@ -2,16 +2,18 @@
 
 #include "about/frmAbout.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "app/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/Settings.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/registry/KelRegistry.hpp"
-#include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/frmErad.hpp"
+#include "app/FrmJunk.hpp"
 
 namespace velloran {
 
-Application::Application(Host& host, Platform& platform) : WorkContext(host, platform) {}
+Application::Application(Host& host, Platform& platform) : ProgramShell(host, platform) {}
 Application::~Application() = default;
 
 void Application::ReportError(const VbError& error, const std::string& location,
@@ -61,10 +63,24 @@ std::vector<Form*> Application::SecondaryForms() {
     return out;
 }
 
-void Application::ReleaseShared() {
-    StopRequested = vbTrue;
-    SharedRegistry.reset();
-    SharedList.clear();
+Form& Application::MainForm() { return Main(); }
+
+RunView* Application::LoadedRunView() { return CleanerLoaded() ? cleaner_.get() : nullptr; }
+
+void Application::SetStatusText(const std::string& text) {
+    if (main_) main_->sBar.SetPanel(7, text);
+}
+
+Options Application::CurrentOptions() {
+    return main_ ? main_->CurrentOptions() : StoredOptionsValue(*this);
+}
+
+void Application::SaveSettings(const Options& options) {
+    WithErrorHandler(*this, "ModControls:SaveSettings", [&] {
+        SetStatusText("Saving program settings...");
+        WriteStoredOptions(*this, options);
+        SetStatusText("Done.");
+    });
 }
 
 }  // namespace velloran

@@ -4,14 +4,14 @@
 #include "about/frmAbout.hpp"
 #include "app/Application.hpp"
 #include "app/ModControls.hpp"
-#include "app/StartupDelete.hpp"
-#include "app/TaskCatalogue.hpp"
+#include "cleaning/StartupDelete.hpp"
+#include "cleaning/TaskCatalogue.hpp"
+#include "app/FrmCleaner.hpp"
 #include "cleaning/ClsClean.hpp"
-#include "cleaning/FrmCleaner.hpp"
 #include "common/ErrorHandler.hpp"
-#include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/frmErad.hpp"
+#include "app/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -135,6 +135,24 @@ void FrmMain::BuildControls() {
     };
 }
 
+Options FrmMain::CurrentOptions() {
+    Options options;
+    for (int i : stChk.Indexes()) options.box[i] = stChk(i).Value();
+    options.deleteMethod = cmbsDelType.ListIndex();
+    return options;
+}
+
+Plan FrmMain::BuildPlan() {
+    Plan plan;
+    const auto groups = TaskArrays();
+    for (std::size_t g = 0; g < groups.size(); ++g) {
+        const auto& array = *TaskArray(groups[g].array);
+        for (int i : array.Indexes()) plan.Set(g, i, array(i).Value());
+    }
+    plan.options = CurrentOptions();
+    return plan;
+}
+
 ControlArray<CheckBox>* FrmMain::TaskArray(std::string_view name) {
     for (auto* a : {&win_chk, &ie_Chk, &ns_Chk, &op_Chk, &oprg_chk, &stChk})
         if (a->Name() == name) return a;
@@ -178,7 +196,7 @@ void FrmMain::Form_Initialize() {
 void FrmMain::Form_Load() {
     SetControls(*this, false);
     // After the settings: the recycle-bin option decides how the path goes.
-    PerformStartupDelete(*this);
+    PerformStartupDelete(app_, stChk(Option::RecycleBin).Value());
 }
 
 void FrmMain::Form_Resize() {
@@ -260,18 +278,7 @@ void FrmMain::stChk_Click(int index) {
 
 void FrmMain::cmdClean_Click() {
     Guard("FrmMain:cmdClean:Click", [this] {
-        if (app_.CleanerLoaded()) app_.Cleaner().Unload();
-        cs_ = std::make_shared<ClsClean>(app_);
-        if (!cs_->isJob()) {
-            app_.MsgBox("Nothing to do, Please select a task by selecting the white boxes.",
-                        vbInformation + vbOKOnly);
-            return;
-        }
-        cs_.reset();
-        FrmCleaner& cleaner = app_.Cleaner();
-        cleaner.Load();
-        cleaner.SetTag("1");
-        cleaner.ShowModal(this);
+        cs_ = StartCleaning(app_, BuildPlan(), this);
     });
 }
 

@@ -4,11 +4,11 @@
 
 #include "app/Application.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
-#include "cli/ConsoleHost.hpp"
-#include "cli/ConsoleSession.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
 #include "common/VbError.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
-#include "tools/cookies/FrmCookies.hpp"
+#include "common/platform/SystemPlatform.hpp"
+#include "app/FrmCookies.hpp"
 
 namespace velloran {
 
@@ -83,7 +83,8 @@ std::string TickRows(ListView& lv, const std::vector<std::string>& names) {
 // keep and unkeep: the stored list alone. No window and no target are opened: the
 // list is Velloran's own file, whatever the prefix.
 int EditKeepList(const CookiesOptions& o) {
-    LinuxPlatform platform{Target{}};
+    const std::unique_ptr<Platform> system = MakeSystemPlatform(Target{});
+    Platform& platform = *system;
     const std::string path = CookieKeepList::DefaultPath();
     CookieKeepList list = CookieKeepList::Load(platform, path);
     int status = 0;
@@ -117,7 +118,7 @@ int CmdCookies(const std::vector<std::string>& args) {
     ConsoleSession session(o.session);
     if (!session.Ready()) return 1;
     return session.Run([&] {
-        session.LoadMain();
+        session.Start();
         FrmCookies& cookies = session.App().Cookies();
         cookies.Load();
         if (o.action == "list") {

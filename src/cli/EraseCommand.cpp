@@ -4,10 +4,10 @@
 #include <iostream>
 
 #include "app/Application.hpp"
-#include "cli/ConsoleHost.hpp"
+#include "app/ConsoleHost.hpp"
 #include "cli/ConsoleProgress.hpp"
-#include "cli/ConsoleSession.hpp"
-#include "tools/eradicator/frmErad.hpp"
+#include "app/ConsoleSession.hpp"
+#include "app/frmErad.hpp"
 
 namespace velloran {
 
@@ -77,7 +77,7 @@ int CmdErase(const std::vector<std::string>& args) {
     ConsoleSession session{ConsoleSession::Options(run)};
     if (!session.Ready()) return 1;
     return session.Run([&] {
-        session.LoadMain();
+        session.Start();
         frmErad& erad = session.App().Erad();
         Run(erad, paths, false);
         Run(erad, paths, true);

@@ -6,14 +6,14 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "cli/ConsoleHost.hpp"
+#include "app/ConsoleHost.hpp"
 #include "cli/ConsoleProgress.hpp"
-#include "cli/ConsoleSession.hpp"
+#include "app/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -93,7 +93,7 @@ int CmdJunk(const std::vector<std::string>& args) {
     if (!session.Ready()) return 1;
     Application& app = session.App();
     return session.Run([&] {
-        session.LoadMain();
+        session.Start();
         FrmJunk& junk = app.Junk();
         junk.Load();
         // The given folders stand in for the drives, the given filters for the list.

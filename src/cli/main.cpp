@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "app/StartupDelete.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "app/Version.hpp"
 #include "cli/CleanCommand.hpp"
-#include "cli/ConsoleHost.hpp"
-#include "cli/ConsoleSession.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
 #include "cli/CookiesCommand.hpp"
 #include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
@@ -88,6 +88,6 @@ int main(int argc, char** argv) {
     // An autostart entry may name this program: "-delstart" deletes what the last
     // start-up request listed and ends, as the window program does.
     if (args.size() == 1 && command == kStartupDeleteSwitch) return RunStartupDelete();
-    if (command == "tasks") return CmdTasks();
+    if (command == "tasks") return CmdTasks(args);
     return UsageError("unknown command '" + command + "'");
 }

@@ -52,4 +52,11 @@ std::string Trimmed(std::string_view text, std::string_view blanks) {
     return std::string(text.substr(first, last - first + 1));
 }
 
+std::string JoinPath(std::string_view folder, std::string_view name) {
+    if (folder.empty()) return std::string(name);
+    std::string out(folder);
+    if (out.back() != '/') out += '/';
+    return out.append(name);
+}
+
 }  // namespace velloran

@@ -18,5 +18,8 @@ std::vector<std::string> SplitFields(std::string_view text, std::string_view sep
 
 // `text` without leading and trailing characters of `blanks`.
 std::string Trimmed(std::string_view text, std::string_view blanks = " \t");
+// A file path: `folder`, one separator, `name` (no separator doubled; an empty
+// folder gives the name alone).
+std::string JoinPath(std::string_view folder, std::string_view name);
 
 }  // namespace velloran

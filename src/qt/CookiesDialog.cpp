@@ -8,7 +8,7 @@
 #include <QVBoxLayout>
 
 #include "qt/ListViewModel.hpp"
-#include "tools/cookies/FrmCookies.hpp"
+#include "app/FrmCookies.hpp"
 
 namespace velloran::gui {
 

@@ -13,7 +13,7 @@
 
 #include "qt/Dispatch.hpp"
 #include "qt/ListViewModel.hpp"
-#include "tools/eradicator/frmErad.hpp"
+#include "app/frmErad.hpp"
 
 namespace velloran::gui {
 

@@ -15,7 +15,7 @@
 
 #include "qt/Dispatch.hpp"
 #include "qt/ListViewModel.hpp"
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmJunk.hpp"
 
 namespace velloran::gui {
 

@@ -23,8 +23,8 @@
 #include "qt/ListViewModel.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
+#include "app/frmErad.hpp"
+#include "app/FrmJunk.hpp"
 
 namespace velloran::gui {
 

@@ -11,9 +11,9 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "app/StartupDelete.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "app/Version.hpp"
-#include "cli/ConsoleSession.hpp"
+#include "app/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "app/TaskCatalogue.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "cleaning/TaskCatalogue.hpp"
+#include "app/FrmCleaner.hpp"
 #include "support/AppFixture.hpp"
 
 namespace velloran::test {

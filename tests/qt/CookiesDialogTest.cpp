@@ -13,7 +13,7 @@
 #include "qt/Dispatch.hpp"
 #include "qt/MainView.hpp"
 #include "qt/Resources.hpp"
-#include "tools/cookies/FrmCookies.hpp"
+#include "app/FrmCookies.hpp"
 
 #include "GuiRig.hpp"
 

@@ -15,7 +15,7 @@
 #include "qt/EradDialog.hpp"
 #include "qt/QtHost.hpp"
 #include "qt/Resources.hpp"
-#include "tools/eradicator/frmErad.hpp"
+#include "app/frmErad.hpp"
 
 #include "GuiRig.hpp"
 

@@ -20,7 +20,7 @@
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
 #include "qt/Resources.hpp"
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmJunk.hpp"
 
 #include "GuiRig.hpp"
 

@@ -15,18 +15,8 @@ namespace velloran::test {
 struct CliResult {
     int code;
     std::string out;
+    std::string err;
 };
-
-// Runs velloran-cli with `env` (assignments) and `args`; standard error is dropped.
-inline CliResult RunCli(const std::string& env, const std::string& args) {
-    const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>/dev/null";
-    FILE* p = popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    const int status = pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
 
 // A new, empty folder under the temporary folder.
 inline std::filesystem::path MakeTempDir(const char* stem) {
@@ -40,5 +30,23 @@ inline std::string ReadAll(const std::filesystem::path& p) {
     std::ifstream in(p, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
+
+// Runs velloran-cli with `env` (assignments) and `args`; standard error is kept apart.
+inline CliResult RunCli(const std::string& env, const std::string& args) {
+    const std::filesystem::path errDir = MakeTempDir("velloran-cli-err");
+    const std::filesystem::path errFile = errDir / "err";
+    const std::string cmd = env + " " VELLORAN_CLI_PATH " " + args + " 2>" + errFile.string();
+    FILE* p = popen(cmd.c_str(), "r");
+    std::string out;
+    char buf[4096];
+    while (std::size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
+    const int status = pclose(p);
+    std::string err = ReadAll(errFile);
+    std::filesystem::remove_all(errDir);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, err};
+}
+
+// "ok" when `text` is one JSON value with nothing after it, else where it stops.
+std::string ParseJson(const std::string& text);
 
 }  // namespace velloran::test

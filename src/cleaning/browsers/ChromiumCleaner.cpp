@@ -1,5 +1,7 @@
 #include "cleaning/browsers/ChromiumCleaner.hpp"
 
+#include "common/platform/FolderSize.hpp"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -113,22 +115,6 @@ std::string Cookies(BrowserDatabase& db, const CookieKeepList& keep, std::int64_
     return Counted({{removed, "cookies"}});
 }
 
-struct FolderSize {
-    std::int64_t files = 0;
-    std::int64_t bytes = 0;
-};
-
-FolderSize Measure(const fs::path& folder) {
-    FolderSize size;
-    std::error_code ec;
-    for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
-        if (!it->is_regular_file(ec)) continue;
-        ++size.files;
-        size.bytes += static_cast<std::int64_t>(it->file_size(ec));
-    }
-    return size;
-}
-
 // A folder that holds the browser's settings is a profile, never a cache.
 bool HoldsProfile(const fs::path& folder) {
     std::error_code ec;
@@ -169,7 +155,7 @@ void ChromiumCleaner::CleanTyped(const ChromiumProfile& profile) {
             failures.push_back(std::string(file) + " left as it was: " + std::string(e.what()));
         }
     }
-    for (const std::string& f : failures) report_("Failed: " + Label(profile) + ": " + f + ".");
+    for (const std::string& f : failures) Fail("Failed: " + Label(profile) + ": " + f + ".");
     if (!parts.empty()) {
         std::string line = Label(profile) + ": removed ";
         for (std::size_t i = 0; i < parts.size(); ++i) line += (i ? "; " : "") + parts[i];
@@ -186,7 +172,7 @@ void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
         for (const char* name : kCacheFolders) {
             const fs::path folder = fs::path(base) / name;
             if (!platform_.DirectoryExists(folder.string()) || HoldsProfile(folder)) continue;
-            const FolderSize size = Measure(folder);
+            const FolderSize size = MeasureFolder(platform_, fs::path(folder).string());
             try {
                 platform_.DeletePath(folder.string());
                 total.files += size.files;
@@ -197,7 +183,7 @@ void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
         }
     }
     for (const std::string& f : failures)
-        report_("Failed: " + Label(profile) + ": cache not removed from " + f);
+        Fail("Failed: " + Label(profile) + ": cache not removed from " + f);
     if (total.files > 0)
         report_(Label(profile) + ": removed " + std::to_string(total.files) + " cache files (" +
                 std::to_string(total.bytes) + " bytes).");
@@ -226,7 +212,7 @@ void ChromiumCleaner::CleanCookies(const ChromiumProfile& profile, const CookieK
                     keptText + ".");
         } catch (const DatabaseError& e) {
             any = true;
-            report_("Failed: " + Label(profile) + ": " + file +
+            Fail("Failed: " + Label(profile) + ": " + file +
                     " left as it was: " + std::string(e.what()) + ".");
         }
     }
@@ -241,7 +227,7 @@ void ChromiumCleaner::CleanFormData(const ChromiumProfile& profile) {
                               : "removed " + text + " (text typed into web forms) from Web Data") +
                 "; saved addresses, cards and passwords stay.");
     } catch (const DatabaseError& e) {
-        report_("Failed: " + Label(profile) +
+        Fail("Failed: " + Label(profile) +
                 ": Web Data left as it was: " + std::string(e.what()) + ".");
     }
 }

@@ -18,8 +18,13 @@ class ChromiumCleaner {
 public:
     using Report = std::function<void(const std::string&)>;
 
-    ChromiumCleaner(Platform& platform, std::string browserName, Report report)
-        : platform_(platform), name_(std::move(browserName)), report_(std::move(report)) {}
+    // `failed` hears each failure line again: something the task could not do.
+    ChromiumCleaner(Platform& platform, std::string browserName, Report report,
+                    Report failed = {})
+        : platform_(platform),
+          name_(std::move(browserName)),
+          report_(std::move(report)),
+          failed_(std::move(failed)) {}
 
     // What the address bar learned from typing: typed visits and counts, typed
     // searches, shortcuts and predictions. The rest of the history stays.
@@ -40,6 +45,11 @@ private:
     Platform& platform_;
     std::string name_;
     Report report_;
+    Report failed_;
+    void Fail(const std::string& line) {
+        report_(line);
+        if (failed_) failed_(line);
+    }
 };
 
 }  // namespace velloran

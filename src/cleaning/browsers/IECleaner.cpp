@@ -112,7 +112,7 @@ IECleaner::IECleaner(RegistryStore& registry, Platform& platform, std::string ve
     : registry_(registry), platform_(platform), versionText_(std::move(versionText)) {}
 
 void IECleaner::Raise(const std::string& text) {
-    if (Progress) Progress(kCategory, text);
+    if (OnProgress) OnProgress(kCategory, text);
 }
 
 bool IECleaner::Guard(const char* method, const std::string& label,
@@ -122,14 +122,14 @@ bool IECleaner::Guard(const char* method, const std::string& label,
         return true;
     } catch (const VbError& e) {
         Raise("Failed: Clear IE {" + label + "}.");
-        if (Error)
-            Error(static_cast<std::int16_t>(e.Number()), e.Description(),
-                  std::string("IECleaner:") + method, "IECleaner", versionText_);
+        Result().Failed("IE {" + label + "}", e.Description());
+        RaiseError({static_cast<std::int16_t>(e.Number()), e.Description(),
+                    std::string("IECleaner:") + method, "IECleaner", versionText_});
     } catch (const std::exception& e) {
         Raise("Failed: Clear IE {" + label + "}.");
-        if (Error)
-            Error(vbErrInternal, e.what(), std::string("IECleaner:") + method, "IECleaner",
-                  versionText_);
+        Result().Failed("IE {" + label + "}", e.what());
+        RaiseError({vbErrInternal, e.what(), std::string("IECleaner:") + method, "IECleaner",
+                    versionText_});
     }
     return false;
 }
@@ -173,6 +173,8 @@ bool IECleaner::RunRegistryTask(const char* method, Int16* found) {
     if (!ok || Cancelled()) return false;
     if (found) *found = static_cast<std::int16_t>(std::min<std::int64_t>(removed, 32767));
     const std::string label = std::string("IE {") + task.label + "}";
+    Result().Removed(removed);
+    if (!keyFound) Result().Skipped(label, SkipReason::NothingThere);
     if (!keyFound)
         Raise(label +
               ": nothing to clear; this Windows environment has none of its keys (only "
@@ -266,7 +268,8 @@ void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
     }
     if (whole) return;
     tally.deferred.push_back(folder);
-    if (StartupDelete) StartupDelete(folder);
+    Result().Pending(folder);
+    if (OnStartupDelete) OnStartupDelete(folder);
 }
 
 std::vector<IECleaner::FileItem> IECleaner::NotYetRemoved(std::vector<FileItem> items) const {
@@ -286,11 +289,13 @@ void IECleaner::RemoveOne(const FileItem& item, FileTally& tally) {
     std::error_code ec;
     if (fs::symlink_status(item.path, ec).type() == fs::file_type::not_found) return;
     tally.deferred.push_back(item.path);
-    if (StartupDelete) StartupDelete(item.path);
+    Result().Pending(item.path);
+    if (OnStartupDelete) OnStartupDelete(item.path);
 }
 
 void IECleaner::ReportFiles(const std::string& label, const FileTally& tally,
                             const std::string& extra) {
+    Result().Removed(tally.files, tally.bytes);
     Raise("Cleared IE {" + label + "}. (" + FileCountText(tally.files, tally.bytes) + " removed" +
           extra + ")");
     ReportDeferred(label, tally);
@@ -399,12 +404,12 @@ bool IECleaner::CleanCache(Form& /*progressWindow*/) {
             const auto total = static_cast<std::int32_t>(files.size());
             for (std::int32_t i = 0; i < total; ++i) {
                 if (Cancelled()) return;
-                if (FileProgress) FileProgress(folder, total, i + 1);
+                if (OnFileProgress) OnFileProgress(folder, total, i + 1);
                 RemoveOne(files[static_cast<std::size_t>(i)], tally);
                 // A big folder still lets the window repaint and hear Cancel.
-                if ((i + 1) % kFilesPerPump == 0 && DoEvents) DoEvents();
+                if ((i + 1) % kFilesPerPump == 0 && OnDoEvents) OnDoEvents();
             }
-            if (DoEvents) DoEvents();
+            if (OnDoEvents) OnDoEvents();
         }
     });
     if (!ok || Cancelled()) return false;

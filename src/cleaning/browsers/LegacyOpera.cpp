@@ -85,7 +85,7 @@ void LegacyOperaCleaner::RemoveTrace(const std::string& profile, const std::stri
     if (platform_.RemoveFile(path))
         report_(Label(profile) + ": removed " + file + " (" + what + ").");
     else
-        report_("Failed: " + Label(profile) + ": " + file + " could not be removed.");
+        Fail("Failed: " + Label(profile) + ": " + file + " could not be removed.");
 }
 
 void LegacyOperaCleaner::CleanTyped(const std::string& profile) {
@@ -109,7 +109,7 @@ void LegacyOperaCleaner::CleanCache(const std::string& profile) {
                 removed.bytes += size.bytes;
             } catch (const VbError& e) {
                 failed = true;
-                report_("Failed: " + Label(profile) + ": cache not removed from " +
+                Fail("Failed: " + Label(profile) + ": cache not removed from " +
                         folder.string() + ": " + e.what());
             }
         }

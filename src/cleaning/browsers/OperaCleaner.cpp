@@ -56,15 +56,24 @@ void OperaCleaner::Report(const std::string& text) {
     if (OnProgress) OnProgress("Opera", text);
 }
 
+void OperaCleaner::Failed(const std::string& text) {
+    Result().Failed("Opera", text);
+    if (firstFailure_.empty()) firstFailure_ = text;
+}
+
 bool OperaCleaner::Clean(Int16 task) {
     const int number = task;
     if (number < 1 || number > 4) return false;
+    firstFailure_.clear();
     try {
         RunTask(number);
+        // Every profile was tried; what one of them could not do ends the task.
+        if (!firstFailure_.empty())
+            RaiseError({vbErrInternal, firstFailure_, "OperaCleaner:Clean", {},
+                        std::to_string(number)});
     } catch (const std::exception& e) {
         // Nothing the cleaner can explain to the user: the run's reporter takes it.
-        if (OnError)
-            OnError(ErrorNumberOf(e), e.what(), "OperaCleaner:Clean", std::to_string(number));
+        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)), e.what(), "OperaCleaner:Clean", {}, std::to_string(number)});
     }
     return true;
 }
@@ -74,20 +83,28 @@ void OperaCleaner::RunTask(int task) {
     const std::vector<std::string> legacy = LegacyOperaProfiles(platform_);
     if (profiles.empty() && legacy.empty()) {
         Report("No Opera profile found.");
+        Result().Skipped("Opera profiles", SkipReason::NothingThere);
         return;
     }
     const TaskRow& row = kTasks[task - 1];
     const CookieKeepList keep =
         task == 3 ? CookieKeepList::Load(platform_, keepListPath_) : CookieKeepList();
-    ChromiumCleaner chromium(platform_, "Opera", [this](const std::string& t) { Report(t); });
+    ChromiumCleaner chromium(
+        platform_, "Opera", [this](const std::string& t) { Report(t); },
+        [this](const std::string& t) { Failed(t); });
     for (const ChromiumProfile& profile : profiles) {
         if (IsTrue(Cancel)) return;
         if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder))
+        {
             Report("Opera profile " + profile.folder + " left untouched: " + *why + ".");
+            Result().Skipped(profile.folder, SkipReason::InUse);
+        }
         else
             row.chromium(chromium, profile, keep);
     }
-    LegacyOperaCleaner old(platform_, [this](const std::string& t) { Report(t); });
+    LegacyOperaCleaner old(
+        platform_, [this](const std::string& t) { Report(t); },
+        [this](const std::string& t) { Failed(t); });
     for (const std::string& profile : legacy) {
         if (IsTrue(Cancel)) return;
         row.legacy(old, profile, keep);

@@ -10,9 +10,11 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "app/StartupDelete.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "cleaning/ClsClean.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "cleaning/TaskCatalogue.hpp"
+#include "common/TaskWorker.hpp"
+#include "app/FrmCleaner.hpp"
 #include "cleaning/Preview.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
 #include "common/VbError.hpp"
@@ -105,19 +107,18 @@ protected:
     }
     IECleaner Cleaner(RegistryStore& registry, Platform& on) {
         IECleaner c(registry, on, "1.0.0");
-        c.Progress = [this](const std::string& area, const std::string& text) {
+        c.OnProgress = [this](const std::string& area, const std::string& text) {
             EXPECT_EQ(area, "Internet Explorer");
             lines.push_back(text);
         };
-        c.Error = [this](std::int16_t n, const std::string& d, const std::string& l,
-                         const std::string&, const std::string&) {
-            errors.push_back(std::to_string(n) + " " + d + " " + l);
+        c.OnError = [this](const WorkerFault& f) {
+            errors.push_back(std::to_string(f.number) + " " + f.description + " " + f.location);
         };
-        c.FileProgress = [this](const std::string& f, std::int32_t total, std::int32_t current) {
+        c.OnFileProgress = [this](const std::string& f, std::int32_t total, std::int32_t current) {
             progress.push_back(fs::path(f).filename().string() + " " + std::to_string(current) +
                                "/" + std::to_string(total));
         };
-        c.StartupDelete = [this](const std::string& p) { deferred.push_back(p); };
+        c.OnStartupDelete = [this](const std::string& p) { deferred.push_back(p); };
         return c;
     }
     // Runs the seven operations in the order of the boxes.
@@ -315,7 +316,7 @@ TEST_F(IECleanerTest, MissingFoldersAndACancelAreReportedHonestly) {
 
     // Cancel written during the walk stops it before the next file; no line follows.
     lines.clear();
-    c.FileProgress = [&](const std::string&, std::int32_t, std::int32_t current) {
+    c.OnFileProgress = [&](const std::string&, std::int32_t, std::int32_t current) {
         if (current == 1 && progress.empty()) c.Cancel = vbTrue;
         progress.push_back("x");
     };
@@ -359,7 +360,7 @@ TEST_F(IECleanerTest, DoIERunsTheBoxesAndHandsALockedFileToTheNextStart) {
     app.Main().Load();
     for (int i = 1; i <= 7; ++i) app.Main().ie_Chk(i).SetValue(1);
     app.Cleaner().Load();
-    ClsClean cs(app);
+    ClsClean cs(app, app.Main().BuildPlan());
     std::string afterVerify, captionDuringCache;
     host.atDoEvents[1] = [&] { afterVerify = app.Cleaner().txtprogress.Text(); };
     // The hidden logs box emptied the cache's own folder: its first pump is for nothing.
@@ -368,7 +369,7 @@ TEST_F(IECleanerTest, DoIERunsTheBoxesAndHandsALockedFileToTheNextStart) {
     cs.Progress = [&](const std::string& t, int total, int current) {
         events.emplace_back(t, total, current);
     };
-    cs.DoIE();
+    cs.RunGroup(*FindGroup("ie"));
 
     EXPECT_TRUE(afterVerify.ends_with("\r\nVerifying IE jobs...")) << afterVerify;
     EXPECT_EQ(captionDuringCache, "Deleting temp/cache files in \"" + firstFolder.string() + "\" ");
@@ -386,9 +387,9 @@ TEST_F(IECleanerTest, DoIERunsTheBoxesAndHandsALockedFileToTheNextStart) {
     }
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.back(), std::make_tuple(std::string("Completed IE jobs..."), 7, 7));
-    EXPECT_EQ(cs.cIE(), nullptr) << "the worker is released at the end of the group";
+    EXPECT_EQ(cs.Worker(), nullptr) << "the worker is released at the end of the group";
 
-    EXPECT_EQ(app.LeftUndone, 1) << "the console's exit status tells of the locked file";
+    EXPECT_EQ(app.Outcome.total.pending.size(), 1u) << "the console's exit status tells of the locked file";
     EXPECT_EQ(ReadAll(StartupDeleteListPath()), locked.string() + "\n");
     EXPECT_TRUE(fs::exists(AutostartEntryPath()));
     EXPECT_TRUE(fs::exists(locked));

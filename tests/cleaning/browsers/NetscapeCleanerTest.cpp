@@ -89,8 +89,7 @@ protected:
             EXPECT_EQ(area, "Netscape");
             lines.push_back(text);
         };
-        cleaner.OnError = [](std::int16_t, const std::string& d, const std::string&,
-                             const std::string&, const std::string&) { ADD_FAILURE() << d; };
+        cleaner.OnError = [](const WorkerFault& f) { ADD_FAILURE() << f.description; };
         std::string unused;
         cleaner.Clean(static_cast<std::int16_t>(task), unused);
         return lines;

@@ -134,8 +134,9 @@ protected:
             EXPECT_EQ(area, "Opera");
             lines.push_back(text);
         };
-        cleaner.OnError = [&](std::int16_t, const std::string& d, const std::string&,
-                              const std::string&) { ADD_FAILURE() << "unexpected error: " << d; };
+        cleaner.OnError = [&](const WorkerFault& f) {
+            ADD_FAILURE() << "unexpected error: " << f.description;
+        };
         cleaner.Clean(task);
         return lines;
     }

@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "app/Application.hpp"
-#include "app/Completion.hpp"
+#include "cleaning/Completion.hpp"
 #include "app/FrmMain.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Logind.hpp"
@@ -200,7 +200,7 @@ TEST_F(LogindTest, RunEndsWithPowerOffOrRebootOnTheBus) {
     EXPECT_FALSE(why.empty());
     main.stChk(Option::NoNotify).UserClick();  // no message
     main.stChk(Option::ShutDown).UserClick();  // shut down when done
-    EXPECT_NO_THROW(SuccessMsgBox(app, "Done", vbInformation));
+    EXPECT_NO_THROW(SuccessMsgBox(app, "Done", vbInformation, app.Main().CurrentOptions()));
     EXPECT_TRUE(main.IsLoaded());
 
     StartLogind();

@@ -1,6 +1,7 @@
-#include "cli/ConsoleSession.hpp"
+#include "app/ConsoleSession.hpp"
 
-#include "app/StartupDelete.hpp"
+#include "cleaning/StartupDelete.hpp"
+#include "common/ModFunctions.hpp"
 #include "common/registry/OpenStore.hpp"
 
 namespace velloran {
@@ -8,8 +9,8 @@ namespace velloran {
 ConsoleSession::ConsoleSession(const Options& options)
     : preview_(options.preview),
       target_(SelectTarget(options.prefix)),
-      platform_(target_),
-      host_(std::cout, std::cerr, options.answerNo) {
+      platform_(MakeSystemPlatform(target_)),
+      host_(options.quiet ? std::cerr : std::cout, std::cerr, options.answerNo) {
     try {
         store_ = OpenRegistryStore(target_);
         settingsStore_ = OpenSettingsStore(target_);
@@ -17,7 +18,7 @@ ConsoleSession::ConsoleSession(const Options& options)
         std::cerr << "velloran-cli: " << e.Description() << '\n';
         return;
     }
-    Platform* platform = &platform_;
+    Platform* platform = platform_.get();
     RegistryStore* store = store_.get();
     RegistryStore* settings = settingsStore_.get();
     if (options.preview) {
@@ -25,7 +26,7 @@ ConsoleSession::ConsoleSession(const Options& options)
         if (settings)
             settings =
                 (previewSettings_ = std::make_unique<PreviewStore>(*settings, summary_)).get();
-        previewPlatform_ = std::make_unique<PreviewPlatform>(platform_, summary_);
+        previewPlatform_ = std::make_unique<PreviewPlatform>(*platform_, summary_);
         platform = previewPlatform_.get();
         store = previewStore_.get();
     }
@@ -34,6 +35,10 @@ ConsoleSession::ConsoleSession(const Options& options)
     app_->CommandLine = options.commandLine;
     app_->SetRegistry(store);
     app_->SetSettingsRegistry(settings);
+}
+
+void ConsoleSession::Start() {
+    app_->WinVersion = WinVersionCode(app_->GetPlatform().GetVersionEx());
 }
 
 FrmMain& ConsoleSession::LoadMain() {
@@ -52,7 +57,7 @@ int ConsoleSession::Run(const std::function<int()>& work) {
     }
     if (code != 0) return code;
     if (preview_) std::cout << summary_.Text() << '\n';
-    return app_->LeftUndone > 0 ? 1 : 0;
+    return app_->Outcome.total.LeftUndone() ? 1 : 0;
 }
 
 int RunStartupDelete() {

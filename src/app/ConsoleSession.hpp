@@ -12,9 +12,9 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/Preview.hpp"
-#include "cli/ConsoleHost.hpp"
+#include "app/ConsoleHost.hpp"
 #include "common/Target.hpp"
-#include "common/platform/linux/LinuxPlatform.hpp"
+#include "common/platform/SystemPlatform.hpp"
 
 namespace velloran {
 
@@ -24,6 +24,8 @@ public:
         std::optional<std::filesystem::path> prefix;
         bool answerNo = false;
         bool preview = false;
+        // Messages on standard error, so that standard output holds only data (--json).
+        bool quiet = false;
         std::string commandLine;
         Options() = default;
         explicit Options(const RunSwitches& run) : answerNo(run.answerNo), preview(run.preview) {}
@@ -34,6 +36,9 @@ public:
     bool Ready() const { return app_ != nullptr; }
     Application& App() { return *app_; }
     const PreviewSummary& Summary() const { return summary_; }
+    // What a start prepares without the main window: the Windows version for the
+    // run header and the reports.
+    void Start();
     // The main window, initialised and loaded as at a start (may end the program).
     FrmMain& LoadMain();
     // Runs a command's work and makes its exit status: the work's own when not 0;
@@ -44,7 +49,7 @@ public:
 private:
     bool preview_;
     Target target_;
-    LinuxPlatform platform_;
+    std::unique_ptr<Platform> platform_;
     ConsoleHost host_;
     std::unique_ptr<RegistryStore> store_;
     std::unique_ptr<RegistryStore> settingsStore_;  // null: the target's store

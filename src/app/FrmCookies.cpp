@@ -1,12 +1,12 @@
 // Error locations are the program's own and kept as written.
-#include "tools/cookies/FrmCookies.hpp"
+#include "app/FrmCookies.hpp"
 
 #include <cmath>
 #include <map>
 #include <sstream>
 
 #include "app/Application.hpp"
-#include "app/Completion.hpp"
+#include "cleaning/Completion.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/CookieSites.hpp"
 #include "common/ErrorHandler.hpp"
@@ -215,7 +215,8 @@ void FrmCookies::cmdClean_Click() {
         DeleteTicked(folder);
         for (CommandButton* b : {&cmdClean, &Command1, &Command2}) b->SetEnabled(true);
         TellWhatWasLeft(app_, "Some cookies were not deleted:", NotDone);
-        SuccessMsgBox(app_, "Cookies Deleted Successfully!", vbInformation);
+        SuccessMsgBox(app_, "Cookies Deleted Successfully!", vbInformation,
+                      app_.CurrentOptions());
         Unload();
     });
 }

@@ -1,4 +1,4 @@
-#include "cleaning/FrmCleaner.hpp"
+#include "app/FrmCleaner.hpp"
 
 #include "app/Application.hpp"
 #include "cleaning/ClsClean.hpp"
@@ -34,7 +34,7 @@ void FrmCleaner::Form_Activate() {
 }
 
 void FrmCleaner::Run() {
-    cs_ = std::make_shared<ClsClean>(app_);
+    cs_ = std::make_shared<ClsClean>(app_, plan_);
     cs_->Progress = [this](const std::string& text, int total, int current) {
         cs_Progress(text, total, current);
     };
@@ -42,6 +42,24 @@ void FrmCleaner::Run() {
     auto run = cs_;
     run->Clean();
     cs_.reset();
+}
+
+std::shared_ptr<ClsClean> StartCleaning(Application& app, const Plan& plan, Form* owner) {
+    if (app.CleanerLoaded()) app.Cleaner().Unload();
+    auto check = std::make_shared<ClsClean>(app, plan);
+    if (!check->isJob()) {
+        app.MsgBox("Nothing to do, Please select a task by selecting the white boxes.",
+                   vbInformation + vbOKOnly);
+        return check;
+    }
+    check.reset();
+    FrmCleaner& cleaner = app.Cleaner();
+    cleaner.Load();
+    cleaner.SetPlan(plan);
+    // The mark the cookie manager's button puts on its window too; nothing else reads it.
+    cleaner.SetTag("1");
+    cleaner.ShowModal(owner);
+    return nullptr;
 }
 
 void FrmCleaner::cs_Progress(const std::string& text, int total, int current) {

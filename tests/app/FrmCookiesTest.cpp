@@ -2,7 +2,7 @@
 // Explorer's files of the cookies folder on the fake platform, and the sites of
 // real-schema Firefox and Opera cookie databases on disk, with the stored keep
 // list that the browsers' "Clear Cookies" tasks honour afterwards.
-#include "tools/cookies/FrmCookies.hpp"
+#include "app/FrmCookies.hpp"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -204,7 +204,7 @@ TEST_F(IEFilesTest, AFileThatWillNotGoIsToldAndTheRunStillCompletes) {
     EXPECT_EQ(host.boxes[1].text.find("Some cookies were not deleted:"), 0u);
     EXPECT_NE(host.boxes[1].text.find("alice@other.test[2].txt"), std::string::npos);
     EXPECT_EQ(host.boxes[2].text, "Cookies Deleted Successfully!");
-    EXPECT_EQ(app.LeftUndone, 1);
+    EXPECT_EQ(LeftCount(app), 1);
 }
 
 TEST_F(IEFilesTest, CloseDuringTheRunStopsItBeforeTheNextRow) {

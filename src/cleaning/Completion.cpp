@@ -1,10 +1,9 @@
 // The end of a run: the completion message, exit, shut down or restart. Error
 // locations name "ModFunctions", the module reports list these procedures under.
-#include "app/Completion.hpp"
+#include "cleaning/Completion.hpp"
 
-#include "app/Application.hpp"
-#include "app/FrmMain.hpp"
-#include "app/SettingsStore.hpp"
+#include "cleaning/Shell.hpp"
+#include "common/controls/Form.hpp"
 #include "common/ErrorHandler.hpp"
 
 namespace velloran {
@@ -21,7 +20,7 @@ void IgnoringErrors(F&& body) {
 
 }  // namespace
 
-void ShutDownComputer(Application& app) {
+void ShutDownComputer(ProgramShell& app) {
     IgnoringErrors([&] {
         Platform& platform = app.GetPlatform();
         platform.EnableShutdownPrivilege();
@@ -29,7 +28,7 @@ void ShutDownComputer(Application& app) {
     });
 }
 
-void RestartComputer(Application& app) {
+void RestartComputer(ProgramShell& app) {
     IgnoringErrors([&] {
         Platform& platform = app.GetPlatform();
         platform.EnableShutdownPrivilege();
@@ -37,10 +36,12 @@ void RestartComputer(Application& app) {
     });
 }
 
-void TellWhatWasLeft(Application& app, const std::string& heading,
+void TellWhatWasLeft(ProgramShell& app, const std::string& heading,
                      const std::vector<std::string>& lines) {
     if (lines.empty()) return;
-    app.LeftUndone += static_cast<std::int64_t>(lines.size());
+    Outcome left;
+    for (const std::string& line : lines) left.Failed(line);
+    app.Outcome.AddUntasked(left);
     constexpr std::size_t kShown = 15;
     std::string text = heading;
     for (std::size_t i = 0; i < lines.size() && i < kShown; ++i) text += "\r\n" + lines[i];
@@ -49,22 +50,21 @@ void TellWhatWasLeft(Application& app, const std::string& heading,
     app.MsgBox(text, vbExclamation);
 }
 
-void SuccessMsgBox(Application& app, const std::string& text, int style) {
+void SuccessMsgBox(ProgramShell& app, const std::string& text, int style, const Options& options) {
     WithErrorHandler(app, "ModFunctions:SuccessMsgBox", [&] {
-        FrmMain& main = app.Main();
-        if (main.stChk(Option::NoNotify).Value() == 0) app.MsgBox(text, style);
-        SaveSettings(main);
+        if (options.Value(Option::NoNotify) == 0) app.MsgBox(text, style);
+        app.SaveSettings(options);
         app.ReleaseShared();
         // Only the value 1 counts; exit wins over shut down, shut down over restart.
-        if (main.stChk(Option::ExitWhenDone).Value() == 1) {
-            main.Unload();
+        if (options.Ticked(Option::ExitWhenDone)) {
+            app.MainForm().Unload();
             EndProgram(0);
         }
-        if (main.stChk(Option::ShutDown).Value() == 1) {
+        if (options.Ticked(Option::ShutDown)) {
             ShutDownComputer(app);
             return;
         }
-        if (main.stChk(Option::Restart).Value() == 1) RestartComputer(app);
+        if (options.Ticked(Option::Restart)) RestartComputer(app);
     });
 }
 

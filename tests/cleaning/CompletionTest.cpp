@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/Completion.hpp"
+#include "cleaning/Completion.hpp"
 #include "common/registry/KelRegistry.hpp"
 #include "support/AppFixture.hpp"
 
@@ -19,7 +19,7 @@ protected:
     }
     bool Ends() {
         try {
-            SuccessMsgBox(app, "Done!", vbInformation);
+            SuccessMsgBox(app, "Done!", vbInformation, app.Main().CurrentOptions());
         } catch (const ProgramEnd&) {
             return true;
         }

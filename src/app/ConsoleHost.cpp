@@ -1,4 +1,4 @@
-#include "cli/ConsoleHost.hpp"
+#include "app/ConsoleHost.hpp"
 
 #include <iostream>
 #include <ostream>

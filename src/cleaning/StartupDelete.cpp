@@ -1,12 +1,11 @@
 // Deletion at the next start-up. Error locations name "FrmMain" (the start-up
 // run) and "ModFunctions" (the list and autostart entry), the modules reports list
 // these procedures under.
-#include "app/StartupDelete.hpp"
+#include "cleaning/StartupDelete.hpp"
 
 #include <string_view>
 
-#include "app/Application.hpp"
-#include "app/FrmMain.hpp"
+#include "cleaning/Shell.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/Target.hpp"
 
@@ -81,7 +80,7 @@ std::string AutostartEntryText(const std::string& execLine) {
            "Terminal=false\n";
 }
 
-VbBool RequestStartupDelete(Application& app, const std::string& path) {
+VbBool RequestStartupDelete(ProgramShell& app, const std::string& path) {
     VbBool result = vbFalse;
     WithErrorHandler(app, "ModFunctions:AddStartupDelete", [&] {
         if (HasLineBreak(path)) {
@@ -103,7 +102,7 @@ VbBool RequestStartupDelete(Application& app, const std::string& path) {
     return result;
 }
 
-void SetAutostartEntry(Application& app, const std::string& execLine) {
+void SetAutostartEntry(ProgramShell& app, const std::string& execLine) {
     WithErrorHandler(app, "ModFunctions:SetAutoStart", [&] {
         Platform& platform = app.GetPlatform();
         const std::string entry = AutostartEntryPath();
@@ -115,12 +114,12 @@ void SetAutostartEntry(Application& app, const std::string& execLine) {
     });
 }
 
-void RemoveAutostartEntry(Application& app) {
+void RemoveAutostartEntry(ProgramShell& app) {
     WithErrorHandler(app, "ModFunctions:RemoveAutoStart",
                      [&] { app.GetPlatform().RemoveFile(AutostartEntryPath()); });
 }
 
-VbBool ShellDelete(Application& app, int operation, std::string& path, std::int16_t recycle) {
+VbBool ShellDelete(ProgramShell& app, int operation, std::string& path, std::int16_t recycle) {
     WithErrorHandler(app, "ModFunctions:ShellDelete", [&] {
         if (!path.empty() && (path.back() == '\\' || path.back() == '/')) path.pop_back();
         // Nothing to name (the root loses its only separator), and no other operation
@@ -152,8 +151,7 @@ VbBool ShellDelete(Application& app, int operation, std::string& path, std::int1
     return vbTrue;
 }
 
-void PerformStartupDelete(FrmMain& frm) {
-    Application& app = frm.App();
+void PerformStartupDelete(ProgramShell& app, int recycleOption) {
     if (app.CommandLine != kStartupDeleteSwitch) return;
     WithErrorHandler(app, "FrmMain:StartupDelete", [&] {
         Platform& platform = app.GetPlatform();
@@ -162,7 +160,7 @@ void PerformStartupDelete(FrmMain& frm) {
             const auto text = platform.ReadTextFile(list);
             if (!text) throw VbError::PermissionDenied(list);
             const std::int16_t recycle =
-                frm.stChk(Option::RecycleBin).Value() == 1 ? vbTrue : vbFalse;
+                recycleOption == 1 ? vbTrue : vbFalse;
             std::size_t pos = 0;
             // An empty line ends the list, as the end of the file does.
             while (pos < text->size()) {

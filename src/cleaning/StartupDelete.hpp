@@ -10,8 +10,7 @@
 
 namespace velloran {
 
-class Application;
-class FrmMain;
+class ProgramShell;
 
 inline constexpr const char* kStartupDeleteSwitch = "-delstart";
 // SHFileOperation's FO_DELETE; the only operation the wrapper carries out.
@@ -33,21 +32,22 @@ std::string AutostartEntryText(const std::string& execLine);
 // Records `path` as the one path to delete at the next start (replacing any
 // earlier request) and sets the autostart entry. A path holding a line break
 // cannot be written as one line: it is refused with a message and False.
-VbBool RequestStartupDelete(Application& app, const std::string& path);
+VbBool RequestStartupDelete(ProgramShell& app, const std::string& path);
 // Writes the autostart entry with an Exec command line; does nothing when the
 // user's autostart folder does not exist (it is not created).
-void SetAutostartEntry(Application& app, const std::string& execLine);
-void RemoveAutostartEntry(Application& app);
+void SetAutostartEntry(ProgramShell& app, const std::string& execLine);
+void RemoveAutostartEntry(ProgramShell& app);
 
 // The shell's delete (SHFileOperation): `path` loses one trailing separator in
 // place. Recycle flag 0 deletes for good, -1 moves to the trash, both silently
 // skipping what cannot be removed; any other value asks the user first and
 // reports failures in a message box. Always answers True.
-VbBool ShellDelete(Application& app, int operation, std::string& path, std::int16_t recycle);
+VbBool ShellDelete(ProgramShell& app, int operation, std::string& path, std::int16_t recycle);
 
-// Run once at start, after the settings are loaded: when the command line is
+// Run once at start, after the settings are loaded (`recycleOption` is the value
+// of the recycle-bin option then): when the command line is
 // exactly "-delstart", deletes the listed path, removes the autostart entry and the
 // list, and ends the program. Any other command line does nothing.
-void PerformStartupDelete(FrmMain& frm);
+void PerformStartupDelete(ProgramShell& app, int recycleOption);
 
 }  // namespace velloran

@@ -1,6 +1,6 @@
 // The junk file finder window through the scripted host: a fake drive list, real
 // folders to search and real files to delete.
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmJunk.hpp"
 
 #include <gtest/gtest.h>
 
@@ -450,7 +450,7 @@ TEST_F(JunkDeletion, AFolderSwappedForALinkAfterTheScanNeverRedirectsTheDeletion
         junk.cmdFind.UserClick();
         ASSERT_EQ(junk.lvFiles.Count(), 2);
         host.boxes.clear();
-        app.LeftUndone = 0;
+        app.Outcome = {};
 
         fs::rename(drive / "sub", drive / "was-sub");
         fs::create_directory_symlink(outside, drive / "sub");
@@ -461,7 +461,7 @@ TEST_F(JunkDeletion, AFolderSwappedForALinkAfterTheScanNeverRedirectsTheDeletion
             EXPECT_TRUE(fs::exists(drive / "was-sub" / n)) << n;
         }
         EXPECT_EQ(junk.NotDone.size(), 2u);
-        EXPECT_EQ(app.LeftUndone, 2);
+        EXPECT_EQ(LeftCount(app), 2);
         ASSERT_EQ(host.boxes.size(), 3u);
         EXPECT_EQ(host.boxes[1].style, vbExclamation);
         EXPECT_TRUE(host.boxes[1].text.starts_with(

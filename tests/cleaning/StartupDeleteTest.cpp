@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/StartupDelete.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "common/Target.hpp"
 #include "support/AppFixture.hpp"
 #include "support/EnvGuard.hpp"

@@ -1,16 +1,17 @@
 // Error locations are the program's own and kept as written, including the run's
 // "FrmCleaner:FileERadicator", which names another window.
-#include "tools/eradicator/frmErad.hpp"
+#include "app/frmErad.hpp"
 
 #include <cmath>
 #include <set>
 
 #include "app/Application.hpp"
-#include "app/Completion.hpp"
-#include "app/FrmMain.hpp"
-#include "app/StartupDelete.hpp"
+#include "cleaning/Completion.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/Text.hpp"
+#include "common/platform/FolderSize.hpp"
 #include "common/controls/ModListView.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
@@ -24,10 +25,6 @@ constexpr std::int16_t kShownPath = 42;
 std::string NameOf(const std::string& path) {
     const auto slash = path.find_last_of('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string Join(const std::string& folder, const std::string& name) {
-    return folder.ends_with('/') ? folder + name : folder + "/" + name;
 }
 
 // A percentage as a rounded 16-bit integer; an empty total counts as all done.
@@ -208,16 +205,12 @@ void frmErad::RunFolders() {
     for (int i = 0; i < n; ++i) folders.push_back(lviewF.Row(i).key);
     WarnOncePerRun(folders);
     const std::int16_t recycle =
-        app_.Main().stChk(Option::RecycleBin).Value() == 1 ? vbTrue : vbFalse;
+        app_.CurrentOptions().Ticked(Option::RecycleBin) ? vbTrue : vbFalse;
     for (;;) {
         if (lviewF.Count() == 0) break;
         if (IsTrue(app_.StopRequested)) return;
         std::string folder = lviewF.Row(0).key;
-        folderSize_ = 0;
-        platform.ForEachFile(folder, true, [&](const std::string& dir, const std::string& name) {
-            folderSize_ += static_cast<double>(platform.FileSize(Join(dir, name)).value_or(0));
-            return true;
-        });
+        folderSize_ = static_cast<double>(MeasureFolder(platform, folder).bytes);
         erasedBytes_ = 0;
         pbar.SetMax(static_cast<long>(folderSize_));
         fF_->Search(folder, "*.*");
@@ -236,12 +229,14 @@ void frmErad::EndRun() {
     const bool files = Tag() == std::to_string(kModeFiles);
     TellWhatWasLeft(app_, "Some files were not removed or not overwritten:", NotDone);
     if (IsTrue(app_.StopRequested)) {
-        SuccessMsgBox(app_, "Selected task(s) aborted by user successfully!", vbInformation);
+        SuccessMsgBox(app_, "Selected task(s) aborted by user successfully!", vbInformation,
+                      app_.CurrentOptions());
         if (files) pbar.SetCaption("File(s) Eradication Aborted by user.");
         if (Tag() == std::to_string(kModeFolders))
             pbar.SetCaption("Folder(s) Eradication Aborted by user.");
     } else {
-        SuccessMsgBox(app_, "Selected task(s) completed successfully!", vbInformation);
+        SuccessMsgBox(app_, "Selected task(s) completed successfully!", vbInformation,
+                      app_.CurrentOptions());
         if (files) pbar.SetCaption("File(s) Eradication Completed.");
         if (Tag() == std::to_string(kModeFolders))
             pbar.SetCaption("Folder(s) Eradication Completed.");
@@ -252,7 +247,7 @@ void frmErad::EndRun() {
 // Overwriting in place cannot reach old copies on some file systems: said once,
 // before anything is wiped.
 void frmErad::WarnOncePerRun(const std::vector<std::string>& paths) {
-    if (app_.Main().stChk(Option::SecureDelete).Value() != 1 || warnedCopyOnWrite_) return;
+    if (!app_.CurrentOptions().Ticked(Option::SecureDelete) || warnedCopyOnWrite_) return;
     std::set<std::string> notes;
     for (const std::string& p : paths)
         if (std::string note = app_.GetPlatform().OverwriteCaveat(p); !note.empty())
@@ -267,7 +262,7 @@ void frmErad::WarnOncePerRun(const std::vector<std::string>& paths) {
 
 void frmErad::EradicateFile(const std::string& path) {
     Platform& platform = app_.GetPlatform();
-    FrmMain& main = app_.Main();
+    const Options options = app_.CurrentOptions();
     csDel_ = std::make_shared<SecureDeleter>(platform);
     std::shared_ptr<SecureDeleter> deleter = csDel_;
     deleter->SetPump([this] { GetHost().DoEvents(); });
@@ -276,30 +271,15 @@ void frmErad::EradicateFile(const std::string& path) {
     });
     try {
         bool complete = true;
-        const bool secure = main.stChk(Option::SecureDelete).Value() == 1;
+        const bool secure = options.Ticked(Option::SecureDelete);
+        const int recycle = options.Value(Option::RecycleBin);
         // A link is removed itself, never overwritten through.
-        if (secure && !platform.FileSize(path)) {
+        if (secure && !platform.FileSize(path))
             platform.DeleteFileEntry(path);
-        } else if (secure) {
-            switch (main.cmbsDelType.ListIndex()) {
-                case 0:
-                    complete = deleter->DeleteZapper(path);
-                    break;
-                case 1:
-                    complete = deleter->DeleteGutmann(path);
-                    break;
-                case 2:
-                    complete = deleter->DeleteZero(path);
-                    break;
-                default:
-                    complete = deleter->DeletePlain(path, false);
-                    break;
-            }
-        } else if (main.stChk(Option::RecycleBin).Value() == 0) {
-            complete = deleter->DeletePlain(path, false);
-        } else if (main.stChk(Option::RecycleBin).Value() == 1) {
-            complete = deleter->DeletePlain(path, true);
-        }
+        else if (secure)
+            complete = deleter->DeleteWith(options.deleteMethod, path, false);
+        else if (recycle == 0 || recycle == 1)
+            complete = deleter->DeletePlain(path, recycle == 1);
         if (!complete && !deleter->AbortDelete())
             for (const std::string& line : deleter->Report()) NotDone.push_back(line);
     } catch (const VbError& e) {
@@ -311,7 +291,7 @@ void frmErad::EradicateFile(const std::string& path) {
 void frmErad::fF_FoundFile(const std::string& folder, const std::string& name) {
     if (Tag() != std::to_string(kModeFolders)) return;
     pbar.SetVisible(true);
-    const std::string path = Join(folder, name);
+    const std::string path = JoinPath(folder, name);
     Platform& platform = app_.GetPlatform();
     if (const auto size = platform.FileSize(path)) {
         EradicateFile(path);

@@ -1,6 +1,6 @@
 // The file eradicator driven through clicks on the scripted host: the lists, the
 // file run and the folder run, on the fake platform and on real files.
-#include "tools/eradicator/frmErad.hpp"
+#include "app/frmErad.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,11 +1,10 @@
-#include "tools/junk/FrmJunk.hpp"
+#include "app/FrmJunk.hpp"
 
 #include <algorithm>
 #include <cctype>
 
 #include "app/Application.hpp"
-#include "app/Completion.hpp"
-#include "app/FrmMain.hpp"
+#include "cleaning/Completion.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
@@ -349,7 +348,8 @@ void FrmJunk::cmddelete_Click() {
         lblloc.SetVisible(true);
         ReportNotDone();
 
-        SuccessMsgBox(app_, "Selected Task(s) Completed Successfully!", vbInformation);
+        SuccessMsgBox(app_, "Selected Task(s) Completed Successfully!", vbInformation,
+                      app_.CurrentOptions());
         Unload();
     });
 }
@@ -363,7 +363,7 @@ void FrmJunk::StartCleaning() {
         for (int i = 0; i < lvFiles.Count(); ++i) checked += lvFiles.Row(i).checked ? 1 : 0;
         pbar.SetMax(checked);
 
-        FrmMain& main = app_.Main();
+        const Options options = app_.CurrentOptions();
         for (;;) {
             int row = -1;
             for (int i = 0; i < lvFiles.Count(); ++i) {
@@ -389,25 +389,11 @@ void FrmJunk::StartCleaning() {
             std::shared_ptr<SecureDeleter> deleter = csDel_;
             try {
                 bool complete = true;
-                if (main.stChk(Option::SecureDelete).Value() == 1) {
-                    switch (main.cmbsDelType.ListIndex()) {
-                        case 0:
-                            complete = Require(deleter).DeleteZapper(path);
-                            break;
-                        case 1:
-                            complete = Require(deleter).DeleteGutmann(path);
-                            break;
-                        case 2:
-                            complete = Require(deleter).DeleteZero(path);
-                            break;
-                        default:
-                            complete = Require(deleter).DeletePlain(path, true);
-                            break;
-                    }
-                } else {
-                    complete = Require(deleter).DeletePlain(
-                        path, main.stChk(Option::RecycleBin).Value() != 0);
-                }
+                SecureDeleter& d = Require(deleter);
+                if (options.Ticked(Option::SecureDelete))
+                    complete = d.DeleteWith(options.deleteMethod, path, true);
+                else
+                    complete = d.DeletePlain(path, options.Value(Option::RecycleBin) != 0);
                 // A stopped overwrite is the user's choice; anything else left is told.
                 if (!complete)
                     for (const std::string& line : deleter->Report())
