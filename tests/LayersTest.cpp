@@ -133,8 +133,7 @@ TEST(LayersTest, ClassifierCatchesEachKindOfWrongInclude) {
     EXPECT_EQ(Violation({"qt/MainView.cpp", "QWidget", true}), "");
     EXPECT_EQ(Violation({"cli/main.cpp", "common/platform/linux/LinuxPlatform.hpp", false}), "");
     EXPECT_EQ(Violation({"app/FrmMain.cpp", "cleaning/ClsClean.hpp", false}), "");
-    EXPECT_EQ(Violation({"app/FrmJunk.cpp", "tools/eradicator/SecureDeleter.hpp", false}),
-              "");
+    EXPECT_EQ(Violation({"app/FrmJunk.cpp", "tools/eradicator/SecureDeleter.hpp", false}), "");
     EXPECT_EQ(Violation({"traces/Worker.cpp", "common/registry/KelRegistry.hpp", false}), "");
     EXPECT_EQ(Violation({"common/Vb.hpp", "string", true}), "");
     EXPECT_EQ(Violation({"common/Vb.hpp", "cstdint", true}), "");

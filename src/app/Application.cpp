@@ -1,15 +1,15 @@
 #include "app/Application.hpp"
 
 #include "about/frmAbout.hpp"
-#include "app/FrmMain.hpp"
 #include "app/FrmCleaner.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/FrmJunk.hpp"
+#include "app/FrmMain.hpp"
+#include "app/frmErad.hpp"
 #include "cleaning/ReportError.hpp"
 #include "cleaning/Settings.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/registry/KelRegistry.hpp"
-#include "app/FrmCookies.hpp"
-#include "app/frmErad.hpp"
-#include "app/FrmJunk.hpp"
 
 namespace velloran {
 

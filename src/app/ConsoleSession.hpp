@@ -10,9 +10,9 @@
 #include <string>
 
 #include "app/Application.hpp"
+#include "app/ConsoleHost.hpp"
 #include "app/FrmMain.hpp"
 #include "cleaning/Preview.hpp"
-#include "app/ConsoleHost.hpp"
 #include "common/Target.hpp"
 #include "common/platform/SystemPlatform.hpp"
 

@@ -215,8 +215,7 @@ void FrmCookies::cmdClean_Click() {
         DeleteTicked(folder);
         for (CommandButton* b : {&cmdClean, &Command1, &Command2}) b->SetEnabled(true);
         TellWhatWasLeft(app_, "Some cookies were not deleted:", NotDone);
-        SuccessMsgBox(app_, "Cookies Deleted Successfully!", vbInformation,
-                      app_.CurrentOptions());
+        SuccessMsgBox(app_, "Cookies Deleted Successfully!", vbInformation, app_.CurrentOptions());
         Unload();
     });
 }

@@ -3,15 +3,15 @@
 
 #include "about/frmAbout.hpp"
 #include "app/Application.hpp"
+#include "app/FrmCleaner.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/FrmJunk.hpp"
 #include "app/ModControls.hpp"
+#include "app/frmErad.hpp"
+#include "cleaning/ClsClean.hpp"
 #include "cleaning/StartupDelete.hpp"
 #include "cleaning/TaskCatalogue.hpp"
-#include "app/FrmCleaner.hpp"
-#include "cleaning/ClsClean.hpp"
 #include "common/ErrorHandler.hpp"
-#include "app/FrmCookies.hpp"
-#include "app/frmErad.hpp"
-#include "app/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -277,9 +277,7 @@ void FrmMain::stChk_Click(int index) {
 }
 
 void FrmMain::cmdClean_Click() {
-    Guard("FrmMain:cmdClean:Click", [this] {
-        cs_ = StartCleaning(app_, BuildPlan(), this);
-    });
+    Guard("FrmMain:cmdClean:Click", [this] { cs_ = StartCleaning(app_, BuildPlan(), this); });
 }
 
 void FrmMain::cmdExit_Click() {

@@ -11,8 +11,8 @@
 #include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
-#include "common/platform/FolderSize.hpp"
 #include "common/controls/ModListView.hpp"
+#include "common/platform/FolderSize.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 

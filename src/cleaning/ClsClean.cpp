@@ -181,8 +181,8 @@ bool ClsClean::BrowserWindowOpen(const GroupInfo& group) {
     Outcome skipped;
     skipped.Skipped(std::string(group.name), SkipReason::InUse);
     shell_.Outcome.Add(std::string(group.name), skipped);
-    shell_.MsgBox(std::string(browser->firstText) + Utf8Left(windowTitle_, 30) + "...\"," +
-                      "\r\n" + browser->lastText,
+    shell_.MsgBox(std::string(browser->firstText) + Utf8Left(windowTitle_, 30) + "...\"," + "\r\n" +
+                      browser->lastText,
                   vbInformation);
     return true;
 }

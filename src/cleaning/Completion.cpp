@@ -3,8 +3,8 @@
 #include "cleaning/Completion.hpp"
 
 #include "cleaning/Shell.hpp"
-#include "common/controls/Form.hpp"
 #include "common/ErrorHandler.hpp"
+#include "common/controls/Form.hpp"
 
 namespace velloran {
 

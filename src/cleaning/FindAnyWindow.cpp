@@ -2,8 +2,8 @@
 // reports list it under.
 #include "cleaning/FindAnyWindow.hpp"
 
-#include "common/WorkContext.hpp"
 #include "common/ErrorHandler.hpp"
+#include "common/WorkContext.hpp"
 
 namespace velloran {
 

@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "cleaning/Shell.hpp"
-#include "common/controls/Form.hpp"
 #include "common/Target.hpp"
+#include "common/controls/Form.hpp"
 
 namespace velloran {
 

@@ -159,8 +159,7 @@ void PerformStartupDelete(ProgramShell& app, int recycleOption) {
         if (platform.FileExists(list)) {
             const auto text = platform.ReadTextFile(list);
             if (!text) throw VbError::PermissionDenied(list);
-            const std::int16_t recycle =
-                recycleOption == 1 ? vbTrue : vbFalse;
+            const std::int16_t recycle = recycleOption == 1 ? vbTrue : vbFalse;
             std::size_t pos = 0;
             // An empty line ends the list, as the end of the file does.
             while (pos < text->size()) {

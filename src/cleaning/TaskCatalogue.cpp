@@ -83,8 +83,8 @@ void IECache(TaskWorker& w, ProgramShell& s) {
 constexpr std::array<TaskInfo, 7> kIE{{
     {1, "Clear Typed URL History", "typed-urls", "Cleaning IE Type Url's history ...",
      IECounted<&IECleaner::CleanTypedUrls>},
-    {2, "Clear Autocomplete Forms", "autocomplete-forms",
-     "Cleaning IE Type Autocomplete forms ...", IEPlain<&IECleaner::CleanAutoCompleteForms>},
+    {2, "Clear Autocomplete Forms", "autocomplete-forms", "Cleaning IE Type Autocomplete forms ...",
+     IEPlain<&IECleaner::CleanAutoCompleteForms>},
     {3, "Restore Window Position", "window-position", "Restoring IE window position ...",
      IEPlain<&IECleaner::RestoreWindowPosition>},
     {4, "Clear Encrypted Hidden Logs", "encrypted-hidden-logs",
@@ -196,8 +196,8 @@ bool OperaAvailable(Platform& p) { return !OperaCleaner(p).ProfileFolder().empty
 // Run order. Lower-case "opera" in its verifying line: it has always read so.
 constexpr std::array<GroupInfo, 5> kGroups{{
     {"win_chk", "win_chks", "Windows System", "windows", kWindows, kWindowsOrder,
-     "ClsClean:DoWindows", "Verifying Windows jobs...", "Completed Windows jobs...", nullptr,
-     false, true, MakeWindows, nullptr},
+     "ClsClean:DoWindows", "Verifying Windows jobs...", "Completed Windows jobs...", nullptr, false,
+     true, MakeWindows, nullptr},
     {"ie_Chk", "ie_Chks", "Internet Explorer Browser", "ie", kIE, kIEOrder, "ClsClean:DoIE",
      "Verifying IE jobs...", "Completed IE jobs...", &kIEWindow, true, false, MakeIE, nullptr},
     {"ns_Chk", "ns_Chks", "Netscape Browser 6.x/7.x", "netscape", kNetscape, kBrowserOrder,

@@ -42,9 +42,9 @@ struct GroupInfo {
     std::span<const int> displayOrder;  // indexes as the page lists them
 
     // The run of the group.
-    const char* location;   // its error location, "ClsClean:DoWindows"
-    const char* verifying;  // the line before its tasks
-    const char* completed;  // the progress text after them
+    const char* location;               // its error location, "ClsClean:DoWindows"
+    const char* verifying;              // the line before its tasks
+    const char* completed;              // the progress text after them
     const BrowserWindowCheck* browser;  // null: no browser to close first
     bool pumpAfterVerifying;            // lets the window repaint before the worker starts
     bool pumpAfterEachBox;              // and between boxes

@@ -89,8 +89,7 @@ std::string ResolveTask(const std::string& arg, const GroupInfo*& group, std::ve
         std::size_t used = 0;
         const int index = std::stoi(which, &used);
         if (used != which.size()) throw std::invalid_argument(which);
-        if (!FindTask(*group, index))
-            return std::string(group->array) + " has no index " + which;
+        if (!FindTask(*group, index)) return std::string(group->array) + " has no index " + which;
         indexes.push_back(index);
     } catch (const std::exception&) {
         return "'" + which + "' is not an index";
@@ -163,8 +162,7 @@ void PrintTasks(Platform& platform, bool json) {
             if (!json) {
                 std::cout << name << '\t' << box << '\t' << t.caption
                           << (available ? "" : "\t(unavailable: no profile here)")
-                          << (box == "win_chk:13" ? "\t(needs administrator rights)" : "")
-                          << '\n';
+                          << (box == "win_chk:13" ? "\t(needs administrator rights)" : "") << '\n';
                 continue;
             }
             out += std::string(first ? "" : ",") + "{\"name\":" + JsonString(name) +
@@ -183,7 +181,8 @@ void PrintTasks(Platform& platform, bool json) {
 int CmdTasks(const std::vector<std::string>& args) {
     bool json = false;
     for (std::size_t i = 1; i < args.size(); ++i) {
-        if (args[i] != "--json") return UsageError("tasks takes only --json, not '" + args[i] + "'");
+        if (args[i] != "--json")
+            return UsageError("tasks takes only --json, not '" + args[i] + "'");
         json = true;
     }
     ConsoleSession session({});

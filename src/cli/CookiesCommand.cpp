@@ -3,12 +3,12 @@
 #include <iostream>
 
 #include "app/Application.hpp"
-#include "cleaning/browsers/CookieKeepList.hpp"
 #include "app/ConsoleHost.hpp"
 #include "app/ConsoleSession.hpp"
+#include "app/FrmCookies.hpp"
+#include "cleaning/browsers/CookieKeepList.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/SystemPlatform.hpp"
-#include "app/FrmCookies.hpp"
 
 namespace velloran {
 

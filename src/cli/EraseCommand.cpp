@@ -5,9 +5,9 @@
 
 #include "app/Application.hpp"
 #include "app/ConsoleHost.hpp"
-#include "cli/ConsoleProgress.hpp"
 #include "app/ConsoleSession.hpp"
 #include "app/frmErad.hpp"
+#include "cli/ConsoleProgress.hpp"
 
 namespace velloran {
 

@@ -5,15 +5,15 @@
 #include <memory>
 
 #include "app/Application.hpp"
-#include "app/FrmMain.hpp"
 #include "app/ConsoleHost.hpp"
-#include "cli/ConsoleProgress.hpp"
 #include "app/ConsoleSession.hpp"
+#include "app/FrmJunk.hpp"
+#include "app/FrmMain.hpp"
+#include "cli/ConsoleProgress.hpp"
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
-#include "app/FrmJunk.hpp"
 
 namespace velloran {
 

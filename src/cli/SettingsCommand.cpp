@@ -75,8 +75,8 @@ void Print(const Options& o, bool json) {
     bool first = true;
     for (const StoredOption& s : StoredOptions()) {
         if (!json) {
-            std::cout << Name(s) << '=' << ValueText(s.box, o) << '\t' << Meaning(s.box, o)
-                      << " (" << s.name << ")\n";
+            std::cout << Name(s) << '=' << ValueText(s.box, o) << '\t' << Meaning(s.box, o) << " ("
+                      << s.name << ")\n";
             continue;
         }
         out += std::string(first ? "" : ",") + "{\"name\":" + JsonString(Name(s)) +
@@ -110,10 +110,10 @@ int CmdSettings(const std::vector<std::string>& args) {
         const std::string value = AsciiLower(a.substr(eq + 1));
         const auto v = ParseValue(*box, value);
         if (!v)
-            return UsageError(name + " takes " +
-                              (*box == kDeleteMethodBox ? "zapper, gutmann or zero (0, 1 or 2)"
-                                                        : "0 or 1") +
-                              ", not '" + value + "'");
+            return UsageError(
+                name + " takes " +
+                (*box == kDeleteMethodBox ? "zapper, gutmann or zero (0, 1 or 2)" : "0 or 1") +
+                ", not '" + value + "'");
         changes.emplace_back(*box, *v);
     }
 

@@ -7,8 +7,8 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
-#include "qt/ListViewModel.hpp"
 #include "app/FrmCookies.hpp"
+#include "qt/ListViewModel.hpp"
 
 namespace velloran::gui {
 

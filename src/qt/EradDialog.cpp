@@ -11,9 +11,9 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include "app/frmErad.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/ListViewModel.hpp"
-#include "app/frmErad.hpp"
 
 namespace velloran::gui {
 

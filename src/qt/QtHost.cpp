@@ -9,6 +9,9 @@
 
 #include "about/frmAbout.hpp"
 #include "app/FrmCleaner.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/FrmJunk.hpp"
+#include "app/frmErad.hpp"
 #include "common/Vb.hpp"
 #include "qt/AboutDialog.hpp"
 #include "qt/CleanerDialog.hpp"
@@ -19,9 +22,6 @@
 #include "qt/FormDialog.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
-#include "app/FrmCookies.hpp"
-#include "app/frmErad.hpp"
-#include "app/FrmJunk.hpp"
 
 namespace velloran::gui {
 

@@ -59,7 +59,10 @@ void TraceWorker::Fail(const std::string& method, const std::string& failureText
                        const std::string& description) {
     if (!failureText.empty()) RaiseProgress(failureText);
     Result().Failed(className_ + ":" + method, description);
-    RaiseError({static_cast<std::int16_t>(number), description, className_ + ":" + method, {},
+    RaiseError({static_cast<std::int16_t>(number),
+                description,
+                className_ + ":" + method,
+                {},
                 ctx_.VersionText()});
 }
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "cleaning/TaskCatalogue.hpp"
 #include "app/FrmCleaner.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "support/AppFixture.hpp"
 
 namespace velloran::test {

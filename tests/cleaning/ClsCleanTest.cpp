@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cleaning/ClsClean.hpp"
 #include "app/FrmCleaner.hpp"
+#include "cleaning/ClsClean.hpp"
 #include "cleaning/ReportError.hpp"
 #include "cleaning/TaskCatalogue.hpp"
 #include "common/TaskWorker.hpp"
@@ -25,17 +25,17 @@ protected:
 };
 
 TEST_F(ClsCleanTest, IsJobCountsTaskBoxesOnly) {
-    ClsClean cs(app, app.Main().BuildPlan());
-    EXPECT_FALSE(cs.isJob());
+    const auto isJob = [this] { return ClsClean(app, main().BuildPlan()).isJob(); };
+    EXPECT_FALSE(isJob());
     main().stChk(Option::NoNotify).UserClick();
-    EXPECT_FALSE(cs.isJob()) << "option boxes are no tasks";
+    EXPECT_FALSE(isJob()) << "option boxes are no tasks";
     // Select All boxes are separate controls: a ticked one with its members cleared counts nothing.
     main().ns_Chks.SetValue(1);
     for (int i = 1; i <= 4; ++i) main().ns_Chk(i).SetValue(0);
-    EXPECT_FALSE(cs.isJob());
+    EXPECT_FALSE(isJob());
     for (auto* array : {&main().win_chk, &main().ie_Chk, &main().op_Chk, &main().oprg_chk}) {
         (*array)(array->UBound()).SetValue(1);
-        EXPECT_TRUE(cs.isJob()) << array->Name();
+        EXPECT_TRUE(isJob()) << array->Name();
         (*array)(array->UBound()).SetValue(0);
     }
 }

@@ -156,8 +156,7 @@ TEST_F(CleanCommandTest, MalformedRegistryIsRefusedAndLeftWhole) {
 TEST_F(CleanCommandTest, TasksListsTheCatalogueByNameAndAsJson) {
     CliResult r = Cli(env, "tasks");
     EXPECT_EQ(r.code, 0);
-    EXPECT_NE(r.out.find("windows.run-history\twin_chk:5\tErase Run History\n"),
-              std::string::npos);
+    EXPECT_NE(r.out.find("windows.run-history\twin_chk:5\tErase Run History\n"), std::string::npos);
     EXPECT_NE(r.out.find("programs.word\toprg_chk:12\tClear Microsoft Word Recent file List\n"),
               std::string::npos);
     EXPECT_NE(r.out.find("netscape.cookies\tns_Chk:3\tClear Cookies\t(unavailable"),
@@ -262,9 +261,9 @@ TEST(CleanCommandNetscape, ADamagedDatabaseEndsTheRunWithItsFailureAndExitOne) {
         EXPECT_NE(r.out.find("Failed: "), std::string::npos) << r.out;
         EXPECT_NE(r.out.find("file is not a database"), std::string::npos) << r.out;
         EXPECT_EQ(r.out.find("completed successfully"), std::string::npos) << r.out;
-        EXPECT_NE(r.out.find("NetscapeCleaner:Clean"), std::string::npos)
+        EXPECT_NE(r.err.find("NetscapeCleaner:Clean"), std::string::npos)
             << "the error report names the worker\n"
-            << r.out;
+            << r.err;
     }
 }
 
@@ -278,12 +277,12 @@ TEST(CleanCommandOpera, ADamagedCookieDatabaseEndsTheRunWithItsFailureAndExitOne
     const fs::path profile = home / ".config/opera/Default";
     fs::create_directories(profile / "Network");
     std::ofstream(home / ".config/opera/Local State") << "{}";
+    std::ofstream(profile / "Preferences") << "{}";
     std::ofstream(profile / "Network/Cookies", std::ios::binary) << std::string(4096, 'x');
-    const std::string env = "HOME=" + home.string() +
-                            " XDG_CONFIG_HOME=" + (home / ".config").string() +
-                            " XDG_CACHE_HOME=" + (home / ".cache").string() +
-                            " XDG_STATE_HOME=" + (home / ".local/state").string() +
-                            " DISPLAY= WINEPREFIX=";
+    const std::string env =
+        "HOME=" + home.string() + " XDG_CONFIG_HOME=" + (home / ".config").string() +
+        " XDG_CACHE_HOME=" + (home / ".cache").string() +
+        " XDG_STATE_HOME=" + (home / ".local/state").string() + " DISPLAY= WINEPREFIX=";
     const CliResult r = RunCli(env, "clean opera.cookies");
     if (r.out.find("browser is open!") != std::string::npos)
         GTEST_SKIP() << "an Opera browser of this user is running";

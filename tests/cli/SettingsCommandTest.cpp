@@ -34,8 +34,7 @@ TEST_F(SettingsCommandTest, ShownAndStoredThroughTheOptionRules) {
     EXPECT_EQ(Values(shown.out),
               "recycle-bin=0 secure-delete=0 delete-method=zapper no-notify=0 "
               "exit-when-done=0 shut-down=0");
-    EXPECT_NE(shown.out.find("secure-delete=0\tSecurely delete files (set2)\n"),
-              std::string::npos)
+    EXPECT_NE(shown.out.find("secure-delete=0\tSecurely delete files (set2)\n"), std::string::npos)
         << shown.out;
     EXPECT_NE(shown.out.find("delete-method=zapper\tDelete method: File Zapper [Standard, Slow]"),
               std::string::npos)

@@ -43,9 +43,8 @@ struct Reader {
     bool Number() {
         const std::size_t start = i;
         if (s[i] == '-') ++i;
-        while (i < s.size() && (std::isdigit(static_cast<unsigned char>(s[i])) ||
-                                s[i] == '.' || s[i] == 'e' || s[i] == 'E' || s[i] == '+' ||
-                                s[i] == '-'))
+        while (i < s.size() && (std::isdigit(static_cast<unsigned char>(s[i])) || s[i] == '.' ||
+                                s[i] == 'e' || s[i] == 'E' || s[i] == '+' || s[i] == '-'))
             ++i;
         return i > start;
     }

@@ -19,8 +19,7 @@ public:
     using Report = std::function<void(const std::string&)>;
 
     // `failed` hears each failure line again: something the task could not do.
-    ChromiumCleaner(Platform& platform, std::string browserName, Report report,
-                    Report failed = {})
+    ChromiumCleaner(Platform& platform, std::string browserName, Report report, Report failed = {})
         : platform_(platform),
           name_(std::move(browserName)),
           report_(std::move(report)),

@@ -42,8 +42,7 @@ void EditDatabase(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& pa
     try {
         for (const auto& [table, column] : needed)
             if (!db->HasColumn(table, column)) {
-                r.Fail(fail + "this browser version has no " + table + "." + column +
-                                  ".");
+                r.Fail(fail + "this browser version has no " + table + "." + column + ".");
                 return;
             }
     } catch (const DatabaseError& e) {
@@ -120,8 +119,7 @@ void UrlbarRdf(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& path)
     try {
         c.platform.ReplaceFileContent(path, out);
     } catch (const VbError& e) {
-        r.Fail("Failed: typed addresses not removed from " + path + ": " +
-                          e.Description() + ".");
+        r.Fail("Failed: typed addresses not removed from " + path + ": " + e.Description() + ".");
         return;
     }
     r.lines.push_back("Removed " + Count(removed, "typed address", "typed addresses") + " from " +
@@ -207,8 +205,7 @@ GeckoTaskResult Cache(const GeckoProfile& p, GeckoTaskContext& c) {
         try {
             c.platform.DeletePath(folder);
         } catch (const VbError& e) {
-            r.Fail("Failed: cache not removed from " + folder + ": " + e.Description() +
-                              ".");
+            r.Fail("Failed: cache not removed from " + folder + ": " + e.Description() + ".");
             continue;
         }
         if (size.items == 0) continue;  // an empty folder held no trace worth a line
@@ -261,8 +258,7 @@ void CookiesText(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& pat
         else
             c.platform.DeletePath(path);
     } catch (const VbError& e) {
-        r.Fail("Failed: cookies not removed from " + path + ": " + e.Description() +
-                          ".");
+        r.Fail("Failed: cookies not removed from " + path + ": " + e.Description() + ".");
         return;
     }
     r.lines.push_back("Removed " + Count(removed, "cookie", "cookies") + " from " + path +
@@ -303,8 +299,7 @@ GeckoTaskResult FormData(const GeckoProfile& p, GeckoTaskContext& c) {
             r.lines.push_back("Removed the form history file " + mork + ".");
             r.removedAny = true;
         } catch (const VbError& e) {
-            r.Fail("Failed: form data not removed from " + mork + ": " +
-                              e.Description() + ".");
+            r.Fail("Failed: form data not removed from " + mork + ": " + e.Description() + ".");
         }
     }
     return r;

@@ -109,8 +109,8 @@ void LegacyOperaCleaner::CleanCache(const std::string& profile) {
                 removed.bytes += size.bytes;
             } catch (const VbError& e) {
                 failed = true;
-                Fail("Failed: " + Label(profile) + ": cache not removed from " +
-                        folder.string() + ": " + e.what());
+                Fail("Failed: " + Label(profile) + ": cache not removed from " + folder.string() +
+                     ": " + e.what());
             }
         }
     if (removed.items > 0)

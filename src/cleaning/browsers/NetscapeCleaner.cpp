@@ -66,7 +66,11 @@ VbBool NetscapeCleaner::Clean(std::int16_t task, std::string& /*unused*/) {
         RaiseError({vbErrInternal, firstFailure, "NetscapeCleaner:Clean", {}, versionText_});
         return vbFalse;
     } catch (const std::exception& e) {
-        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)), e.what(), "NetscapeCleaner:Clean", {}, versionText_});
+        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)),
+                    e.what(),
+                    "NetscapeCleaner:Clean",
+                    {},
+                    versionText_});
         return vbFalse;
     }
 }

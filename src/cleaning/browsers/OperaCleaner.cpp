@@ -69,11 +69,15 @@ bool OperaCleaner::Clean(Int16 task) {
         RunTask(number);
         // Every profile was tried; what one of them could not do ends the task.
         if (!firstFailure_.empty())
-            RaiseError({vbErrInternal, firstFailure_, "OperaCleaner:Clean", {},
-                        std::to_string(number)});
+            RaiseError(
+                {vbErrInternal, firstFailure_, "OperaCleaner:Clean", {}, std::to_string(number)});
     } catch (const std::exception& e) {
         // Nothing the cleaner can explain to the user: the run's reporter takes it.
-        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)), e.what(), "OperaCleaner:Clean", {}, std::to_string(number)});
+        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)),
+                    e.what(),
+                    "OperaCleaner:Clean",
+                    {},
+                    std::to_string(number)});
     }
     return true;
 }
@@ -94,12 +98,10 @@ void OperaCleaner::RunTask(int task) {
         [this](const std::string& t) { Failed(t); });
     for (const ChromiumProfile& profile : profiles) {
         if (IsTrue(Cancel)) return;
-        if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder))
-        {
+        if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder)) {
             Report("Opera profile " + profile.folder + " left untouched: " + *why + ".");
             Result().Skipped(profile.folder, SkipReason::InUse);
-        }
-        else
+        } else
             row.chromium(chromium, profile, keep);
     }
     LegacyOperaCleaner old(

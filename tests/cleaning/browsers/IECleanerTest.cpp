@@ -9,14 +9,14 @@
 #include <sstream>
 
 #include "app/Application.hpp"
-#include "app/FrmMain.hpp"
-#include "cleaning/StartupDelete.hpp"
-#include "cleaning/ClsClean.hpp"
-#include "cleaning/TaskCatalogue.hpp"
-#include "common/TaskWorker.hpp"
 #include "app/FrmCleaner.hpp"
+#include "app/FrmMain.hpp"
+#include "cleaning/ClsClean.hpp"
 #include "cleaning/Preview.hpp"
+#include "cleaning/StartupDelete.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
+#include "common/TaskWorker.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/registry/KelRegistry.hpp"
@@ -389,7 +389,8 @@ TEST_F(IECleanerTest, DoIERunsTheBoxesAndHandsALockedFileToTheNextStart) {
     EXPECT_EQ(events.back(), std::make_tuple(std::string("Completed IE jobs..."), 7, 7));
     EXPECT_EQ(cs.Worker(), nullptr) << "the worker is released at the end of the group";
 
-    EXPECT_EQ(app.Outcome.total.pending.size(), 1u) << "the console's exit status tells of the locked file";
+    EXPECT_EQ(app.Outcome.total.pending.size(), 1u)
+        << "the console's exit status tells of the locked file";
     EXPECT_EQ(ReadAll(StartupDeleteListPath()), locked.string() + "\n");
     EXPECT_TRUE(fs::exists(AutostartEntryPath()));
     EXPECT_TRUE(fs::exists(locked));

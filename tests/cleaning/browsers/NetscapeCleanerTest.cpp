@@ -89,11 +89,18 @@ protected:
             EXPECT_EQ(area, "Netscape");
             lines.push_back(text);
         };
-        cleaner.OnError = [](const WorkerFault& f) { ADD_FAILURE() << f.description; };
+        errors.clear();
+        cleaner.OnError = [this](const WorkerFault& f) {
+            errors.push_back(f.location + ": " + f.description);
+        };
         std::string unused;
         cleaner.Clean(static_cast<std::int16_t>(task), unused);
+        outcome = cleaner.TakeOutcome();
         return lines;
     }
+    // The Error events of the last Run and what it counted.
+    std::vector<std::string> errors;
+    Outcome outcome;
 
     fs::path dir;
     GeckoLocations where;
@@ -250,6 +257,12 @@ TEST_F(NetscapeCleanerTest, ProblemsBecomeFailedLinesAndTheNextProfileIsCleaned)
                                        fs::canonical(broken).string() + "/cookies.sqlite: "))
         << cookies[0];
     EXPECT_NE(cookies[1].find("Removed 5 cookies"), std::string::npos) << cookies[1];
+    // Every profile is tried, then the failure ends the task through one Error.
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_TRUE(errors[0].starts_with("NetscapeCleaner:Clean: Failed: cookies not removed"))
+        << errors[0];
+    ASSERT_EQ(outcome.failed.size(), 1u);
+    EXPECT_EQ(outcome.failed[0].what, fs::canonical(broken).string());
 
     const auto forms = Run(platform, 4);
     ASSERT_EQ(forms.size(), 2u);
@@ -258,6 +271,8 @@ TEST_F(NetscapeCleanerTest, ProblemsBecomeFailedLinesAndTheNextProfileIsCleaned)
         << forms[0];
     EXPECT_EQ(Bytes(broken / "formhistory.sqlite"), brokenForms);
     EXPECT_EQ(Query(good / "formhistory.sqlite", "SELECT count(*) FROM moz_formhistory"), 0);
+    EXPECT_EQ(errors.size(), 1u);
+    EXPECT_TRUE(Run(platform, 1).size() == 2 && errors.empty()) << "a sound task raises nothing";
 }
 
 TEST_F(NetscapeCleanerTest, ProfileInUseIsLeftUntouched) {

@@ -15,8 +15,8 @@
 #include <thread>
 
 #include "app/Application.hpp"
-#include "cleaning/Completion.hpp"
 #include "app/FrmMain.hpp"
+#include "cleaning/Completion.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Logind.hpp"
 #include "common/registry/RegistryTree.hpp"

@@ -58,7 +58,8 @@ bool EnsureOwnDir(const std::string& path, uid_t uid, bool create) {
 }
 
 bool EnsureTrashLayout(const std::string& trash, uid_t uid, bool create) {
-    return EnsureOwnDir(trash, uid, create) && EnsureOwnDir(JoinPath(trash, "files"), uid, create) &&
+    return EnsureOwnDir(trash, uid, create) &&
+           EnsureOwnDir(JoinPath(trash, "files"), uid, create) &&
            EnsureOwnDir(JoinPath(trash, "info"), uid, create);
 }
 
