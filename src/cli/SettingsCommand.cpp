@@ -63,7 +63,7 @@ std::string Meaning(int box, const Options& o) {
         o.deleteMethod >= 0 && o.deleteMethod < static_cast<int>(methods.size())
             ? std::string(methods[o.deleteMethod])
             : "(none)";
-    return "Delete method: " + method + " (zapper, gutmann or zero)";
+    return "Delete method: " + method;
 }
 
 std::string Name(const StoredOption& s) {
