@@ -1,5 +1,6 @@
 #include "cleaning/browsers/OperaCleaner.hpp"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "cleaning/browsers/ChromiumCleaner.hpp"
@@ -80,13 +81,20 @@ void OperaCleaner::RunTask(int task) {
     const CookieKeepList keep =
         task == 3 ? CookieKeepList::Load(platform_, keepListPath_) : CookieKeepList();
     ChromiumCleaner chromium(platform_, "Opera", [this](const std::string& t) { Report(t); });
+    std::vector<std::string> freeFolders;
     for (const ChromiumProfile& profile : profiles) {
         if (IsTrue(Cancel)) return;
-        if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder))
+        if (auto why = ChromiumProfileInUse(platform_, profile)) {
             Report("Opera profile " + profile.folder + " left untouched: " + *why + ".");
-        else
-            row.chromium(chromium, profile, keep);
+            continue;
+        }
+        row.chromium(chromium, profile, keep);
+        if (std::find(freeFolders.begin(), freeFolders.end(), profile.userDataFolder) ==
+            freeFolders.end())
+            freeFolders.push_back(profile.userDataFolder);
     }
+    if (task == 2)
+        for (const std::string& folder : freeFolders) chromium.CleanSharedCache(folder);
     LegacyOperaCleaner old(platform_, [this](const std::string& t) { Report(t); });
     for (const std::string& profile : legacy) {
         if (IsTrue(Cancel)) return;
