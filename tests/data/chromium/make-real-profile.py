@@ -115,8 +115,10 @@ class DevTools:
         self.from_r, from_w = os.pipe()
 
         def fds():
-            os.dup2(to_r, 3)
-            os.dup2(from_w, 4)
+            # Copies first: either end may itself be descriptor 3 or 4.
+            read, write = os.dup(to_r), os.dup(from_w)
+            os.dup2(read, 3)
+            os.dup2(write, 4)
         self.log = open(os.path.join(tempfile.gettempdir(), "chromium-real-profile.log"), "w")
         self.proc = subprocess.Popen(args, env=env, preexec_fn=fds, close_fds=False,
                                      stdout=subprocess.DEVNULL, stderr=self.log)
