@@ -55,6 +55,7 @@ void FrmMain::BuildControls() {
     fraOtherTools.SetCaption("Other Tools");
     fraOpera.SetCaption("Opera Browser");
     fraNetscape.SetCaption("Netscape Browser 6.x/7.x");
+    fraChromium.SetCaption("Chromium-based browsers");
     fraIE.SetCaption("Internet Explorer Browser");
     fraIETools.SetCaption("Tools");
     fraPrograms.SetCaption("Programs");
@@ -72,6 +73,7 @@ void FrmMain::BuildControls() {
     ie_Chks.OnClick = [this] { ie_Chks_Click(); };
     ns_Chks.OnClick = [this] { ns_Chks_Click(); };
     op_Chks.OnClick = [this] { op_Chks_Click(); };
+    ch_Chks.OnClick = [this] { ch_Chks_Click(); };
     oprg_chks.OnClick = [this] { oprg_chks_Click(); };
 
     for (const auto& option : OptionBoxes()) {
@@ -154,7 +156,7 @@ Plan FrmMain::BuildPlan() {
 }
 
 ControlArray<CheckBox>* FrmMain::TaskArray(std::string_view name) {
-    for (auto* a : {&win_chk, &ie_Chk, &ns_Chk, &op_Chk, &oprg_chk, &stChk})
+    for (auto* a : {&win_chk, &ie_Chk, &ns_Chk, &op_Chk, &ch_Chk, &oprg_chk, &stChk})
         if (a->Name() == name) return a;
     return nullptr;
 }
@@ -164,6 +166,7 @@ CheckBox* FrmMain::SelectAllBox(std::string_view array) {
                                                             {"ie_Chk", &ie_Chks},
                                                             {"ns_Chk", &ns_Chks},
                                                             {"op_Chk", &op_Chks},
+                                                            {"ch_Chk", &ch_Chks},
                                                             {"oprg_chk", &oprg_chks}};
     for (auto [name, box] : boxes)
         if (name == array) return box;
@@ -240,6 +243,7 @@ void FrmMain::win_chks_Click() { SelectAll(win_chk, win_chks); }
 void FrmMain::ie_Chks_Click() { SelectAll(ie_Chk, ie_Chks); }
 void FrmMain::ns_Chks_Click() { SelectAll(ns_Chk, ns_Chks); }
 void FrmMain::op_Chks_Click() { SelectAll(op_Chk, op_Chks); }
+void FrmMain::ch_Chks_Click() { SelectAll(ch_Chk, ch_Chks); }
 void FrmMain::oprg_chks_Click() { SelectAll(oprg_chk, oprg_chks); }
 
 void FrmMain::stChk_Click(int index) {

@@ -32,15 +32,15 @@ public:
     ControlArray<TabStrip> sTab{"sTab"};
     // Inner frames, in page order.
     Frame fraWinSystem{"fraWinSystem"}, fraOtherTools{"fraOtherTools"}, fraOpera{"fraOpera"},
-        fraNetscape{"fraNetscape"}, fraIE{"fraIE"}, fraIETools{"fraIETools"},
+        fraNetscape{"fraNetscape"}, fraChromium{"fraChromium"}, fraIE{"fraIE"}, fraIETools{"fraIETools"},
         fraPrograms{"fraPrograms"}, fraSettings{"fraSettings"}, fraEradicator{"fraEradicator"},
         fraGeneral{"fraGeneral"};
 
     // Task arrays (all start at index 1) and their Select All boxes.
     ControlArray<CheckBox> win_chk{"win_chk"}, ie_Chk{"ie_Chk"}, ns_Chk{"ns_Chk"}, op_Chk{"op_Chk"},
-        oprg_chk{"oprg_chk"};
+        ch_Chk{"ch_Chk"}, oprg_chk{"oprg_chk"};
     CheckBox win_chks{"win_chks"}, ie_Chks{"ie_Chks"}, ns_Chks{"ns_Chks"}, op_Chks{"op_Chks"},
-        oprg_chks{"oprg_chks"};
+        ch_Chks{"ch_Chks"}, oprg_chks{"oprg_chks"};
 
     // Settings page.
     ControlArray<CheckBox> stChk{"stChk"};
@@ -71,6 +71,7 @@ public:
     void ie_Chks_Click();
     void ns_Chks_Click();
     void op_Chks_Click();
+    void ch_Chks_Click();
     void oprg_chks_Click();
     void stChk_Click(int index);
     void cmdClean_Click();

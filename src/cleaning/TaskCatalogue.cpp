@@ -3,6 +3,7 @@
 #include <array>
 
 #include "cleaning/Shell.hpp"
+#include "cleaning/browsers/ChromiumFamilyCleaner.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/IECleaner.hpp"
 #include "cleaning/browsers/NetscapeCleaner.hpp"
@@ -120,6 +121,20 @@ constexpr std::array<TaskInfo, 4> kOpera{{
 }};
 constexpr std::array<int, 4> kBrowserOrder{1, 2, 3, 4};
 
+// Chrome, Chromium, Edge, Brave and Vivaldi: the same four tasks as Opera's.
+void ChromiumTask(TaskWorker& w, ProgramShell& s) {
+    static_cast<ChromiumFamilyCleaner&>(w).Clean(s.TaskIndex);
+}
+constexpr std::array<TaskInfo, 4> kChromium{{
+    {1, "Clear Typed URL History", "typed-urls",
+     "Cleaning Chromium-based browser Type Url's history ...", ChromiumTask},
+    {2, "Delete Temporary Internet Files", "cache", "Cleaning Chromium-based browser Cache ...",
+     ChromiumTask},
+    {3, "Clear Cookies", "cookies", "Cleaning Chromium-based browser Cookies ...", ChromiumTask},
+    {4, "Clear Form Data", "form-data", "Cleaning Chromium-based browser form data ...",
+     ChromiumTask},
+}};
+
 template <void (ClsPrograms::*Task)()>
 void Program(TaskWorker& w, ProgramShell&) {
     (static_cast<ClsPrograms&>(w).*Task)();
@@ -169,6 +184,9 @@ constexpr BrowserWindowCheck kIEWindow{
 constexpr BrowserWindowCheck kNetscapeWindow{
     "MozillaWindowClass", "Netscape browser is open! \"",
     "Please close all windows. Netscape jobs will be cancelled."};
+constexpr BrowserWindowCheck kChromiumWindow{
+    "Chrome_WidgetWin_1", "Chromium-based browser is open! \"",
+    "Please close all windows. Chromium-based browser jobs will be cancelled."};
 constexpr BrowserWindowCheck kOperaWindow{
     "OpWindow", "Opera browser is open! \"",
     "Please close all windows. Opera jobs will be cancelled."};
@@ -186,15 +204,21 @@ std::shared_ptr<TaskWorker> MakeNetscape(ProgramShell& s) {
 std::shared_ptr<TaskWorker> MakeOpera(ProgramShell& s) {
     return std::make_shared<OperaCleaner>(s.GetPlatform(), CookieKeepList::DefaultPath());
 }
+std::shared_ptr<TaskWorker> MakeChromium(ProgramShell& s) {
+    return std::make_shared<ChromiumFamilyCleaner>(s.GetPlatform(), CookieKeepList::DefaultPath(),
+                                                   s.VersionText());
+}
 std::shared_ptr<TaskWorker> MakePrograms(ProgramShell& s) {
     return std::make_shared<ClsPrograms>(s);
 }
 
 bool NetscapeAvailable(Platform& p) { return NetscapeCleaner(p).IsInstalled(); }
 bool OperaAvailable(Platform& p) { return !OperaCleaner(p).ProfileFolder().empty(); }
+bool ChromiumAvailable(Platform& p) { return ChromiumFamilyCleaner(p).IsInstalled(); }
 
-// Run order. Lower-case "opera" in its verifying line: it has always read so.
-constexpr std::array<GroupInfo, 5> kGroups{{
+// Run order. Lower-case "opera" in its verifying line: it has always read so. The
+// Chromium-based group is our own, after Opera and before Programs.
+constexpr std::array<GroupInfo, 6> kGroups{{
     {"win_chk", "win_chks", "Windows System", "windows", kWindows, kWindowsOrder,
      "ClsClean:DoWindows", "Verifying Windows jobs...", "Completed Windows jobs...", nullptr, false,
      true, MakeWindows, nullptr},
@@ -206,6 +230,10 @@ constexpr std::array<GroupInfo, 5> kGroups{{
     {"op_Chk", "op_Chks", "Opera Browser", "opera", kOpera, kBrowserOrder, "ClsClean:DoOpera",
      "Verifying opera jobs...", "Completed Opera jobs...", &kOperaWindow, false, false, MakeOpera,
      OperaAvailable},
+    {"ch_Chk", "ch_Chks", "Chromium-based browsers", "chromium", kChromium, kBrowserOrder,
+     "ClsClean:DoChromium", "Verifying Chromium-based browser jobs...",
+     "Completed Chromium-based browser jobs...", &kChromiumWindow, false, false, MakeChromium,
+     ChromiumAvailable},
     {"oprg_chk", "oprg_chks", "Programs", "programs", kPrograms, kProgramsOrder,
      "ClsClean:DoPrograms", "Verifying program jobs...", "Completed program jobs...", nullptr,
      false, false, MakePrograms, nullptr},

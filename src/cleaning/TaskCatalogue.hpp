@@ -53,7 +53,7 @@ struct GroupInfo {
     bool (*available)(Platform& platform);
 };
 
-// In run order: Windows, Internet Explorer, Netscape, Opera, Programs.
+// In run order: Windows, Internet Explorer, Netscape, Opera, Chromium-based, Programs.
 std::span<const GroupInfo> TaskArrays();
 // The group of an array name or a console group name; null when unknown.
 const GroupInfo* FindGroup(std::string_view arrayOrName);

@@ -295,6 +295,7 @@ QWidget* MainView::OtherBrowsersPage() {
     layout->setContentsMargins(6, 6, 6, 6);
     layout->addWidget(TaskGroup(form_.fraOpera, "op_Chk"));
     layout->addWidget(TaskGroup(form_.fraNetscape, "ns_Chk"));
+    layout->addWidget(TaskGroup(form_.fraChromium, "ch_Chk"));
     layout->addStretch(1);
     return page;
 }

@@ -1,7 +1,7 @@
 // The cookie manager driven through clicks on the scripted host: Internet
 // Explorer's files of the cookies folder on the fake platform, and the sites of
-// real-schema Firefox and Opera cookie databases on disk, with the stored keep
-// list that the browsers' "Clear Cookies" tasks honour afterwards.
+// real-schema Firefox, Opera and Chrome cookie databases on disk, with the stored
+// keep list that the browsers' "Clear Cookies" tasks honour afterwards.
 #include "app/FrmCookies.hpp"
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <set>
 #include <sstream>
 
+#include "cleaning/browsers/ChromiumFamilyCleaner.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/CookieSites.hpp"
 #include "cleaning/browsers/NetscapeCleaner.hpp"
@@ -20,6 +21,7 @@
 #include "support/AppFixture.hpp"
 #include "support/BrowserProfiles.hpp"
 #include "support/EnvGuard.hpp"
+#include "support/RealChromiumProfile.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
@@ -350,6 +352,35 @@ TEST_F(BrowserSitesTest, AnOldProfilesCookiesTxtLosesOnlyTheChosenSitesLines) {
     cookies.cmdClean.UserClick();
     EXPECT_EQ(ReadAll(old / "cookies.txt"), header + "stay.test\tFALSE\t/\tFALSE\t0\tc\t3\n");
     EXPECT_EQ(Count(firefox / "cookies.sqlite", "SELECT count(*) FROM moz_cookies"), 5);
+}
+
+// The Chromium-based browsers' cookies are listed and deleted like the others,
+// and their group's "Clear Cookies" keeps the kept sites.
+TEST_F(BrowserSitesTest, ChromiumBasedBrowsersSitesAreListedAndTheirGroupKeepsTheKeptSites) {
+    const fs::path chrome = root / "config/google-chrome";
+    MakeRealChromiumProfile(chrome, root / "cache/google-chrome");
+    const fs::path db = chrome / "Default/Cookies";
+    Write(KeepPath(), "both.test\n");
+    homeApp.SetRegistry(&registry);
+    homeApp.Main().Form_Initialize();
+    homeApp.Main().Load();
+    FrmCookies& cookies = homeApp.Cookies();
+    cookies.Load();
+    const std::string store = "Google Chrome " + (chrome / "Default").string();
+    for (const char* site : {"typed.test", "form.test", "bookmarked.test", "duckduckgo.com"})
+        EXPECT_EQ(Rows(cookies.lvDelete).count(std::string(site) + "|" + store + "|1"), 1u) << site;
+    EXPECT_EQ(Rows(cookies.lvKeep).count("both.test|" + store + "|1"), 1u);
+
+    Tick(cookies.lvDelete, "typed.test");
+    cookies.cmdClean.UserClick();
+    EXPECT_EQ(host.boxes.back().text, "Cookies Deleted Successfully!");
+    EXPECT_EQ(Hosts(db, "cookies", "host_key", "typed.test"), 0);
+    EXPECT_EQ(Count(db, "SELECT count(*) FROM cookies"), 4);
+
+    ChromiumFamilyCleaner group(homePlatform, KeepPath());
+    group.Clean(3);
+    EXPECT_EQ(Count(db, "SELECT count(*) FROM cookies"), 1);
+    EXPECT_EQ(Hosts(db, "cookies", "host_key", "both.test"), 1);
 }
 
 TEST(CookieKeepListEdit, AddRemoveAndTextKeepTheUsersComments) {

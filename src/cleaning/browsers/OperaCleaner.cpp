@@ -1,5 +1,6 @@
 #include "cleaning/browsers/OperaCleaner.hpp"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "cleaning/browsers/ChromiumCleaner.hpp"
@@ -96,14 +97,21 @@ void OperaCleaner::RunTask(int task) {
     ChromiumCleaner chromium(
         platform_, "Opera", [this](const std::string& t) { Report(t); },
         [this](const std::string& t) { Failed(t); });
+    std::vector<std::string> freeFolders;
     for (const ChromiumProfile& profile : profiles) {
         if (IsTrue(Cancel)) return;
-        if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder)) {
+        if (auto why = ChromiumProfileInUse(platform_, profile)) {
             Report("Opera profile " + profile.folder + " left untouched: " + *why + ".");
             Result().Skipped(profile.folder, SkipReason::InUse);
-        } else
-            row.chromium(chromium, profile, keep);
+            continue;
+        }
+        row.chromium(chromium, profile, keep);
+        if (std::find(freeFolders.begin(), freeFolders.end(), profile.userDataFolder) ==
+            freeFolders.end())
+            freeFolders.push_back(profile.userDataFolder);
     }
+    if (task == 2)
+        for (const std::string& folder : freeFolders) chromium.CleanSharedCache(folder);
     LegacyOperaCleaner old(
         platform_, [this](const std::string& t) { Report(t); },
         [this](const std::string& t) { Failed(t); });

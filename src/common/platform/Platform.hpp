@@ -183,7 +183,9 @@ public:
                                                           bool close) = 0;
 
     // --- Other programs' locks and processes (browser profiles in use)
-    // True when another process holds an fcntl lock on the file (Gecko's .parentlock).
+    // True when another process holds a lock on the file: an fcntl lock (Gecko's
+    // .parentlock) or, on Windows, an open handle that denies others writing
+    // (Chromium's lockfile in the user data folder).
     virtual bool FileLockHeld(const std::string& /*path*/) { return false; }
     // The target of a symbolic link, dangling or not; nullopt when it is no link.
     virtual std::optional<std::string> ReadLink(const std::string& /*path*/) {

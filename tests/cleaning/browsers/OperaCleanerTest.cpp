@@ -7,7 +7,7 @@
 
 #include "cleaning/browsers/ChromiumProfiles.hpp"
 #include "cleaning/browsers/OperaCleaner.hpp"
-#include "support/FakePlatform.hpp"
+#include "support/FilesPlatform.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
@@ -15,66 +15,6 @@ namespace velloran::test {
 namespace fs = std::filesystem;
 
 namespace {
-
-// The fake platform over real files in a temporary home: the cleaner reads and
-// removes what is really there.
-class FilesPlatform : public FakePlatform {
-public:
-    std::string host = "testhost";
-    std::set<long> alive;
-    bool recordsOnly = false;  // a preview: files stay, databases are edited as copies
-    fs::path scratch;
-
-    bool FileExists(const std::string& p) override { return fs::is_regular_file(p); }
-    void ForEachFile(
-        const std::string& folder, bool recursive,
-        const std::function<bool(const std::string&, const std::string&)>& found) override {
-        std::error_code ec;
-        for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end;
-             it.increment(ec)) {
-            if (!recursive) it.disable_recursion_pending();
-            if (it->is_symlink(ec) || !it->is_regular_file(ec)) continue;
-            if (!found(it->path().parent_path().string(), it->path().filename().string())) return;
-        }
-    }
-    std::optional<std::uint64_t> FileSize(const std::string& p) override {
-        std::error_code ec;
-        const auto n = fs::file_size(p, ec);
-        return ec ? std::nullopt : std::optional<std::uint64_t>(n);
-    }
-    bool DirectoryExists(const std::string& p) override { return fs::is_directory(p); }
-    std::optional<std::string> ReadTextFile(const std::string& p) override {
-        std::ifstream in(p);
-        if (!in) return std::nullopt;
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-    bool RemoveFile(const std::string& p) override {
-        calls.push_back("RemoveFile:" + p);
-        return recordsOnly || fs::remove(p);
-    }
-    void DeletePath(const std::string& p) override {
-        calls.push_back("DeletePath:" + p);
-        if (!recordsOnly) fs::remove_all(p);
-    }
-    std::optional<std::string> ReadLink(const std::string& p) override {
-        std::error_code ec;
-        fs::path t = fs::read_symlink(p, ec);
-        if (ec) return std::nullopt;
-        return t.string();
-    }
-    bool ProcessAliveOnThisHost(const std::string& h, long pid) override {
-        return h == host && alive.count(pid) != 0;
-    }
-    std::string DatabaseToEdit(const std::string& path) override {
-        if (!recordsOnly) return path;
-        const fs::path copy = scratch / std::to_string(copies++);
-        fs::copy_file(path, copy);
-        return copy.string();
-    }
-    int copies = 0;
-};
 
 void Write(const fs::path& p, const std::string& text) {
     fs::create_directories(p.parent_path());
