@@ -162,12 +162,9 @@ ControlArray<CheckBox>* FrmMain::TaskArray(std::string_view name) {
 }
 
 CheckBox* FrmMain::SelectAllBox(std::string_view array) {
-    const std::pair<std::string_view, CheckBox*> boxes[] = {{"win_chk", &win_chks},
-                                                            {"ie_Chk", &ie_Chks},
-                                                            {"ns_Chk", &ns_Chks},
-                                                            {"op_Chk", &op_Chks},
-                                                            {"ch_Chk", &ch_Chks},
-                                                            {"oprg_chk", &oprg_chks}};
+    const std::pair<std::string_view, CheckBox*> boxes[] = {
+        {"win_chk", &win_chks}, {"ie_Chk", &ie_Chks}, {"ns_Chk", &ns_Chks},
+        {"op_Chk", &op_Chks},   {"ch_Chk", &ch_Chks}, {"oprg_chk", &oprg_chks}};
     for (auto [name, box] : boxes)
         if (name == array) return box;
     return nullptr;

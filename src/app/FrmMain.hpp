@@ -32,9 +32,9 @@ public:
     ControlArray<TabStrip> sTab{"sTab"};
     // Inner frames, in page order.
     Frame fraWinSystem{"fraWinSystem"}, fraOtherTools{"fraOtherTools"}, fraOpera{"fraOpera"},
-        fraNetscape{"fraNetscape"}, fraChromium{"fraChromium"}, fraIE{"fraIE"}, fraIETools{"fraIETools"},
-        fraPrograms{"fraPrograms"}, fraSettings{"fraSettings"}, fraEradicator{"fraEradicator"},
-        fraGeneral{"fraGeneral"};
+        fraNetscape{"fraNetscape"}, fraChromium{"fraChromium"}, fraIE{"fraIE"},
+        fraIETools{"fraIETools"}, fraPrograms{"fraPrograms"}, fraSettings{"fraSettings"},
+        fraEradicator{"fraEradicator"}, fraGeneral{"fraGeneral"};
 
     // Task arrays (all start at index 1) and their Select All boxes.
     ControlArray<CheckBox> win_chk{"win_chk"}, ie_Chk{"ie_Chk"}, ns_Chk{"ns_Chk"}, op_Chk{"op_Chk"},

@@ -19,6 +19,7 @@
 
 #include "cli/CliFixture.hpp"
 #include "support/BrowserProfiles.hpp"
+#include "support/RealChromiumProfile.hpp"
 
 namespace velloran::test {
 
@@ -289,6 +290,42 @@ TEST(CleanCommandOpera, ADamagedCookieDatabaseEndsTheRunWithItsFailureAndExitOne
     EXPECT_EQ(r.code, 1) << r.out;
     EXPECT_NE(r.out.find("Failed: "), std::string::npos) << r.out;
     EXPECT_EQ(r.out.find("completed successfully"), std::string::npos) << r.out;
+}
+
+// The Chromium-based group from the console: its own lines after Opera's place, and
+// the real profile cleaned of typed entries, cache, cookies and form data.
+TEST(CleanCommandChromium, TheGroupCleansARealProfileAndOthersRunsStayAsTheyWere) {
+    const fs::path dir = MakeTempDir("velloran-chcli");
+    struct Cleanup {
+        fs::path path;
+        ~Cleanup() { fs::remove_all(path); }
+    } cleanup{dir};
+    const fs::path home = dir / "home";
+    MakeRealChromiumProfile(home / ".config/chromium", home / ".cache/chromium");
+    const std::string env =
+        "HOME=" + home.string() + " XDG_CONFIG_HOME=" + (home / ".config").string() +
+        " XDG_CACHE_HOME=" + (home / ".cache").string() +
+        " XDG_STATE_HOME=" + (home / ".local/state").string() + " DISPLAY= WINEPREFIX=";
+    const CliResult tasks = RunCli(env, "tasks");
+    EXPECT_NE(tasks.out.find("chromium.cookies\tch_Chk:3\tClear Cookies\n"), std::string::npos)
+        << tasks.out;
+    EXPECT_LT(tasks.out.find("opera.form-data"), tasks.out.find("chromium.typed-urls"));
+    EXPECT_LT(tasks.out.find("chromium.form-data"), tasks.out.find("programs.winzip"));
+
+    const CliResult r = RunCli(env, "clean chromium:all");
+    if (r.out.find("browser is open!") != std::string::npos)
+        GTEST_SKIP() << "a Chromium-based browser of this user is running";
+    EXPECT_EQ(r.code, 0) << r.out;
+    for (const char* line : {"Verifying Chromium-based browser jobs...",
+                             "Cleaning Chromium-based browser Type Url's history ...",
+                             "Cleaning Chromium-based browser Cache ...",
+                             "Cleaning Chromium-based browser Cookies ...",
+                             "Cleaning Chromium-based browser form data ...", "Chromium profile "})
+        EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
+    EXPECT_EQ(r.out.find("Failed:"), std::string::npos) << r.out;
+    const CliResult again = RunCli(env, "clean --json chromium.cookies");
+    EXPECT_EQ(again.code, 0);
+    EXPECT_EQ(ParseJson(again.out), "ok") << again.out;
 }
 
 // A clean killed at any moment leaves user.reg whole: the old file or the new

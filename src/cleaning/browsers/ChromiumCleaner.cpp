@@ -422,7 +422,7 @@ void ChromiumCleaner::CleanCookies(const ChromiumProfile& profile, const CookieK
         } catch (const DatabaseError& e) {
             any = true;
             Fail("Failed: " + Label(profile) + ": " + file +
-                    " left as it was: " + std::string(e.what()) + ".");
+                 " left as it was: " + std::string(e.what()) + ".");
         }
     }
     if (!any) report_(Label(profile) + ": no cookies to remove.");
@@ -436,8 +436,8 @@ void ChromiumCleaner::CleanFormData(const ChromiumProfile& profile) {
                               : "removed " + text + " (text typed into web forms) from Web Data") +
                 "; saved addresses, cards and passwords stay.");
     } catch (const DatabaseError& e) {
-        Fail("Failed: " + Label(profile) +
-                ": Web Data left as it was: " + std::string(e.what()) + ".");
+        Fail("Failed: " + Label(profile) + ": Web Data left as it was: " + std::string(e.what()) +
+             ".");
     }
 }
 

@@ -75,12 +75,15 @@ bool ChromiumFamilyCleaner::Clean(Int16 task) {
         RunTask(number);
         // Every profile was tried; what one of them could not do ends the task.
         if (!firstFailure_.empty())
-            RaiseError({vbErrInternal, firstFailure_, "ChromiumFamilyCleaner:Clean", {},
-                        versionText_});
+            RaiseError(
+                {vbErrInternal, firstFailure_, "ChromiumFamilyCleaner:Clean", {}, versionText_});
     } catch (const std::exception& e) {
         // Nothing the cleaner can explain to the user: the run's reporter takes it.
-        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)), e.what(),
-                    "ChromiumFamilyCleaner:Clean", {}, versionText_});
+        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)),
+                    e.what(),
+                    "ChromiumFamilyCleaner:Clean",
+                    {},
+                    versionText_});
     }
     return true;
 }
