@@ -181,10 +181,15 @@ void ChromiumCleaner::CleanTyped(const ChromiumProfile& profile) {
 
 void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
     FolderSize total;
-    std::vector<std::string> failures;
+    std::vector<std::string> failures, links;
     for (const std::string& base : {profile.cacheFolder, profile.folder}) {
         for (const char* name : kCacheFolders) {
             const fs::path folder = fs::path(base) / name;
+            if (const auto target = platform_.ReadLink(folder.string())) {
+                // The user's own link stays, and what it leads to is not cleaned.
+                links.push_back(folder.string() + " is a symbolic link to " + *target);
+                continue;
+            }
             if (!platform_.DirectoryExists(folder.string()) || HoldsProfile(folder)) continue;
             const FolderSize size = Measure(folder);
             try {
@@ -198,10 +203,14 @@ void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
     }
     for (const std::string& f : failures)
         report_("Failed: " + Label(profile) + ": cache not removed from " + f);
+    for (const std::string& l : links)
+        report_(Label(profile) + ": cache not cleaned: " + l +
+                "; the cache lives behind it, and the link and what it leads to stay as they "
+                "are.");
     if (total.files > 0)
         report_(Label(profile) + ": removed " + std::to_string(total.files) + " cache files (" +
                 std::to_string(total.bytes) + " bytes).");
-    else if (failures.empty())
+    else if (failures.empty() && links.empty())
         report_(Label(profile) + ": no cache files to remove.");
 }
 

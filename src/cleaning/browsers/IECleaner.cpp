@@ -269,6 +269,18 @@ void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
     if (StartupDelete) StartupDelete(folder);
 }
 
+std::vector<IECleaner::FileItem> IECleaner::FilesIn(const std::string& folder) const {
+    std::vector<FileItem> items;
+    platform_.ForEachFile(folder, false, [&](const std::string& dir, const std::string& name) {
+        const std::string path = (fs::path(dir) / name).string();
+        items.push_back({path, static_cast<std::int64_t>(platform_.FileSize(path).value_or(0))});
+        return true;
+    });
+    std::sort(items.begin(), items.end(),
+              [](const auto& a, const auto& b) { return a.path < b.path; });
+    return items;
+}
+
 std::vector<IECleaner::FileItem> IECleaner::NotYetRemoved(std::vector<FileItem> items) const {
     std::erase_if(items, [this](const FileItem& i) { return removed_.count(i.path) != 0; });
     return items;
@@ -356,7 +368,7 @@ bool IECleaner::CleanHistory() {
             missing = "no History.IE5 folder in \"" + *base + "\".";
             return;
         }
-        for (const auto& item : NotYetRemoved(ListFiles(dir, false))) {
+        for (const auto& item : NotYetRemoved(FilesIn(dir))) {
             if (Cancelled()) return;
             RemoveOne(item, tally);
         }
@@ -394,7 +406,7 @@ bool IECleaner::CleanCache(Form& /*progressWindow*/) {
         std::vector<std::string> folders{root};
         for (auto& sub : Subfolders(root)) folders.push_back(std::move(sub));
         for (const auto& folder : folders) {
-            const auto files = NotYetRemoved(ListFiles(folder, false));
+            const auto files = NotYetRemoved(FilesIn(folder));
             ++folderCount;
             const auto total = static_cast<std::int32_t>(files.size());
             for (std::int32_t i = 0; i < total; ++i) {

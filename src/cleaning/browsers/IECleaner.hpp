@@ -80,6 +80,9 @@ private:
     // when one of its keys exists. Answers how many went.
     std::int64_t ClearValues(KelRegistry& reg, const IEValueSource& source, bool& keyFound);
 
+    // The regular files directly in `folder`, sorted, found through the platform's
+    // walk: each is then deleted only through the folder it was found in.
+    std::vector<FileItem> FilesIn(const std::string& folder) const;
     // Removes one file; a file that stays is handed to the start-up deletion.
     void RemoveOne(const FileItem& item, FileTally& tally);
     // Removes a folder whole; what stays is handed to the start-up deletion.
