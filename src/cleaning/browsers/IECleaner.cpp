@@ -297,6 +297,13 @@ void IECleaner::RemoveOne(const FileItem& item, FileTally& tally) {
     // folder's permissions or an attribute, which a later start may no longer have.
     std::error_code ec;
     if (fs::symlink_status(item.path, ec).type() == fs::file_type::not_found) return;
+    // A folder swapped for a link since the listing leads elsewhere: what is there
+    // now is not the cache's, not even for the next start.
+    if (fs::symlink_status(fs::path(item.path).parent_path(), ec).type() !=
+        fs::file_type::directory) {
+        tally.redirected.push_back(item.path);
+        return;
+    }
     tally.deferred.push_back(item.path);
     if (StartupDelete) StartupDelete(item.path);
 }
@@ -309,6 +316,15 @@ void IECleaner::ReportFiles(const std::string& label, const FileTally& tally,
 }
 
 void IECleaner::ReportDeferred(const std::string& label, const FileTally& tally) {
+    if (!tally.redirected.empty()) {
+        std::string names;
+        for (const auto& p : tally.redirected)
+            names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
+        Raise("Failed: " +
+              Plural(static_cast<std::int64_t>(tally.redirected.size()), "item", "items") +
+              " of IE {" + label + "} left where they are: their folder became a symbolic " +
+              "link after the search, and no link is followed: " + names + ".");
+    }
     if (tally.deferred.empty()) return;
     std::string names;
     for (const auto& p : tally.deferred) names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
@@ -347,7 +363,7 @@ bool IECleaner::CleanHiddenLogs(Int16& Found) {
         Raise(
             "IE {hidden logs}: nothing to clear; this Windows environment names no cache, "
             "cookies or history folder.");
-    else if (tally.files == 0 && tally.deferred.empty())
+    else if (tally.files == 0 && tally.deferred.empty() && tally.redirected.empty())
         Raise("IE {hidden logs}: no index.dat in the cache, cookies or history folders.");
     else
         ReportFiles("hidden logs", tally, "");
