@@ -175,8 +175,8 @@ void PerformStartupDelete(FrmMain& frm) {
         Platform& platform = app.GetPlatform();
         const std::string list = StartupDeleteListPath();
         // A list that someone else could have written names nothing to delete.
-        const auto text = platform.FileExists(list) ? platform.ReadPrivateTextFile(list)
-                                                    : std::nullopt;
+        const auto text =
+            platform.FileExists(list) ? platform.ReadPrivateTextFile(list) : std::nullopt;
         if (!text && platform.FileExists(list) && !platform.ReadTextFile(list))
             throw VbError::PermissionDenied(list);
         if (text) {

@@ -108,9 +108,9 @@ public:
     Leftovers EmptyRecycleBin(int flags) override;
     Leftovers ClearRecentDocs() override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
-    void EditTextFile(const std::string& path,
-                      const std::function<std::string(const std::optional<std::string>&)>& edit)
-        override;
+    void EditTextFile(
+        const std::string& path,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CheckReplaceable(const std::string& path) override { inner_.CheckReplaceable(path); }
     void CreateDirectories(const std::string& path) override;

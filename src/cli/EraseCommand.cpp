@@ -78,8 +78,7 @@ int CmdErase(const std::vector<std::string>& args) {
     for (const std::string& p : paths) {
         std::error_code ec;
         const auto type = std::filesystem::status(p, ec).type();
-        const char* why = type == std::filesystem::file_type::not_found
-                              ? "does not exist"
+        const char* why = type == std::filesystem::file_type::not_found ? "does not exist"
                           : type == std::filesystem::file_type::regular ||
                                   type == std::filesystem::file_type::directory
                               ? nullptr

@@ -1,9 +1,9 @@
 // 'velloran-cli cookies' as a user runs it on a Wine prefix with Internet Explorer's
 // cookie files and a home with a Firefox profile.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/mount.h>
 #include <unistd.h>
-#include <sqlite3.h>
 
 #include <filesystem>
 #include <fstream>
@@ -177,7 +177,8 @@ TEST_F(CookiesCli, AFullDiskLeavesTheKeepListAsItWas) {
         }
     }
     std::string many;
-    for (int i = 0; i < 200; ++i) many += " some-rather-long-site-name-" + std::to_string(i) + ".test";
+    for (int i = 0; i < 200; ++i)
+        many += " some-rather-long-site-name-" + std::to_string(i) + ".test";
     EXPECT_EQ(Cli("cookies keep" + many).code, 1);
     EXPECT_EQ(ReadAll(keepFile), before) << "the list is whole, never cut short";
     std::error_code ec;

@@ -135,8 +135,7 @@ TEST_F(JunkCommandTest, EraseRefusesAPathThatIsNotThereOrIsNoFileOrFolderBeforeI
         // Standard error too: the refusal is said there.
         const CliResult r = Cli("erase '" + keep + "' '" + bad.path.string() + "' 2>&1 #");
         EXPECT_EQ(r.code, 2) << bad.path;
-        EXPECT_NE(r.out.find("'" + bad.path.string() + "' " + bad.why), std::string::npos)
-            << r.out;
+        EXPECT_NE(r.out.find("'" + bad.path.string() + "' " + bad.why), std::string::npos) << r.out;
         EXPECT_EQ(r.out.find("eradicated"), std::string::npos) << "no run started: " << r.out;
         EXPECT_TRUE(fs::exists(tree / "keep.txt"));
     }

@@ -28,10 +28,9 @@ std::string CookieKeepList::Normalize(std::string line) {
     if (line.starts_with('[')) {
         // An IPv6 address keeps its colons; only a port after the bracket goes.
         if (auto close = line.find(']'); close != std::string::npos) line.erase(close + 1);
-    } else if (auto colon = line.rfind(':'); colon != std::string::npos &&
-                                               line.find(':') == colon &&
-                                               line.find_first_not_of("0123456789", colon + 1) ==
-                                                   std::string::npos) {
+    } else if (auto colon = line.rfind(':');
+               colon != std::string::npos && line.find(':') == colon &&
+               line.find_first_not_of("0123456789", colon + 1) == std::string::npos) {
         line.erase(colon);
     }
     if (line.starts_with("*.")) line.erase(0, 2);

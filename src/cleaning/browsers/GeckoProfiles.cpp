@@ -118,10 +118,10 @@ bool ReachedWithoutLinks(const fs::path& base, const fs::path& path) {
 bool IsRealProfile(const fs::path& folder) {
     std::error_code ec;
     auto type = [&](const char* name) { return fs::symlink_status(folder / name, ec).type(); };
-    const bool own = type("prefs.js") == fs::file_type::regular ||
-                     type("times.json") == fs::file_type::regular;
-    const bool lock = type(".parentlock") == fs::file_type::regular ||
-                      type("lock") == fs::file_type::symlink;
+    const bool own =
+        type("prefs.js") == fs::file_type::regular || type("times.json") == fs::file_type::regular;
+    const bool lock =
+        type(".parentlock") == fs::file_type::regular || type("lock") == fs::file_type::symlink;
     return own && lock;
 }
 

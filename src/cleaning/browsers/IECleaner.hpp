@@ -67,7 +67,7 @@ public:
     struct FileTally {
         std::int64_t files = 0;
         std::int64_t bytes = 0;
-        std::vector<std::string> deferred;  // files and folders handed to the start-up deletion
+        std::vector<std::string> deferred;    // files and folders handed to the start-up deletion
         std::vector<std::string> redirected;  // files whose folder became a link meanwhile
     };
 

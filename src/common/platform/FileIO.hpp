@@ -31,8 +31,7 @@ FileStamp StampOf(const std::filesystem::path& file);
 
 // Reads all of `file` into `out`; false when it does not exist. `stamp` (when
 // given) gets what the file was as it was opened, before a byte was read.
-bool ReadWholeFile(const std::filesystem::path& file, std::string& out,
-                   FileStamp* stamp = nullptr);
+bool ReadWholeFile(const std::filesystem::path& file, std::string& out, FileStamp* stamp = nullptr);
 
 // Writes `text` to `file` atomically: a crash at any moment leaves the old file or
 // the new one, whole. Owner and mode of an existing file are kept; a new file is

@@ -49,8 +49,7 @@ TEST(CookieSites, ACookieOnlyInTheWriteAheadLogIsListedWhenNoBrowserRuns) {
     std::int64_t removed = 0;
     EXPECT_EQ(DeleteCookieSites(platform, store, {"bank.test"}, removed), "");
     EXPECT_EQ(removed, 1);
-    EXPECT_EQ(Hosts(ReadCookieSites(platform, store, error)),
-              std::vector<std::string>{"old.test"});
+    EXPECT_EQ(Hosts(ReadCookieSites(platform, store, error)), std::vector<std::string>{"old.test"});
 
     // A running browser's files are read as they are on disk, touching nothing.
     ASSERT_EQ(sqlite3_open(file.c_str(), &browser), SQLITE_OK);
@@ -58,8 +57,7 @@ TEST(CookieSites, ACookieOnlyInTheWriteAheadLogIsListedWhenNoBrowserRuns) {
     Exec(browser, "INSERT INTO moz_cookies (host) VALUES ('.new.test')");
     store.inUse = "the browser is running";
     const auto wal = fs::file_size(file + "-wal");
-    EXPECT_EQ(Hosts(ReadCookieSites(platform, store, error)),
-              std::vector<std::string>{"old.test"});
+    EXPECT_EQ(Hosts(ReadCookieSites(platform, store, error)), std::vector<std::string>{"old.test"});
     EXPECT_EQ(fs::file_size(file + "-wal"), wal);
     sqlite3_close(browser);
     fs::remove_all(dir);

@@ -227,9 +227,9 @@ TEST_F(OperaCleanerTest, ACacheFolderThatIsALinkIsNamedAndLeftAsItIs) {
     fs::create_directory_symlink(elsewhere, old / "cache4");
     const auto legacy = Run(2);
     ASSERT_EQ(legacy.size(), 1u) << Joined(legacy);
-    EXPECT_NE(legacy[0].find("cache not cleaned: " + (old / "cache4").string() +
-                             " is a symbolic link"),
-              std::string::npos)
+    EXPECT_NE(
+        legacy[0].find("cache not cleaned: " + (old / "cache4").string() + " is a symbolic link"),
+        std::string::npos)
         << legacy[0];
     EXPECT_TRUE(fs::is_symlink(old / "cache4"));
     EXPECT_EQ(ReadAll(elsewhere / "Cache_Data/index"), "123456");

@@ -208,8 +208,8 @@ TEST_F(FileOpsTest, OnlyTheUsersOwnFilesAreReadAsTheirs) {
     const mode_t mask = umask(0);
     CreateOwnFolders(root / "home" / ".local" / "state" / "velloran");
     umask(mask);
-    for (const fs::path& p : {root / "home", root / "home" / ".local", root / "home" / ".local" /
-                                                                           "state" / "velloran"}) {
+    for (const fs::path& p : {root / "home", root / "home" / ".local",
+                              root / "home" / ".local" / "state" / "velloran"}) {
         struct stat st {};
         ASSERT_EQ(stat(p.c_str(), &st), 0);
         EXPECT_EQ(st.st_mode & 07777, 0700u) << p;

@@ -230,14 +230,12 @@ TEST(WinePrefixStore, ChangesOfAnotherWriterDuringTheRunAreKept) {
     WinePrefixStore first(dir.Path());
     first.DeleteValue(kHKeyCurrentUser, kRunMru, "a");
     // Storing the value it read changes nothing, so it cannot undo another writer.
-    first.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2",
-                     RegValue::Dword(0));
+    first.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2", RegValue::Dword(0));
 
     // Meanwhile another Velloran removes a typed address and stores an option.
     WinePrefixStore second(dir.Path());
     second.DeleteValue(kHKeyCurrentUser, kTyped, "url1");
-    second.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2",
-                      RegValue::Dword(1));
+    second.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2", RegValue::Dword(1));
     second.Save();
     // And a program of the prefix replaces the file with a key of its own, as
     // wineserver does when it exits.
@@ -255,7 +253,8 @@ TEST(WinePrefixStore, ChangesOfAnotherWriterDuringTheRunAreKept) {
     EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kRunMru, "b"), RegValue::String("calc"));
     EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2"),
               RegValue::Dword(1));
-    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"), RegValue::String("new"));
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
+              RegValue::String("new"));
     EXPECT_EQ(FolderEntries(dir.Path()), std::vector<std::string>{"user.reg"});
 
     // A save after that starts from the file it wrote: nothing to redo, nothing lost.
@@ -321,8 +320,10 @@ TEST(WinePrefixStore, AKeyWineWritesDuringTheRunIsKept) {
     // The prefix's program starts its wineserver, writes, and the server saves the
     // registry as it exits, all while the clean runs.
     const std::string env = "WINEDEBUG=-all DISPLAY= WINEPREFIX='" + prefix.string() + "' ";
-    ASSERT_EQ(std::system((env + "wine reg add 'HKCU\\Software\\Program' /v Key /d fromwine /f "
-                                 ">/dev/null 2>&1 && " + env + "wineserver -w")
+    ASSERT_EQ(std::system((env +
+                           "wine reg add 'HKCU\\Software\\Program' /v Key /d fromwine /f "
+                           ">/dev/null 2>&1 && " +
+                           env + "wineserver -w")
                               .c_str()),
               0);
     ASSERT_NE(ReadBytes(prefix / "user.reg").find("fromwine"), std::string::npos);

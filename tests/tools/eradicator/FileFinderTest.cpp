@@ -8,8 +8,8 @@
 #include <fstream>
 #include <set>
 
-#include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/TestProcess.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 

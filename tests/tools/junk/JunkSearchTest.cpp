@@ -395,7 +395,8 @@ TEST(JunkSearch, FilesThePackageManagerInstalledAreNeverJunk) {
     }
     // A package installed later is seen at once.
     std::ofstream(tree / "info" / "new.list") << "/usr/share/new/data.old\n";
-    fs::last_write_time(tree / "info", fs::last_write_time(tree / "info") + std::chrono::seconds(1));
+    fs::last_write_time(tree / "info",
+                        fs::last_write_time(tree / "info") + std::chrono::seconds(1));
     EXPECT_TRUE(system.IsPackageFile("/usr/share/new/data.old"));
     fs::remove_all(tree);
 }

@@ -223,7 +223,8 @@ bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
     const bool still = lstat(file.c_str(), &now) == 0;
     if ((still && S_ISLNK(now.st_mode)) ||
         (expected && (still ? StampFrom(now) != *expected : expected->exists)) ||
-        (!expected && existed && (!still || now.st_ino != old.st_ino || now.st_dev != old.st_dev))) {
+        (!expected && existed &&
+         (!still || now.st_ino != old.st_ino || now.st_dev != old.st_dev))) {
         unlink(tmp.c_str());
         if (expected) return false;
         throw VbError(vbErrPermissionDenied,
@@ -254,7 +255,8 @@ void CreateOwnFolders(const fs::path& folder) {
     if (!parent.empty() && parent != folder) CreateOwnFolders(parent);
     // The mode is given here, not changed afterwards: the folder is never open to
     // others, not even for a moment.
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) ThrowIo(errno, "Cannot create", folder);
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        ThrowIo(errno, "Cannot create", folder);
 }
 
 FolderLock::FolderLock(const fs::path& folder) {

@@ -36,9 +36,9 @@ public:
     std::optional<std::string> ReadTextFile(const std::string& path) override;
     std::optional<std::string> ReadPrivateTextFile(const std::string& path) override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
-    void EditTextFile(const std::string& path,
-                      const std::function<std::string(const std::optional<std::string>&)>& edit)
-        override;
+    void EditTextFile(
+        const std::string& path,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CheckReplaceable(const std::string& path) override;
     void CreateDirectories(const std::string& path) override;

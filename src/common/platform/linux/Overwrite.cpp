@@ -205,7 +205,7 @@ struct PassState {
     Buffer buf = AlignedBuffer(kChunk + 64);
     Buffer spare = AlignedBuffer(kChunk + 64);  // random data for the next chunk
     FastRandom lastRandom;
-    std::uint64_t size = 0;   // the file's size when the spans were taken
+    std::uint64_t size = 0;  // the file's size when the spans were taken
     std::uint64_t block = 4096;
     std::vector<Span> chunks;  // the spans, cut into pieces of at most kChunk
     bool complete = true;
@@ -411,8 +411,8 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
         report.push_back(path + ": " + note);
         ps.complete = false;
     }
-    ps.chunks = passes.empty() ? std::vector<Span>{}
-                               : Chunks(DataSpans(o.fd.get(), 0, ps.size, ps.block));
+    ps.chunks =
+        passes.empty() ? std::vector<Span>{} : Chunks(DataSpans(o.fd.get(), 0, ps.size, ps.block));
     const std::uint64_t perByte = passes.size() + (job.verifyLast ? 1 : 0);
     if (job.total) *job.total = Bytes(ps.chunks) * perByte;
 
