@@ -203,17 +203,6 @@ TEST_F(FileOpsTest, OnlyTheUsersOwnFilesAreReadAsTheirs) {
         ASSERT_EQ(chown(own.c_str(), 54321, 54321), 0);
         EXPECT_EQ(ReadPrivateFileText(own.string()), std::nullopt) << "another user's";
     }
-
-    // Folders made for the program's files are the user's alone, whatever the mask.
-    const mode_t mask = umask(0);
-    CreateOwnFolders(root / "home" / ".local" / "state" / "velloran");
-    umask(mask);
-    for (const fs::path& p : {root / "home", root / "home" / ".local",
-                              root / "home" / ".local" / "state" / "velloran"}) {
-        struct stat st {};
-        ASSERT_EQ(stat(p.c_str(), &st), 0);
-        EXPECT_EQ(st.st_mode & 07777, 0700u) << p;
-    }
 }
 
 // Run as root, as people run cleaners: a folder found by a search and swapped for a
