@@ -270,7 +270,12 @@ void FrmJunk::StartScan() {
                           count + " Junk Files Found.\rYou will save: " + SetBytes(JunkTotal)
                     : "Garbage Scanning completed successfully!\r" + std::string(55, '-') + "\r" +
                           count + " Junk Files Found.\rYou will save: " + SetBytes(JunkTotal);
-    app_.MsgBox(summary, vbInformation);
+    // Files the system's packages installed matched a filter but are not junk.
+    const std::int32_t skipped = cs_ ? cs_->PackageFilesSkipped() : 0;
+    app_.MsgBox(skipped == 0 ? summary
+                             : summary + "\r" + std::to_string(skipped) +
+                                   " file(s) installed by the system's packages were left out.",
+                vbInformation);
     sTab.SetSelectedTab(kTabFilesFound);
     cmdExit.SetEnabled(true);
     ScanAborted = false;

@@ -3,6 +3,8 @@
 // these procedures under.
 #include "cleaning/StartupDelete.hpp"
 
+#include <algorithm>
+#include <optional>
 #include <string_view>
 
 #include "cleaning/Shell.hpp"
@@ -93,8 +95,22 @@ VbBool RequestStartupDelete(ProgramShell& app, const std::string& path) {
         Platform& platform = app.GetPlatform();
         const std::string list = StartupDeleteListPath();
         platform.CreateDirectories(Parent(list));
-        // Rewritten, never appended: only the latest request is kept.
-        platform.WriteTextFile(list, path + "\n");
+        // Every request waits for the next start, not only the latest; a list that
+        // someone else could have written is not carried over.
+        platform.EditTextFile(list, [&](const std::optional<std::string>& now) {
+            std::string text;
+            const bool own = now && platform.ReadPrivateTextFile(list);
+            for (std::size_t pos = 0; own && pos < now->size();) {
+                const std::size_t eol = std::min(now->find('\n', pos), now->size());
+                std::string line = now->substr(pos, eol - pos);
+                if (!line.empty() && line.back() == '\r') line.pop_back();
+                if (line.empty()) break;  // the start-up run stops there too
+                if (line == path) return *now;
+                text += line + "\n";
+                pos = eol + 1;
+            }
+            return text + path + "\n";
+        });
         SetAutostartEntry(
             app, DesktopExecArgument(platform.ExecutablePath()) + " " + kStartupDeleteSwitch);
         result = vbTrue;
@@ -156,9 +172,12 @@ void PerformStartupDelete(ProgramShell& app, int recycleOption) {
     WithErrorHandler(app, "FrmMain:StartupDelete", [&] {
         Platform& platform = app.GetPlatform();
         const std::string list = StartupDeleteListPath();
-        if (platform.FileExists(list)) {
-            const auto text = platform.ReadTextFile(list);
-            if (!text) throw VbError::PermissionDenied(list);
+        // A list that someone else could have written names nothing to delete.
+        const auto text =
+            platform.FileExists(list) ? platform.ReadPrivateTextFile(list) : std::nullopt;
+        if (!text && platform.FileExists(list) && !platform.ReadTextFile(list))
+            throw VbError::PermissionDenied(list);
+        if (text) {
             const std::int16_t recycle = recycleOption == 1 ? vbTrue : vbFalse;
             std::size_t pos = 0;
             // An empty line ends the list, as the end of the file does.

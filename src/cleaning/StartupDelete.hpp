@@ -29,9 +29,9 @@ std::string DesktopStringValue(const std::string& value);
 // The autostart file for an Exec command line.
 std::string AutostartEntryText(const std::string& execLine);
 
-// Records `path` as the one path to delete at the next start (replacing any
-// earlier request) and sets the autostart entry. A path holding a line break
-// cannot be written as one line: it is refused with a message and False.
+// Adds `path` to the paths to delete at the next start (each once, in the order
+// asked) and sets the autostart entry. A path holding a line break cannot be
+// written as one line: it is refused with a message and False.
 VbBool RequestStartupDelete(ProgramShell& app, const std::string& path);
 // Writes the autostart entry with an Exec command line; does nothing when the
 // user's autostart folder does not exist (it is not created).
@@ -45,9 +45,10 @@ void RemoveAutostartEntry(ProgramShell& app);
 VbBool ShellDelete(ProgramShell& app, int operation, std::string& path, std::int16_t recycle);
 
 // Run once at start, after the settings are loaded (`recycleOption` is the value
-// of the recycle-bin option then): when the command line is
-// exactly "-delstart", deletes the listed path, removes the autostart entry and the
-// list, and ends the program. Any other command line does nothing.
+// of the recycle-bin option then): when the command line is exactly "-delstart",
+// deletes the listed paths (only from a list that is the user's own, which nobody
+// else could have written), removes the autostart entry and the list, and ends the
+// program. Any other command line does nothing.
 void PerformStartupDelete(ProgramShell& app, int recycleOption);
 
 }  // namespace velloran

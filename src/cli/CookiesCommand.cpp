@@ -90,6 +90,13 @@ int EditKeepList(const CookiesOptions& o) {
     int status = 0;
     bool changed = false;
     for (const std::string& site : o.items) {
+        if (o.action == "keep") {
+            if (const std::string why = CookieKeepList::Refusal(site); !why.empty()) {
+                std::cerr << "velloran-cli: '" << site << "' cannot be kept: " << why << '\n';
+                status = 1;
+                continue;
+            }
+        }
         if (o.action == "keep" ? list.Add(site) : list.Remove(site)) {
             changed = true;
         } else {

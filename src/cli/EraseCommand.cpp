@@ -73,6 +73,22 @@ int CmdErase(const std::vector<std::string>& args) {
     if (paths.empty()) return UsageError("erase needs at least one file or folder");
     for (std::string& p : paths)
         while (p.size() > 1 && p.back() == '/') p.pop_back();
+    // What the window would pass over in silence is refused here, before anything
+    // is wiped: a path that is not there, and one that is neither a file nor a folder.
+    for (const std::string& p : paths) {
+        std::error_code ec;
+        const auto type = std::filesystem::status(p, ec).type();
+        const char* why = type == std::filesystem::file_type::not_found ? "does not exist"
+                          : type == std::filesystem::file_type::regular ||
+                                  type == std::filesystem::file_type::directory
+                              ? nullptr
+                          : ec ? "cannot be examined"
+                               : "is neither a regular file nor a folder";
+        if (why) {
+            std::cerr << "velloran-cli: erase: '" << p << "' " << why << "; nothing was erased\n";
+            return kExitUsage;
+        }
+    }
 
     ConsoleSession session{ConsoleSession::Options(run)};
     if (!session.Ready()) return 1;

@@ -383,6 +383,29 @@ TEST_F(BrowserSitesTest, ChromiumBasedBrowsersSitesAreListedAndTheirGroupKeepsTh
     EXPECT_EQ(Hosts(db, "cookies", "host_key", "both.test"), 1);
 }
 
+TEST(CookieKeepListEdit, EveryWayOfWritingASiteKeepsItsCookies) {
+    CookieKeepList list;
+    for (const char* entry :
+         {"https://bank-a.example:443/login", "bank-b.example.", "*.bank-c.example",
+          "http://user@Bank-D.example:8080", "[2001:db8::1]:443", "bank-e.example:"})
+        EXPECT_TRUE(list.Add(entry)) << entry;
+    EXPECT_EQ(list.Sites(),
+              (std::vector<std::string>{"bank-a.example", "bank-b.example", "bank-c.example",
+                                        "bank-d.example", "[2001:db8::1]", "bank-e.example"}));
+    for (const char* host : {".bank-a.example", "bank-b.example", "www.bank-c.example",
+                             ".bank-d.example", "[2001:db8::1]", "bank-e.example"})
+        EXPECT_TRUE(list.Keeps(host)) << host;
+    // What can name no cookie's site is refused, and said why.
+    for (const char* entry : {"bank f.example", "*", "ba*nk.example", "bank..example", "://"}) {
+        EXPECT_FALSE(CookieKeepList::Refusal(entry).empty()) << entry;
+        EXPECT_FALSE(list.Add(entry)) << entry;
+    }
+    EXPECT_EQ(CookieKeepList::Refusal("bank.example"), "");
+    // Lines stored by earlier versions in the old forms are read as their sites.
+    EXPECT_TRUE(CookieKeepList("bank-g.example:443\n*.bank-h.example\n").Keeps("a.bank-h.example"));
+    EXPECT_TRUE(CookieKeepList("bank-g.example:443\n").Keeps("bank-g.example"));
+}
+
 TEST(CookieKeepListEdit, AddRemoveAndTextKeepTheUsersComments) {
     CookieKeepList list("# my banks\nbank.test  # the main one\n\nhttps://Mail.Test/inbox\n");
     EXPECT_FALSE(list.Add(".BANK.test"));

@@ -189,6 +189,14 @@ TEST_F(FrmJunkTest, ScanListsMatchesWithSizesFoldersAndTagsThenSummarises) {
     junk.cmdFind.UserClick();
     EXPECT_EQ(Listed(junk), std::vector<std::string>{(drive / "a.tmp").string()});
     EXPECT_EQ(host.boxes.back().text, Summary(kDoneScan, 1, "10 Bytes"));
+
+    // A file the system's packages installed is never listed; the summary says so.
+    platform.packageFiles.insert((drive / "a.tmp").string());
+    junk.cmdFind.UserClick();
+    EXPECT_EQ(junk.lvFiles.Count(), 0);
+    EXPECT_EQ(host.boxes.back().text,
+              Summary(kDoneScan, 0, "0 Bytes") +
+                  "\r1 file(s) installed by the system's packages were left out.");
 }
 
 TEST_F(FrmJunkTest, NothingHappensWithoutACheckedDriveOrFilter) {

@@ -31,10 +31,11 @@ protected:
     std::string autostartDir;
 };
 
-TEST_F(StartupDeleteTest, RequestKeepsOnlyTheLatestPathAndWritesTheAutostartEntry) {
+TEST_F(StartupDeleteTest, RequestsAreEachKeptOnceAndWriteTheAutostartEntry) {
     EXPECT_EQ(RequestStartupDelete(app, "/home/alice/.cache/first.dat"), vbTrue);
     EXPECT_EQ(RequestStartupDelete(app, "/home/alice/.cache/in use.dat"), vbTrue);
-    EXPECT_EQ(List(), "/home/alice/.cache/in use.dat\n");
+    EXPECT_EQ(RequestStartupDelete(app, "/home/alice/.cache/first.dat"), vbTrue);
+    EXPECT_EQ(List(), "/home/alice/.cache/first.dat\n/home/alice/.cache/in use.dat\n");
     EXPECT_TRUE(platform.dirs.count((XdgStateHome() / "velloran").string()));
     EXPECT_EQ(Entry(),
               "[Desktop Entry]\nType=Application\nName=Velloran start-up deletion\n"
@@ -52,6 +53,26 @@ TEST_F(StartupDeleteTest, RequestKeepsOnlyTheLatestPathAndWritesTheAutostartEntr
               std::string::npos)
         << Entry();
     EXPECT_TRUE(host.boxes.empty());
+}
+
+TEST_F(StartupDeleteTest, AListSomeoneElseCouldHaveWrittenIsNeverActedOn) {
+    // Planted by another user in a folder open to everyone: it names the user's documents.
+    platform.files = {"/home/alice/Documents", StartupDeleteListPath()};
+    platform.texts[StartupDeleteListPath()] = "/home/alice/Documents\n";
+    platform.notPrivate.insert(StartupDeleteListPath());
+    Application next(host, platform);
+    EXPECT_EQ(StartWith("-delstart", next), 0);
+    EXPECT_EQ(platform.calls, (std::vector<std::string>{"RemoveFile:" + AutostartEntryPath(),
+                                                        "RemoveFile:" + StartupDeleteListPath()}));
+    EXPECT_TRUE(platform.files.count("/home/alice/Documents"));
+    EXPECT_TRUE(host.reports.empty());
+
+    // Nor is it carried over into the user's own next request.
+    platform.files.insert(StartupDeleteListPath());
+    platform.texts[StartupDeleteListPath()] = "/home/alice/Documents\n";
+    platform.notPrivate.insert(StartupDeleteListPath());
+    RequestStartupDelete(app, "/home/alice/.cache/locked.dat");
+    EXPECT_EQ(List(), "/home/alice/.cache/locked.dat\n");
 }
 
 TEST_F(StartupDeleteTest, RequestWithoutAutostartFolderOrWithLineBreak) {
@@ -201,11 +222,16 @@ TEST_F(StartupDeleteTest, ListStopsAtAnEmptyLineAndOtherCommandLinesStartNormall
 
 }  // namespace velloran::test
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "support/TestProcess.hpp"
 
 namespace velloran::test {
 
@@ -260,6 +286,52 @@ TEST_F(StartupDeleteOnDisk, RequestThenDelstartStart) {
     EXPECT_TRUE(fs::exists(root / "data"));
     EXPECT_FALSE(fs::exists(root / "state" / "velloran" / "delstart.dat"));
     EXPECT_FALSE(fs::exists(root / "config" / "autostart" / "velloran-delstart.desktop"));
+    EXPECT_TRUE(host.reports.empty());
+}
+
+TEST_F(StartupDeleteOnDisk, FoldersAndFilesAreTheUsersAloneWhateverTheMask) {
+    namespace fs = std::filesystem;
+    fs::create_directories(root / "data" / "Documents");
+    std::ofstream(root / "data" / "Documents" / "thesis.odt") << "years of work";
+    std::ofstream(root / "data" / "a.tmp") << "a";
+    std::ofstream(root / "data" / "b.tmp") << "b";
+    ScriptedHost host;
+    LinuxPlatform platform{Target{}};
+    MemoryStore registry;
+    auto mode = [](const fs::path& p) {
+        struct stat st {};
+        return ::lstat(p.c_str(), &st) == 0 ? st.st_mode & 07777 : 01000u;
+    };
+    const mode_t mask = ::umask(0);
+    {
+        Application app(host, platform);
+        app.SetRegistry(&registry);
+        RequestStartupDelete(app, (root / "data" / "a.tmp").string());
+        RequestStartupDelete(app, (root / "data" / "b.tmp").string());
+    }
+    ::umask(mask);
+    for (const fs::path& folder : {root / "state", root / "state" / "velloran", root / "config",
+                                   root / "config" / "autostart"})
+        EXPECT_EQ(mode(folder), 0700u) << folder;
+    const fs::path list = root / "state" / "velloran" / "delstart.dat";
+    EXPECT_EQ(mode(list), 0600u);
+    EXPECT_EQ(mode(root / "config" / "autostart" / "velloran-delstart.desktop"), 0600u);
+    EXPECT_EQ(ReadAll(list), (root / "data" / "a.tmp").string() + "\n" +
+                                 (root / "data" / "b.tmp").string() + "\n");
+
+    // A list that others may write, or that another user owns, names nothing to delete.
+    auto startWithList = [&](const std::function<void()> plant) {
+        std::ofstream(list, std::ios::trunc) << (root / "data" / "Documents").string() << "\n";
+        plant();
+        Application next(host, platform);
+        next.SetRegistry(&registry);
+        next.CommandLine = "-delstart";
+        next.Main().Form_Initialize();
+        EXPECT_THROW(next.Main().Load(), ProgramEnd);
+        EXPECT_TRUE(fs::exists(root / "data" / "Documents" / "thesis.odt"));
+    };
+    startWithList([&] { ::chmod(list.c_str(), 0666); });
+    if (::geteuid() == 0) startWithList([&] { ASSERT_EQ(::chown(list.c_str(), 54321, 54321), 0); });
     EXPECT_TRUE(host.reports.empty());
 }
 

@@ -47,7 +47,8 @@ private:
                            const std::function<std::string(BrowserDatabase&)>& task);
     std::string Label(const ChromiumProfile& profile) const;
     // Removes the folders that exist and hold no profile, adding up what they held;
-    // reports each that stays under `label`. False when one stayed.
+    // reports each that stays, or is a link left alone, under `label`. False when one
+    // stayed.
     bool RemoveCacheFolders(const std::vector<std::string>& folders, const std::string& label,
                             std::int64_t& files, std::int64_t& bytes);
 

@@ -167,7 +167,7 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
 std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& store,
                                         std::string& error) {
     if (!store.table) return ReadTextSites(platform, store, error);
-    auto db = BrowserDatabase::OpenForReading(store.file, error);
+    auto db = BrowserDatabase::OpenForReading(store.file, error, !store.inUse.empty());
     if (!db) return {};
     std::map<std::string, std::int64_t> counts;
     try {

@@ -39,7 +39,8 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
 // The same with the Chromium-format folders of the environment.
 std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& where);
 
-// The sites of a store, by host; the file is only read, never written or locked.
+// The sites of a store, by host. A store in use is read as it is on disk, never
+// written or locked; any other through SQLite, its write-ahead log included.
 // Empty with `error` set when it cannot be read.
 std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& store,
                                         std::string& error);

@@ -272,6 +272,18 @@ void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
     if (OnStartupDelete) OnStartupDelete(folder);
 }
 
+std::vector<IECleaner::FileItem> IECleaner::FilesIn(const std::string& folder) const {
+    std::vector<FileItem> items;
+    platform_.ForEachFile(folder, false, [&](const std::string& dir, const std::string& name) {
+        const std::string path = (fs::path(dir) / name).string();
+        items.push_back({path, static_cast<std::int64_t>(platform_.FileSize(path).value_or(0))});
+        return true;
+    });
+    std::sort(items.begin(), items.end(),
+              [](const auto& a, const auto& b) { return a.path < b.path; });
+    return items;
+}
+
 std::vector<IECleaner::FileItem> IECleaner::NotYetRemoved(std::vector<FileItem> items) const {
     std::erase_if(items, [this](const FileItem& i) { return removed_.count(i.path) != 0; });
     return items;
@@ -288,6 +300,13 @@ void IECleaner::RemoveOne(const FileItem& item, FileTally& tally) {
     // folder's permissions or an attribute, which a later start may no longer have.
     std::error_code ec;
     if (fs::symlink_status(item.path, ec).type() == fs::file_type::not_found) return;
+    // A folder swapped for a link since the listing leads elsewhere: what is there
+    // now is not the cache's, not even for the next start.
+    if (fs::symlink_status(fs::path(item.path).parent_path(), ec).type() !=
+        fs::file_type::directory) {
+        tally.redirected.push_back(item.path);
+        return;
+    }
     tally.deferred.push_back(item.path);
     Result().Pending(item.path);
     if (OnStartupDelete) OnStartupDelete(item.path);
@@ -302,6 +321,15 @@ void IECleaner::ReportFiles(const std::string& label, const FileTally& tally,
 }
 
 void IECleaner::ReportDeferred(const std::string& label, const FileTally& tally) {
+    if (!tally.redirected.empty()) {
+        std::string names;
+        for (const auto& p : tally.redirected)
+            names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
+        Raise("Failed: " +
+              Plural(static_cast<std::int64_t>(tally.redirected.size()), "item", "items") +
+              " of IE {" + label + "} left where they are: their folder became a symbolic " +
+              "link after the search, and no link is followed: " + names + ".");
+    }
     if (tally.deferred.empty()) return;
     std::string names;
     for (const auto& p : tally.deferred) names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
@@ -340,7 +368,7 @@ bool IECleaner::CleanHiddenLogs(Int16& Found) {
         Raise(
             "IE {hidden logs}: nothing to clear; this Windows environment names no cache, "
             "cookies or history folder.");
-    else if (tally.files == 0 && tally.deferred.empty())
+    else if (tally.files == 0 && tally.deferred.empty() && tally.redirected.empty())
         Raise("IE {hidden logs}: no index.dat in the cache, cookies or history folders.");
     else
         ReportFiles("hidden logs", tally, "");
@@ -361,7 +389,7 @@ bool IECleaner::CleanHistory() {
             missing = "no History.IE5 folder in \"" + *base + "\".";
             return;
         }
-        for (const auto& item : NotYetRemoved(ListFiles(dir, false))) {
+        for (const auto& item : NotYetRemoved(FilesIn(dir))) {
             if (Cancelled()) return;
             RemoveOne(item, tally);
         }
@@ -399,7 +427,7 @@ bool IECleaner::CleanCache(Form& /*progressWindow*/) {
         std::vector<std::string> folders{root};
         for (auto& sub : Subfolders(root)) folders.push_back(std::move(sub));
         for (const auto& folder : folders) {
-            const auto files = NotYetRemoved(ListFiles(folder, false));
+            const auto files = NotYetRemoved(FilesIn(folder));
             ++folderCount;
             const auto total = static_cast<std::int32_t>(files.size());
             for (std::int32_t i = 0; i < total; ++i) {

@@ -56,7 +56,8 @@ public:
     struct FileTally {
         std::int64_t files = 0;
         std::int64_t bytes = 0;
-        std::vector<std::string> deferred;  // files and folders handed to the start-up deletion
+        std::vector<std::string> deferred;    // files and folders handed to the start-up deletion
+        std::vector<std::string> redirected;  // files whose folder became a link meanwhile
     };
 
     // A shell folder ("Cache", "Cookies", "History") of the environment as a host
@@ -69,6 +70,9 @@ private:
     // when one of its keys exists. Answers how many went.
     std::int64_t ClearValues(KelRegistry& reg, const IEValueSource& source, bool& keyFound);
 
+    // The regular files directly in `folder`, sorted, found through the platform's
+    // walk: each is then deleted only through the folder it was found in.
+    std::vector<FileItem> FilesIn(const std::string& folder) const;
     // Removes one file; a file that stays is handed to the start-up deletion.
     void RemoveOne(const FileItem& item, FileTally& tally);
     // Removes a folder whole; what stays is handed to the start-up deletion.

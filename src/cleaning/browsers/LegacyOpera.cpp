@@ -100,6 +100,15 @@ void LegacyOperaCleaner::CleanCache(const std::string& profile) {
     for (const fs::path& parent : CacheParents(platform_, profile))
         for (const char* name : kCacheFolders) {
             const fs::path folder = parent / name;
+            if (const auto target = platform_.ReadLink(folder.string())) {
+                // The user's own link stays, and what it leads to is not cleaned.
+                failed = true;
+                report_(Label(profile) + ": cache not cleaned: " + folder.string() +
+                        " is a symbolic link to " + *target +
+                        "; the cache lives behind it, and the link and what it leads to stay "
+                        "as they are.");
+                continue;
+            }
             // A folder holding a profile's own files is never a cache.
             if (!platform_.DirectoryExists(folder.string()) || IsProfile(folder)) continue;
             const RemovalCount size = FolderSize(folder);

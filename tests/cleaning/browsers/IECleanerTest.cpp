@@ -282,6 +282,31 @@ TEST_F(IECleanerTest, FileBoxesEmptyTheirFoldersOnly) {
     EXPECT_TRUE(errors.empty());
 }
 
+TEST_F(IECleanerTest, ACacheFolderSwappedForALinkDuringTheCleanIsNeverFollowed) {
+    // Run as root, every link is root's own: the folder must not be followed still.
+    if (geteuid() != 0) GTEST_SKIP() << "the links of root's own folders need root";
+    PrefixPlatform platform(Target{prefix, root / "own"});
+    const fs::path swapped = CacheFolders().front();
+    const fs::path outside = root / "outside";
+    fs::copy(swapped, outside);
+    const auto outsideFiles = FilesBelow(outside);
+    ASSERT_FALSE(outsideFiles.empty());
+    IECleaner c = Cleaner(*store, platform);
+    c.FileProgress = [&](const std::string& folder, std::int32_t, std::int32_t current) {
+        if (folder == swapped.string() && current == 1) {
+            fs::rename(swapped, root / "aside");
+            fs::create_directory_symlink(outside, swapped);
+        }
+    };
+    c.CleanCache(window);
+    EXPECT_EQ(FilesBelow(outside), outsideFiles);
+    EXPECT_TRUE(deferred.empty()) << "nothing behind the link waits for the next start either";
+    ASSERT_FALSE(lines.empty());
+    EXPECT_NE(lines.back().find("their folder became a symbolic link after the search"),
+              std::string::npos)
+        << lines.back();
+}
+
 TEST_F(IECleanerTest, AHistoryFolderThatStaysIsHandedOverAndNotCounted) {
     PrefixPlatform platform(Target{prefix, root / "own"});
     const fs::path day = profile / "History" / "History.IE5" / "MSHist012026112320261124";

@@ -161,6 +161,40 @@ TEST_F(OperaCleanerTest, PreviewCountsTheSameAndChangesNoByte) {
     EXPECT_FALSE(fs::exists(home / ".cache" / "opera" / "Default" / "Cache"));
 }
 
+TEST_F(OperaCleanerTest, ACacheFolderThatIsALinkIsNamedAndLeftAsItIs) {
+    // The user moved the cache elsewhere and left a link in its place.
+    const fs::path elsewhere = home / "big disk" / "opera-cache";
+    for (const char* f : {"Cache_Data/f_000001", "Cache_Data/f_000002", "Cache_Data/index"})
+        Write(elsewhere / f, "123456");
+    fs::create_directories(home / ".cache" / "opera" / "Default");
+    const fs::path link = home / ".cache" / "opera" / "Default" / "Cache";
+    fs::create_directory_symlink(elsewhere, link);
+    const std::string label = "Opera " + profile.string();
+    const auto lines = Run(2);
+    EXPECT_EQ(Joined(lines).find("removed"), std::string::npos) << Joined(lines);
+    ASSERT_EQ(lines.size(), 1u) << Joined(lines);
+    EXPECT_NE(lines[0].find("cache not cleaned: " + link.string() + " is a symbolic link to " +
+                            elsewhere.string()),
+              std::string::npos)
+        << lines[0];
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(ReadAll(elsewhere / "Cache_Data/f_000001"), "123456");
+
+    // The same for a legacy profile's cache4.
+    fs::remove_all(userData);
+    const fs::path old = home / ".opera";
+    Write(old / "typed_history.xml", "<typed_history/>");
+    fs::create_directory_symlink(elsewhere, old / "cache4");
+    const auto legacy = Run(2);
+    ASSERT_EQ(legacy.size(), 1u) << Joined(legacy);
+    EXPECT_NE(
+        legacy[0].find("cache not cleaned: " + (old / "cache4").string() + " is a symbolic link"),
+        std::string::npos)
+        << legacy[0];
+    EXPECT_TRUE(fs::is_symlink(old / "cache4"));
+    EXPECT_EQ(ReadAll(elsewhere / "Cache_Data/index"), "123456");
+}
+
 TEST_F(OperaCleanerTest, CookiesOfKeptSitesAndTheirSubdomainsStay) {
     MakeDatabase(profile / "Network" / "Cookies", "Cookies.sql",
                  Cookie(".example.com", "a") + Cookie("shop.Example.com", "b") +
