@@ -357,8 +357,7 @@ bool ChromiumCleaner::RemoveCacheFolders(const std::vector<std::string>& folders
     for (const std::string& folder : folders) {
         if (const auto target = platform_.ReadLink(folder)) {
             // The user's own link stays, and what it leads to is not cleaned.
-            report_(label + ": cache not cleaned: " + folder + " is a symbolic link to " +
-                    *target +
+            report_(label + ": cache not cleaned: " + folder + " is a symbolic link to " + *target +
                     "; the cache lives behind it, and the link and what it leads to stay as "
                     "they are.");
             all = false;

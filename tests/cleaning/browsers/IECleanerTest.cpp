@@ -292,7 +292,7 @@ TEST_F(IECleanerTest, ACacheFolderSwappedForALinkDuringTheCleanIsNeverFollowed) 
     const auto outsideFiles = FilesBelow(outside);
     ASSERT_FALSE(outsideFiles.empty());
     IECleaner c = Cleaner(*store, platform);
-    c.FileProgress = [&](const std::string& folder, std::int32_t, std::int32_t current) {
+    c.OnFileProgress = [&](const std::string& folder, std::int32_t, std::int32_t current) {
         if (folder == swapped.string() && current == 1) {
             fs::rename(swapped, root / "aside");
             fs::create_directory_symlink(outside, swapped);

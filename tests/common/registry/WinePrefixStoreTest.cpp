@@ -12,6 +12,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "common/VbError.hpp"
 #include "common/platform/WineServer.hpp"
 #include "common/registry/OpenStore.hpp"
@@ -328,7 +331,17 @@ TEST(WinePrefixStore, AKeyWineWritesDuringTheRunIsKept) {
               0);
     ASSERT_NE(ReadBytes(prefix / "user.reg").find("fromwine"), std::string::npos);
 
-    store.Save();
+    // The server has saved and is leaving; on a busy machine its lock may outlive
+    // `wineserver -w` by a moment, and the store rightly refuses until it is gone.
+    for (int attempt = 0;; ++attempt) {
+        try {
+            store.Save();
+            break;
+        } catch (const VbError& e) {
+            if (attempt == 50 || e.Description().find("is in use") == std::string::npos) throw;
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+    }
     WinePrefixStore after(prefix);
     EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
               RegValue::String("fromwine"));
