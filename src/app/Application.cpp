@@ -72,13 +72,16 @@ void Application::SetStatusText(const std::string& text) {
 }
 
 Options Application::CurrentOptions() {
-    return main_ ? main_->CurrentOptions() : StoredOptionsValue(*this);
+    if (main_) return main_->CurrentOptions();
+    const Options stored = StoredOptionsValue(*this);
+    if (!LoadedOptions) LoadedOptions = stored;
+    return stored;
 }
 
 void Application::SaveSettings(const Options& options) {
     WithErrorHandler(*this, "ModControls:SaveSettings", [&] {
         SetStatusText("Saving program settings...");
-        WriteStoredOptions(*this, options);
+        WriteStoredOptions(*this, options, LoadedOptions ? &*LoadedOptions : nullptr);
         SetStatusText("Done.");
     });
 }

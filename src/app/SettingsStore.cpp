@@ -13,6 +13,8 @@ void LoadSettings(FrmMain& frm) {
     Application& app = frm.App();
     WithErrorHandler(app, "ModControls:LoadSettings", [&] {
         const auto values = ReadStoredValues(app);
+        // Read before the boxes change: the boxes start clear and the list at 0.
+        app.LoadedOptions = StoredOptionsValue(app);
         if (!values) return;
         frm.sBar.SetPanel(7, "Retrieving program settings...");
         for (const auto& [option, v] : *values) {

@@ -28,8 +28,9 @@ bool ClsClean::isJob() const { return plan_.AnyTicked(); }
 
 void ClsClean::SaveRegistry() {
     // Every task's registry changes reach the disk once, when the run ends. A refused
-    // write (the prefix's wineserver runs, the file is read-only) is the user's to
-    // fix, and the store says how; it is no fault of the run.
+    // write (the prefix's wineserver runs, the file is read-only) undoes what the
+    // registry tasks reported: it is said in the log, and the error report ends the
+    // run instead of the success message. The store's message says how to fix it.
     try {
         shell_.Registry().Save();
     } catch (const VbError& e) {
@@ -38,6 +39,7 @@ void ClsClean::SaveRegistry() {
         shell_.Outcome.AddUntasked(left);
         WorkerProgress(
             "", "Failed: the registry changes of this run were not saved: " + e.Description());
+        ReportError(shell_, e, "ClsClean:SaveRegistry");
     }
 }
 

@@ -51,12 +51,19 @@ Options StoredOptionsValue(WorkContext& ctx) {
     return options;
 }
 
-void WriteStoredOptions(WorkContext& ctx, const Options& options) {
+namespace {
+int StoredValue(const StoredOption& option, const Options& o) {
+    return option.box == kDeleteMethodBox ? o.deleteMethod : o.box[option.box];
+}
+}  // namespace
+
+void WriteStoredOptions(WorkContext& ctx, const Options& options, const Options* loaded) {
     KelRegistry reg = PointAtSettings(ctx);
-    if (!reg.KeyExists()) reg.CreateKey();
+    const bool existed = reg.KeyExists();
+    if (!existed) reg.CreateKey();
     for (const auto& option : kOptions) {
-        const int v =
-            option.box == kDeleteMethodBox ? options.deleteMethod : options.box[option.box];
+        const int v = StoredValue(option, options);
+        if (existed && loaded && StoredValue(option, *loaded) == v) continue;
         reg.WriteValue(std::string(option.name), RegData(static_cast<std::int32_t>(v)), kRegDword);
     }
     ctx.SettingsRegistry().Save();

@@ -30,6 +30,8 @@ std::optional<StoredValues> ReadStoredValues(WorkContext& ctx);
 // The options a start ends with: the stored values applied as clicks, in order.
 Options StoredOptionsValue(WorkContext& ctx);
 // Writes the options, creating the key when it is missing, and saves the store.
-void WriteStoredOptions(WorkContext& ctx, const Options& options);
+// With `loaded` (the options as read at start) and the key there, only the values
+// that differ from it are written: another process's change to the others stays.
+void WriteStoredOptions(WorkContext& ctx, const Options& options, const Options* loaded = nullptr);
 
 }  // namespace velloran

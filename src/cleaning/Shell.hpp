@@ -3,6 +3,7 @@
 // above them, and no more: the main window as a form (its pointer, its unload),
 // the progress window's log and bar while one is loaded, the status texts, and
 // storing the options. The application is the real one; the windows stay above.
+#include <optional>
 #include <string>
 
 #include "cleaning/Plan.hpp"
@@ -36,6 +37,9 @@ public:
     bool Reporting = false;
     // What the runs and tools of this program did, task by task.
     RunOutcome Outcome;
+    // The options as read from the store at start: a save writes only what differs
+    // from them, so that what another process stored meanwhile stays.
+    std::optional<Options> LoadedOptions;
 
     // The main window: owner of the modal windows; unloading it takes the others.
     virtual Form& MainForm() = 0;

@@ -122,6 +122,7 @@ int CmdSettings(const std::vector<std::string>& args) {
     Application& app = session.App();
     return session.Run([&] {
         Options options = StoredOptionsValue(app);
+        app.LoadedOptions = options;
         if (!changes.empty()) {
             // As clicks on the boxes, so that the Settings page's rules hold here too.
             for (auto [box, value] : changes) {

@@ -102,14 +102,21 @@ TEST_F(ClsCleanTest, TheRunSavesTheRegistryOnceAtItsEnd) {
 
     store.refuse = true;
     app.Cleaner().Load();
-    ClsClean(app, app.Main().BuildPlan()).Clean();
-    EXPECT_EQ(store.saves, 2);
+    const std::size_t boxes = host.boxes.size();
+    TextBox& log = app.Cleaner().txtprogress;
+    std::string logged;
+    log.LineAdded.Connect([&](const std::string& line) { logged += line + "\n"; });
+    // Changes that did not reach the disk are a failure of the run: its line, then the
+    // error report, and never the success message.
+    EXPECT_EQ(ExpectProgramEnd([&] { ClsClean(app, app.Main().BuildPlan()).Clean(); }), 1);
+    EXPECT_GE(store.saves, 2);
     EXPECT_EQ(LeftCount(app), 1);
-    EXPECT_NE(app.Cleaner().txtprogress.Text().find(
-                  "\r\nFailed: the registry changes of this run were not saved: The prefix is "
-                  "in use."),
-              std::string::npos);
-    EXPECT_TRUE(host.reports.empty());
+    EXPECT_NE(logged.find("Failed: the registry changes of this run were not saved: The prefix "
+                          "is in use."),
+              std::string::npos)
+        << logged;
+    EXPECT_EQ(host.reports.size(), 1u);
+    EXPECT_EQ(host.boxes.size(), boxes) << "no success message after the failure";
 }
 
 TEST_F(ClsCleanTest, DoNotNotifySuppressesTheMessageAndExitEndsTheProgram) {
