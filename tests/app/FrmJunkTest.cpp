@@ -19,6 +19,7 @@
 #include "common/platform/linux/Trash.hpp"
 #include "support/AppFixture.hpp"
 #include "support/EnvGuard.hpp"
+#include "support/TempDir.hpp"
 #include "tools/junk/ModGeneral.hpp"
 
 namespace velloran::test {
@@ -34,8 +35,7 @@ const std::string kAbortScan =
 class FrmJunkTest : public AppFixture {
 protected:
     void SetUp() override {
-        std::string t = (fs::temp_directory_path() / "velloran-frmjunk-XXXXXX").string();
-        root = mkdtemp(t.data());
+        root = MakeTempDir("velloran-frmjunk");
         drive = root / "drive";
         fs::create_directories(drive);
         // Trash and settings of this test only.

@@ -231,6 +231,7 @@ TEST_F(StartupDeleteTest, ListStopsAtAnEmptyLineAndOtherCommandLinesStartNormall
 #include <functional>
 
 #include "common/platform/linux/LinuxPlatform.hpp"
+#include "support/TempDir.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
@@ -239,10 +240,7 @@ namespace velloran::test {
 class StartupDeleteOnDisk : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string t =
-            (std::filesystem::temp_directory_path() / "velloran-delstart-XXXXXX").string();
-        ASSERT_NE(mkdtemp(t.data()), nullptr);
-        root = t;
+        root = test::MakeTempDir("velloran-delstart");
         env.Set("XDG_STATE_HOME", (root / "state").c_str());
         env.Set("XDG_CONFIG_HOME", (root / "config").c_str());
     }

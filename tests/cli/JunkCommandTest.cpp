@@ -4,6 +4,7 @@
 
 #include <stdlib.h>
 #include <sys/wait.h>
+#include "support/TempDir.hpp"
 #include "support/TestProcess.hpp"
 
 #include <algorithm>
@@ -21,8 +22,7 @@ using velloran::test::CliResult;
 class JunkCommandTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string t = (fs::temp_directory_path() / "velloran-junkcli-XXXXXX").string();
-        root = mkdtemp(t.data());
+        root = velloran::test::MakeTempDir("velloran-junkcli");
         tree = root / "tree";
         Write(tree / "a.tmp", 3);
         Write(tree / "odd" / "line\nbreak\\back.tmp", 5);

@@ -10,6 +10,8 @@
 #include <iterator>
 #include <string>
 
+#include "support/TempDir.hpp"
+
 namespace velloran::test {
 
 struct CliResult {
@@ -17,13 +19,6 @@ struct CliResult {
     std::string out;
     std::string err;
 };
-
-// A new, empty folder under the temporary folder.
-inline std::filesystem::path MakeTempDir(const char* stem) {
-    std::string t =
-        (std::filesystem::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
-    return mkdtemp(t.data());
-}
 
 // The whole content of a file; empty when it cannot be read.
 inline std::string ReadAll(const std::filesystem::path& p) {

@@ -18,6 +18,8 @@
 #include "common/platform/linux/Overwrite.hpp"
 #include "common/platform/linux/Trash.hpp"
 
+#include "support/TempDir.hpp"
+
 namespace velloran::linuxfs {
 namespace {
 
@@ -25,11 +27,7 @@ namespace fs = std::filesystem;
 
 class FileOpsTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::string t = (fs::temp_directory_path() / "velloran-fileops-XXXXXX").string();
-        ASSERT_NE(mkdtemp(t.data()), nullptr);
-        root = t;
-    }
+    void SetUp() override { root = velloran::test::MakeTempDir("velloran-fileops"); }
     void TearDown() override {
         std::error_code ec;
         fs::permissions(root, fs::perms::owner_all, fs::perm_options::add, ec);

@@ -21,6 +21,7 @@
 #include "common/platform/linux/Logind.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "support/ScriptedHost.hpp"
+#include "support/TempDir.hpp"
 #include "support/TestProcess.hpp"
 
 extern char** environ;
@@ -122,9 +123,7 @@ protected:
         }
         if (python_.empty()) GTEST_SKIP() << "python3-dbusmock is not installed";
 
-        std::string t = (fs::temp_directory_path() / "velloran-bus-XXXXXX").string();
-        ASSERT_NE(mkdtemp(t.data()), nullptr);
-        dir_ = t;
+        dir_ = test::MakeTempDir("velloran-bus");
 
         int pipeFds[2];
         ASSERT_EQ(pipe(pipeFds), 0);

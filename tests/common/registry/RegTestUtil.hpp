@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string>
 
+#include "support/TempDir.hpp"
+
 namespace velloran::regtest {
 
 inline std::filesystem::path DataFile(const std::string& name) {
@@ -27,25 +29,9 @@ inline void WriteBytes(const std::filesystem::path& p, const std::string& s) {
 }
 
 // A fresh folder, removed with everything in it at the end of the test.
-class ScratchDir {
+class ScratchDir : public test::ScratchDir {
 public:
-    ScratchDir() {
-        std::string tmpl =
-            (std::filesystem::temp_directory_path() / "velloran-reg-XXXXXX").string();
-        if (!mkdtemp(tmpl.data())) std::abort();
-        path_ = tmpl;
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    const std::filesystem::path& Path() const { return path_; }
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
+    ScratchDir() : test::ScratchDir("velloran-reg") {}
 };
 
 // The lines of `text` from the one starting with `first` up to (not including) the
