@@ -12,7 +12,7 @@ endforeach()
 include(GoogleTest)
 
 file(GLOB_RECURSE CORE_TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-list(FILTER CORE_TEST_SOURCES EXCLUDE REGEX "/tests/(qt|fuzz|packaging)/|/linux/")
+list(FILTER CORE_TEST_SOURCES EXCLUDE REGEX "/tests/(qt|fuzz|packaging|layers)/|/linux/")
 
 # Tests that cannot apply on Windows, by file.
 set(VELLORAN_LINUX_ONLY_TESTS
@@ -29,8 +29,8 @@ set(VELLORAN_LINUX_ONLY_TESTS
   common/TargetTest.cpp
   common/registry/WinePrefixStoreTest.cpp
   cleaning/browsers/IECleanerTest.cpp
-  # The XDG autostart entry (Windows: tests/app/windows/).
-  app/StartupDeleteTest.cpp
+  # The XDG autostart entry (Windows: tests/cleaning/windows/).
+  cleaning/StartupDeleteTest.cpp
   # The console program run on Wine prefixes and XDG folders of the test's own;
   # on Windows it works on the live registry.
   cli/CleanCommandTest.cpp
@@ -41,11 +41,11 @@ set(VELLORAN_LINUX_ONLY_TESTS
   # lock links and mounts (Windows: tests/common/platform/windows/).
   cleaning/browsers/NetscapeCleanerTest.cpp
   cleaning/browsers/OperaCleanerTest.cpp
-  tools/cookies/FrmCookiesTest.cpp
+  app/FrmCookiesTest.cpp
   tools/eradicator/FileFinderTest.cpp
   tools/eradicator/SecureDeleterTest.cpp
-  tools/eradicator/frmEradTest.cpp
-  tools/junk/FrmJunkTest.cpp
+  app/frmEradTest.cpp
+  app/FrmJunkTest.cpp
   tools/junk/JunkSearchTest.cpp)
 list(TRANSFORM VELLORAN_LINUX_ONLY_TESTS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
 list(REMOVE_ITEM CORE_TEST_SOURCES ${VELLORAN_LINUX_ONLY_TESTS})

@@ -2,8 +2,8 @@
 
 _velloran_cli_tasks() {
     # Task names come from the program itself, so they follow the installed version.
-    velloran-cli tasks 2>/dev/null | cut -f1 | sed 's/:.*//' | sort -u | sed 's/$/:all/'
-    velloran-cli tasks 2>/dev/null | cut -f1 | grep -v -e '^stChk:' -e '^cmbsDelType:'
+    velloran-cli tasks 2>/dev/null | cut -f1
+    velloran-cli tasks 2>/dev/null | cut -f1 | sed 's/\..*//' | sort -u | sed 's/$/:all/'
 }
 
 _velloran_cli() {
@@ -23,14 +23,14 @@ _velloran_cli() {
             ;;
         esac
         if [[ $cur == -* ]]; then
-            COMPREPLY=($(compgen -W '--preview --prefix --yes --no' -- "$cur"))
+            COMPREPLY=($(compgen -W '--preview --prefix --yes --no --json' -- "$cur"))
         else
             COMPREPLY=($(compgen -W "$(_velloran_cli_tasks)" -- "$cur"))
             __ltrim_colon_completions "$cur"
         fi
         ;;
     settings)
-        COMPREPLY=($(compgen -W 'set1= set2= set3= set5= set6= set7=' -- "$cur"))
+        COMPREPLY=($(compgen -W '--json recycle-bin= secure-delete= delete-method=zapper delete-method=gutmann delete-method=zero no-notify= exit-when-done= shut-down=' -- "$cur"))
         compopt -o nospace
         ;;
     junk)

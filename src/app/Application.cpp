@@ -1,17 +1,19 @@
 #include "app/Application.hpp"
 
 #include "about/frmAbout.hpp"
+#include "app/FrmCleaner.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/FrmJunk.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "app/frmErad.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/Settings.hpp"
+#include "common/ErrorHandler.hpp"
 #include "common/registry/KelRegistry.hpp"
-#include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
-Application::Application(Host& host, Platform& platform) : WorkContext(host, platform) {}
+Application::Application(Host& host, Platform& platform) : ProgramShell(host, platform) {}
 Application::~Application() = default;
 
 void Application::ReportError(const VbError& error, const std::string& location,
@@ -61,10 +63,27 @@ std::vector<Form*> Application::SecondaryForms() {
     return out;
 }
 
-void Application::ReleaseShared() {
-    StopRequested = vbTrue;
-    SharedRegistry.reset();
-    SharedList.clear();
+Form& Application::MainForm() { return Main(); }
+
+RunView* Application::LoadedRunView() { return CleanerLoaded() ? cleaner_.get() : nullptr; }
+
+void Application::SetStatusText(const std::string& text) {
+    if (main_) main_->sBar.SetPanel(7, text);
+}
+
+Options Application::CurrentOptions() {
+    if (main_) return main_->CurrentOptions();
+    const Options stored = StoredOptionsValue(*this);
+    if (!LoadedOptions) LoadedOptions = stored;
+    return stored;
+}
+
+void Application::SaveSettings(const Options& options) {
+    WithErrorHandler(*this, "ModControls:SaveSettings", [&] {
+        SetStatusText("Saving program settings...");
+        WriteStoredOptions(*this, options, LoadedOptions ? &*LoadedOptions : nullptr);
+        SetStatusText("Done.");
+    });
 }
 
 }  // namespace velloran

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "common/WorkContext.hpp"
+#include "cleaning/Shell.hpp"
 
 namespace velloran {
 
@@ -18,17 +18,10 @@ class FrmCookies;
 class ClsClean;
 class Form;
 
-class Application : public WorkContext {
+class Application : public ProgramShell {
 public:
     Application(Host& host, Platform& platform);
     ~Application() override;
-
-    std::string HelpFile;
-    std::string CommandLine;
-    // Which Windows environment the program works on, for the status bar.
-    std::string TargetDescription;
-    // Set while an error is being reported; the program ends after it.
-    bool Reporting = false;
 
     // The windows, created on first use and kept for the program's life; unloading
     // resets a window, as reloading would.
@@ -42,12 +35,14 @@ public:
     // Every secondary window that exists, in the order the main window unloads them.
     std::vector<Form*> SecondaryForms();
 
-    // The release routine: sets the stop flag and releases the shared objects.
-    // Closes and saves nothing, and may run any number of times.
-    void ReleaseShared();
+    // The options as the Settings page holds them now; the stored ones when there
+    // is no main window (the console).
+    Options CurrentOptions();
 
-    // Shortcut for a message box under the application title.
-    int MsgBox(const std::string& text, int style) { return GetHost().MsgBox(text, style, Title); }
+    Form& MainForm() override;
+    RunView* LoadedRunView() override;
+    void SetStatusText(const std::string& text) override;
+    void SaveSettings(const Options& options) override;
 
     [[noreturn]] void ReportError(const VbError& error, const std::string& location,
                                   const ReportOptions& options = {}) override;

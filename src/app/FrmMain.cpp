@@ -3,15 +3,15 @@
 
 #include "about/frmAbout.hpp"
 #include "app/Application.hpp"
+#include "app/FrmCleaner.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/FrmJunk.hpp"
 #include "app/ModControls.hpp"
-#include "app/StartupDelete.hpp"
-#include "app/TaskCatalogue.hpp"
+#include "app/frmErad.hpp"
 #include "cleaning/ClsClean.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "cleaning/StartupDelete.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "common/ErrorHandler.hpp"
-#include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -55,6 +55,7 @@ void FrmMain::BuildControls() {
     fraOtherTools.SetCaption("Other Tools");
     fraOpera.SetCaption("Opera Browser");
     fraNetscape.SetCaption("Netscape Browser 6.x/7.x");
+    fraChromium.SetCaption("Chromium-based browsers");
     fraIE.SetCaption("Internet Explorer Browser");
     fraIETools.SetCaption("Tools");
     fraPrograms.SetCaption("Programs");
@@ -72,6 +73,7 @@ void FrmMain::BuildControls() {
     ie_Chks.OnClick = [this] { ie_Chks_Click(); };
     ns_Chks.OnClick = [this] { ns_Chks_Click(); };
     op_Chks.OnClick = [this] { op_Chks_Click(); };
+    ch_Chks.OnClick = [this] { ch_Chks_Click(); };
     oprg_chks.OnClick = [this] { oprg_chks_Click(); };
 
     for (const auto& option : OptionBoxes()) {
@@ -135,18 +137,34 @@ void FrmMain::BuildControls() {
     };
 }
 
+Options FrmMain::CurrentOptions() {
+    Options options;
+    for (int i : stChk.Indexes()) options.box[i] = stChk(i).Value();
+    options.deleteMethod = cmbsDelType.ListIndex();
+    return options;
+}
+
+Plan FrmMain::BuildPlan() {
+    Plan plan;
+    const auto groups = TaskArrays();
+    for (std::size_t g = 0; g < groups.size(); ++g) {
+        const auto& array = *TaskArray(groups[g].array);
+        for (int i : array.Indexes()) plan.Set(g, i, array(i).Value());
+    }
+    plan.options = CurrentOptions();
+    return plan;
+}
+
 ControlArray<CheckBox>* FrmMain::TaskArray(std::string_view name) {
-    for (auto* a : {&win_chk, &ie_Chk, &ns_Chk, &op_Chk, &oprg_chk, &stChk})
+    for (auto* a : {&win_chk, &ie_Chk, &ns_Chk, &op_Chk, &ch_Chk, &oprg_chk, &stChk})
         if (a->Name() == name) return a;
     return nullptr;
 }
 
 CheckBox* FrmMain::SelectAllBox(std::string_view array) {
-    const std::pair<std::string_view, CheckBox*> boxes[] = {{"win_chk", &win_chks},
-                                                            {"ie_Chk", &ie_Chks},
-                                                            {"ns_Chk", &ns_Chks},
-                                                            {"op_Chk", &op_Chks},
-                                                            {"oprg_chk", &oprg_chks}};
+    const std::pair<std::string_view, CheckBox*> boxes[] = {
+        {"win_chk", &win_chks}, {"ie_Chk", &ie_Chks}, {"ns_Chk", &ns_Chks},
+        {"op_Chk", &op_Chks},   {"ch_Chk", &ch_Chks}, {"oprg_chk", &oprg_chks}};
     for (auto [name, box] : boxes)
         if (name == array) return box;
     return nullptr;
@@ -178,7 +196,7 @@ void FrmMain::Form_Initialize() {
 void FrmMain::Form_Load() {
     SetControls(*this, false);
     // After the settings: the recycle-bin option decides how the path goes.
-    PerformStartupDelete(*this);
+    PerformStartupDelete(app_, stChk(Option::RecycleBin).Value());
 }
 
 void FrmMain::Form_Resize() {
@@ -222,6 +240,7 @@ void FrmMain::win_chks_Click() { SelectAll(win_chk, win_chks); }
 void FrmMain::ie_Chks_Click() { SelectAll(ie_Chk, ie_Chks); }
 void FrmMain::ns_Chks_Click() { SelectAll(ns_Chk, ns_Chks); }
 void FrmMain::op_Chks_Click() { SelectAll(op_Chk, op_Chks); }
+void FrmMain::ch_Chks_Click() { SelectAll(ch_Chk, ch_Chks); }
 void FrmMain::oprg_chks_Click() { SelectAll(oprg_chk, oprg_chks); }
 
 void FrmMain::stChk_Click(int index) {
@@ -259,20 +278,7 @@ void FrmMain::stChk_Click(int index) {
 }
 
 void FrmMain::cmdClean_Click() {
-    Guard("FrmMain:cmdClean:Click", [this] {
-        if (app_.CleanerLoaded()) app_.Cleaner().Unload();
-        cs_ = std::make_shared<ClsClean>(app_);
-        if (!cs_->isJob()) {
-            app_.MsgBox("Nothing to do, Please select a task by selecting the white boxes.",
-                        vbInformation + vbOKOnly);
-            return;
-        }
-        cs_.reset();
-        FrmCleaner& cleaner = app_.Cleaner();
-        cleaner.Load();
-        cleaner.SetTag("1");
-        cleaner.ShowModal(this);
-    });
+    Guard("FrmMain:cmdClean:Click", [this] { cs_ = StartCleaning(app_, BuildPlan(), this); });
 }
 
 void FrmMain::cmdExit_Click() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cleaning/Plan.hpp"
 #include "common/controls/ControlArray.hpp"
 #include "common/controls/Controls.hpp"
 #include "common/controls/Form.hpp"
@@ -17,16 +18,6 @@ class ClsClean;
 // Main window size in twips; the window snaps back to it.
 inline constexpr int kMainWidthTwips = 8000;
 inline constexpr int kMainHeightTwips = 7000;
-
-// The option boxes of the Settings page (stChk), by the index each one has.
-enum class Option : int {
-    RecycleBin = 0,    // "Delete files to recycle bin"
-    SecureDelete = 1,  // "Securely delete files"
-    NoNotify = 3,      // "Do not notify me when job is completed."
-    ExitWhenDone = 4,
-    ShutDown = 5,
-    Restart = 6,
-};
 
 class FrmMain : public Form {
 public:
@@ -41,15 +32,15 @@ public:
     ControlArray<TabStrip> sTab{"sTab"};
     // Inner frames, in page order.
     Frame fraWinSystem{"fraWinSystem"}, fraOtherTools{"fraOtherTools"}, fraOpera{"fraOpera"},
-        fraNetscape{"fraNetscape"}, fraIE{"fraIE"}, fraIETools{"fraIETools"},
-        fraPrograms{"fraPrograms"}, fraSettings{"fraSettings"}, fraEradicator{"fraEradicator"},
-        fraGeneral{"fraGeneral"};
+        fraNetscape{"fraNetscape"}, fraChromium{"fraChromium"}, fraIE{"fraIE"},
+        fraIETools{"fraIETools"}, fraPrograms{"fraPrograms"}, fraSettings{"fraSettings"},
+        fraEradicator{"fraEradicator"}, fraGeneral{"fraGeneral"};
 
     // Task arrays (all start at index 1) and their Select All boxes.
     ControlArray<CheckBox> win_chk{"win_chk"}, ie_Chk{"ie_Chk"}, ns_Chk{"ns_Chk"}, op_Chk{"op_Chk"},
-        oprg_chk{"oprg_chk"};
+        ch_Chk{"ch_Chk"}, oprg_chk{"oprg_chk"};
     CheckBox win_chks{"win_chks"}, ie_Chks{"ie_Chks"}, ns_Chks{"ns_Chks"}, op_Chks{"op_Chks"},
-        oprg_chks{"oprg_chks"};
+        ch_Chks{"ch_Chks"}, oprg_chks{"oprg_chks"};
 
     // Settings page.
     ControlArray<CheckBox> stChk{"stChk"};
@@ -62,6 +53,10 @@ public:
     PictureBox Picture1{"Picture1"}, Picture2{"Picture2"}, Picture3{"Picture3"},
         Picture4{"Picture4"}, Picture7{"Picture7"}, Picture8{"Picture8"}, picTop{"picTop"};
     StatusBar sBar{"sBar", 7};
+
+    // The boxes as values: what a run of Clean would do, and the options alone.
+    Plan BuildPlan();
+    Options CurrentOptions();
 
     // The task array and Select All box by name ("win_chk" ...); null when unknown.
     ControlArray<CheckBox>* TaskArray(std::string_view name);
@@ -76,6 +71,7 @@ public:
     void ie_Chks_Click();
     void ns_Chks_Click();
     void op_Chks_Click();
+    void ch_Chks_Click();
     void oprg_chks_Click();
     void stChk_Click(int index);
     void cmdClean_Click();

@@ -5,9 +5,7 @@
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
 #include "app/SettingsStore.hpp"
-#include "app/TaskCatalogue.hpp"
-#include "cleaning/browsers/NetscapeCleaner.hpp"
-#include "cleaning/browsers/OperaCleaner.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
 
@@ -53,10 +51,10 @@ void SetControls(FrmMain& frm, bool skip) {
 
         LoadSettings(frm);
 
-        if (!NetscapeCleaner(app.GetPlatform()).IsInstalled())
-            DisableArray(frm.ns_Chk, frm.ns_Chks);
-        if (OperaCleaner(app.GetPlatform()).ProfileFolder().empty())
-            DisableArray(frm.op_Chk, frm.op_Chks);
+        // The boxes of a browser with no profile here.
+        for (const GroupInfo& group : TaskArrays())
+            if (!GroupAvailable(group, app.GetPlatform()))
+                DisableArray(*frm.TaskArray(group.array), *frm.SelectAllBox(group.array));
     });
 }
 

@@ -2,45 +2,22 @@
 // reports list these procedures under.
 #include "app/SettingsStore.hpp"
 
-#include <array>
-#include <string_view>
-
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "cleaning/Settings.hpp"
 #include "common/ErrorHandler.hpp"
-#include "common/registry/KelRegistry.hpp"
 
 namespace velloran {
-
-namespace {
-
-constexpr std::string_view kKeyPath = "Software\\Velloran";
-constexpr std::string_view kSection = "settings";
-
-// The numbering skips 4 and nothing stores "Restart computer when done.".
-constexpr std::array<StoredOption, 6> kOptions{
-    {{"set1", 0}, {"set2", 1}, {"set3", kDeleteMethodBox}, {"set5", 3}, {"set6", 4}, {"set7", 5}}};
-
-KelRegistry PointAtSettings(Application& app) {
-    KelRegistry reg(app.SettingsRegistry());
-    reg.RootKey(kHKeyCurrentUser);
-    reg.KeyPath(std::string(kKeyPath));
-    reg.SubKey(std::string(kSection));
-    return reg;
-}
-
-}  // namespace
-
-std::span<const StoredOption> StoredOptions() { return kOptions; }
 
 void LoadSettings(FrmMain& frm) {
     Application& app = frm.App();
     WithErrorHandler(app, "ModControls:LoadSettings", [&] {
-        KelRegistry reg = PointAtSettings(app);
-        if (!reg.KeyExists()) return;
+        const auto values = ReadStoredValues(app);
+        // Read before the boxes change: the boxes start clear and the list at 0.
+        app.LoadedOptions = StoredOptionsValue(app);
+        if (!values) return;
         frm.sBar.SetPanel(7, "Retrieving program settings...");
-        for (const auto& option : kOptions) {
-            const std::int16_t v = reg.ReadValue(std::string(option.name), RegData("0")).ToInt16();
+        for (const auto& [option, v] : *values) {
             if (option.box == kDeleteMethodBox)
                 frm.cmbsDelType.SetListIndex(v);
             else
@@ -50,21 +27,6 @@ void LoadSettings(FrmMain& frm) {
     });
 }
 
-void SaveSettings(FrmMain& frm) {
-    Application& app = frm.App();
-    WithErrorHandler(app, "ModControls:SaveSettings", [&] {
-        KelRegistry reg = PointAtSettings(app);
-        if (!reg.KeyExists()) reg.CreateKey();
-        frm.sBar.SetPanel(7, "Saving program settings...");
-        for (const auto& option : kOptions) {
-            const int v = option.box == kDeleteMethodBox ? frm.cmbsDelType.ListIndex()
-                                                         : frm.stChk(option.box).Value();
-            reg.WriteValue(std::string(option.name), RegData(static_cast<std::int32_t>(v)),
-                           kRegDword);
-        }
-        app.SettingsRegistry().Save();
-        frm.sBar.SetPanel(7, "Done.");
-    });
-}
+void SaveSettings(FrmMain& frm) { frm.App().SaveSettings(frm.CurrentOptions()); }
 
 }  // namespace velloran

@@ -1,43 +1,39 @@
 #pragma once
-// One cleaning run: the header, the five job groups in their fixed order, the
-// closing message and the final progress event.
-#include <array>
+// One cleaning run over a plan: the header, every group of the catalogue in its
+// fixed order, the closing message and the final progress event. The run sees
+// the windows only through the shell; what each task did adds up in the shell's
+// outcome.
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "cleaning/Plan.hpp"
 #include "common/Vb.hpp"
-#include "common/controls/ControlArray.hpp"
-#include "common/controls/Controls.hpp"
 
 namespace velloran {
 
-class Application;
-class ClsWindows;
-class ClsPrograms;
-class IECleaner;
-class NetscapeCleaner;
-class OperaCleaner;
+class ProgramShell;
+class TaskWorker;
+struct GroupInfo;
+struct WorkerFault;
 
 class ClsClean {
 public:
-    explicit ClsClean(Application& app);
+    ClsClean(ProgramShell& shell, Plan plan);
     ~ClsClean();
 
     // Text, Total, Current; handled by the progress window as cs_Progress.
     std::function<void(const std::string&, int, int)> Progress;
 
-    bool isJob();
+    // Whether any task box of the plan is ticked.
+    bool isJob() const;
     void Clean();
     // Passes a cancel request to the worker that is alive and releases it.
     void SetCancel(bool value);
 
-    void DoWindows();
-    void DoIE();
-    void DoNetscape();
-    void DoOpera();
-    void DoPrograms();
+    // One group: counts its ticked boxes, checks its browser, runs its tasks.
+    void RunGroup(const GroupInfo& group);
 
     // Appends one line to the log; a current position above 0 also moves the bar.
     void AddLog(const std::string& text, Int16 total, Int16 current);
@@ -47,57 +43,31 @@ public:
     const std::string& LogSnapshot() const { return logSnapshot_; }
     VbBool Aborted() const { return aborted_; }
     VbBool BrowserOpen() const { return browserOpen_; }
-    std::shared_ptr<ClsWindows> cwin() const { return cwin_; }
-    std::shared_ptr<ClsPrograms> cPrg() const { return cPrg_; }
-    std::shared_ptr<IECleaner> cIE() const { return cIE_; }
-    std::shared_ptr<NetscapeCleaner> cNsp() const { return cNsp_; }
-    std::shared_ptr<OperaCleaner> cOpr() const { return cOpr_; }
+    // The worker of the group in progress; null between groups and after a cancel.
+    std::shared_ptr<TaskWorker> Worker() const { return worker_; }
+    const Plan& GetPlan() const { return plan_; }
 
     // Worker event handlers.
     void WorkerProgress(const std::string& area, const std::string& text);
-    void WorkerError(std::int16_t number, const std::string& description,
-                     const std::string& location, const std::string& version);
-    void cIE_Error(std::int16_t number, const std::string& description, const std::string& location,
-                   const std::string& source, const std::string& version);
+    void WorkerError(const WorkerFault& fault);
     // Shows the cache folder being emptied in the progress bar; the log is not touched.
-    void cIE_FileProgress(const std::string& folder, std::int32_t total, std::int32_t current);
-    void cIE_Progress(const std::string& area, const std::string& text);
+    void WorkerFileProgress(const std::string& folder, std::int32_t total, std::int32_t current);
     // Puts the path on the start-up deletion list; nothing is logged.
-    void cIE_StartupDelete(const std::string& path);
-    void cNsp_Progress(const std::string& area, const std::string& text);
-    void cNsp_Error(std::int16_t number, const std::string& description,
-                    const std::string& location, const std::string& version,
-                    const std::string& profile);
+    void WorkerStartupDelete(const std::string& path);
 
 private:
-    // Step 4 of a browser group: true (and the user told) when the browser is open.
-    struct BrowserWindow {
-        const char* windowClass;
-        const char* firstText;
-        const char* lastText;
-    };
-    static const BrowserWindow kIEWindow, kNetscapeWindow, kOperaWindow;
-    bool BrowserWindowOpen(const BrowserWindow& browser);
-
-    // Steps 1-2 of every group: count the ticked boxes, index 0 never examined.
+    bool BrowserWindowOpen(const GroupInfo& group);
     void SaveRegistry();
-    void CountTicked(const ControlArray<CheckBox>& array);
+    // Steps 1-2 of every group: count the ticked boxes, index 0 never examined.
+    void CountTicked(std::size_t group, int upper);
     void RaiseProgress(const std::string& text, int total, int current);
+    void Attach(TaskWorker& worker);
+    // The log line and the worker call of each ticked box.
+    void RunJobs(const GroupInfo& group, int upper);
 
-    template <class Worker>
-    void Attach(Worker& worker);
-    void AttachIE(IECleaner& worker);
-    // Step 7 of a group: the log line and the worker calls of each ticked box.
-    template <class Worker, class Job, std::size_t N>
-    void RunJobs(const ControlArray<CheckBox>& array, std::shared_ptr<Worker>& member,
-                 const std::array<Job, N>& jobs, bool pumpEvents);
-
-    Application& app_;
-    std::shared_ptr<ClsPrograms> cPrg_;
-    std::shared_ptr<ClsWindows> cwin_;
-    std::shared_ptr<IECleaner> cIE_;
-    std::shared_ptr<NetscapeCleaner> cNsp_;
-    std::shared_ptr<OperaCleaner> cOpr_;
+    ProgramShell& shell_;
+    Plan plan_;
+    std::shared_ptr<TaskWorker> worker_;
     Int16 groupTotal_;
     Int16 groupDone_;
     std::string logSnapshot_;

@@ -2,8 +2,8 @@
 // reports list it under.
 #include "cleaning/FindAnyWindow.hpp"
 
-#include "app/Application.hpp"
 #include "common/ErrorHandler.hpp"
+#include "common/WorkContext.hpp"
 
 namespace velloran {
 
@@ -21,7 +21,7 @@ std::string Utf8Left(const std::string& text, std::size_t count) {
     return text.substr(0, end);
 }
 
-VbBool FindAnyWindow(Application& app, const std::string& className, std::string& title,
+VbBool FindAnyWindow(WorkContext& app, const std::string& className, std::string& title,
                      VbBool closeIt) {
     VbBool found = vbFalse;
     WithErrorHandler(app, "ModFunctions:FindAnyWindow", [&] {

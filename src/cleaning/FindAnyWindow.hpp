@@ -7,13 +7,13 @@
 
 namespace velloran {
 
-class Application;
+class WorkContext;
 
 // True when a top-level window of `className` is open; `title` then receives at most
 // its first 29 characters (a 30-character read with its terminating NUL) and,
 // when `closeIt` is True, the window is asked to close. `title` is left as it was
 // when no window is found.
-VbBool FindAnyWindow(Application& app, const std::string& className, std::string& title,
+VbBool FindAnyWindow(WorkContext& app, const std::string& className, std::string& title,
                      VbBool closeIt);
 
 // The first `count` characters of a UTF-8 text, never cutting one in two.

@@ -63,6 +63,12 @@ void PreviewPlatform::WriteTextFile(const std::string& path, const std::string& 
     summary_.operations.push_back("write " + path);
 }
 
+void PreviewPlatform::EditTextFile(
+    const std::string& path,
+    const std::function<std::string(const std::optional<std::string>&)>& /*edit*/) {
+    summary_.operations.push_back("write " + path);
+}
+
 void PreviewPlatform::ReplaceFileContent(const std::string& path, const std::string& /*text*/) {
     inner_.CheckReplaceable(path);
     summary_.operations.push_back("rewrite " + path);

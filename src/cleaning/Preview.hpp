@@ -102,11 +102,17 @@ public:
     std::optional<std::string> ReadTextFile(const std::string& p) override {
         return inner_.ReadTextFile(p);
     }
+    std::optional<std::string> ReadPrivateTextFile(const std::string& p) override {
+        return inner_.ReadPrivateTextFile(p);
+    }
 
     void EmptyClipboard() override;
     Leftovers EmptyRecycleBin(int flags) override;
     Leftovers ClearRecentDocs() override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
+    void EditTextFile(
+        const std::string& path,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CheckReplaceable(const std::string& path) override { inner_.CheckReplaceable(path); }
     void CreateDirectories(const std::string& path) override;
@@ -134,6 +140,7 @@ public:
     bool PowerOff() override;
     bool Reboot() override;
     bool FileLockHeld(const std::string& p) override { return inner_.FileLockHeld(p); }
+    bool IsPackageFile(const std::string& p) override { return inner_.IsPackageFile(p); }
     std::optional<std::string> ReadLink(const std::string& p) override {
         return inner_.ReadLink(p);
     }

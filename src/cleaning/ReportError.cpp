@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/Application.hpp"
-#include "app/FrmMain.hpp"
+#include "cleaning/Shell.hpp"
 #include "common/Target.hpp"
 #include "common/platform/LocalTime.hpp"
+#include "common/controls/Form.hpp"
 
 namespace velloran {
 
@@ -67,7 +67,7 @@ std::string SaveReport(const std::string& text) {
 
 }  // namespace
 
-void SaveBeforeTheEnd(Application& app) {
+void SaveBeforeTheEnd(ProgramShell& app) {
     try {
         app.Registry().Save();
     } catch (const std::exception&) {
@@ -75,7 +75,7 @@ void SaveBeforeTheEnd(Application& app) {
     }
 }
 
-void ReportError(Application& app, const VbError& error, const std::string& location,
+void ReportError(ProgramShell& app, const VbError& error, const std::string& location,
                  const ReportOptions& options) {
     // Unloading below saves the settings, which may fail for the same reason: one
     // report is enough, the program is ending anyway.
@@ -103,7 +103,7 @@ void ReportError(Application& app, const VbError& error, const std::string& loca
 
     // The common unload: the main window takes every other window with it.
     try {
-        app.Main().Unload(vbFormCode);
+        app.MainForm().Unload(vbFormCode);
     } catch (const ProgramEnd&) {
     } catch (const std::exception&) {
         // Already reporting; a second failure must not hide the first.

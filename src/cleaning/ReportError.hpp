@@ -11,7 +11,7 @@
 
 namespace velloran {
 
-class Application;
+class ProgramShell;
 
 // What the error report holds, in the order it is filled.
 struct ErrorReport {
@@ -38,11 +38,11 @@ std::string ErrorMessageText(long number, const std::string& description, const 
 
 // Saves the registry's changes when the program ends some other way than at the
 // end of a run; a failure to save is not reported then.
-void SaveBeforeTheEnd(Application& app);
+void SaveBeforeTheEnd(ProgramShell& app);
 
 // Never returns: shows the message when asked, writes the report, unloads every
 // window and ends the program (exit code 1).
-[[noreturn]] void ReportError(Application& app, const VbError& error, const std::string& location,
+[[noreturn]] void ReportError(ProgramShell& app, const VbError& error, const std::string& location,
                               const ReportOptions& options = {});
 
 }  // namespace velloran

@@ -1,5 +1,6 @@
-// 'velloran-cli tasks' and 'velloran-cli clean': the main window's boxes ticked
-// from the command line, and the run's log printed as it grows.
+// 'velloran-cli tasks' and 'velloran-cli clean': tasks by their names (or their
+// boxes' array and index), a plan built from them, and the run's log printed as
+// it grows.
 #include "cli/CleanCommand.hpp"
 
 #include <filesystem>
@@ -12,28 +13,23 @@
 #include <vector>
 
 #include "app/Application.hpp"
-#include "app/FrmMain.hpp"
-#include "app/TaskCatalogue.hpp"
-#include "cleaning/FrmCleaner.hpp"
-#include "cleaning/Preview.hpp"
-#include "cli/ConsoleHost.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
+#include "app/FrmCleaner.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "cli/ConsoleProgress.hpp"
-#include "cli/ConsoleSession.hpp"
+#include "cli/Json.hpp"
 #include "common/Text.hpp"
 
 namespace velloran {
 
 namespace {
 
-// Caption without the blank every check box shows in front of it.
-std::string Bare(const std::string& caption) {
-    return caption.starts_with(' ') ? caption.substr(1) : caption;
-}
-
 struct CleanOptions {
     RunSwitches run;
+    bool json = false;
     std::optional<std::string> prefix;
-    std::vector<std::pair<std::string, std::string>> tasks;  // array (lower case), index or "all"
+    std::vector<std::string> tasks;
 };
 
 // Parses the options of 'clean'; returns an error message, empty when fine.
@@ -42,6 +38,8 @@ std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
         const std::string& a = args[i];
         if (o.run.Take(a)) {
             continue;
+        } else if (a == "--json") {
+            o.json = true;
         } else if (PrefixTargets() && a == "--prefix") {
             if (++i == args.size()) return "--prefix needs a folder";
             o.prefix = args[i];
@@ -50,45 +48,72 @@ std::string ParseClean(const std::vector<std::string>& args, CleanOptions& o) {
         } else if (a.starts_with("-")) {
             return "unknown option '" + a + "'";
         } else {
-            auto colon = a.find(':');
-            if (colon == std::string::npos)
-                return "a task is <array>:<index> or <array>:all, not '" + a + "'";
-            o.tasks.emplace_back(AsciiLower(a.substr(0, colon)), AsciiLower(a.substr(colon + 1)));
+            o.tasks.push_back(a);
         }
     }
     if (o.tasks.empty()) return "clean needs at least one task";
     return {};
 }
 
-// Ticks the boxes the way a user would; returns an error message, empty when fine.
-std::string TickTasks(FrmMain& frm, const CleanOptions& o) {
-    for (const auto& [arrayName, which] : o.tasks) {
-        ControlArray<CheckBox>* array = nullptr;
-        for (const auto& info : TaskArrays())
-            if (AsciiLower(std::string(info.array)) == arrayName) array = frm.TaskArray(info.array);
-        if (!array) return "no task array '" + arrayName + "'";
+const GroupInfo* GroupNamed(const std::string& lowerName) {
+    for (const GroupInfo& g : TaskArrays())
+        if (AsciiLower(std::string(g.array)) == lowerName || g.name == lowerName) return &g;
+    return nullptr;
+}
+
+// One task argument as the group and the indexes it names (`all` for every box);
+// returns an error message, empty when fine.
+std::string ResolveTask(const std::string& arg, const GroupInfo*& group, std::vector<int>& indexes,
+                        bool& all) {
+    const std::string lower = AsciiLower(arg);
+    const auto sep = lower.find_first_of(":.");
+    if (sep == std::string::npos)
+        return "a task is a name such as windows.run-history, or <array>:<index> or "
+               "<group>:all, not '" +
+               arg + "'";
+    group = GroupNamed(lower.substr(0, sep));
+    if (!group) return "no task group '" + arg.substr(0, sep) + "'";
+    const std::string which = lower.substr(sep + 1);
+    all = which == "all";
+    if (all) {
+        for (const TaskInfo& t : group->tasks) indexes.push_back(t.index);
+        return {};
+    }
+    if (lower[sep] == '.') {
+        for (const TaskInfo& t : group->tasks)
+            if (t.name == which) indexes.push_back(t.index);
+        if (indexes.empty()) return "no task '" + arg + "' (velloran-cli tasks lists them)";
+        return {};
+    }
+    try {
+        std::size_t used = 0;
+        const int index = std::stoi(which, &used);
+        if (used != which.size()) throw std::invalid_argument(which);
+        if (!FindTask(*group, index)) return std::string(group->array) + " has no index " + which;
+        indexes.push_back(index);
+    } catch (const std::exception&) {
+        return "'" + which + "' is not an index";
+    }
+    return {};
+}
+
+// Ticks the named tasks in the plan; returns an error message, empty when fine.
+// A group named with `all` that has no box here is told and left out.
+std::string TickTasks(Plan& plan, Platform& platform, const CleanOptions& o) {
+    for (const std::string& arg : o.tasks) {
+        const GroupInfo* group = nullptr;
         std::vector<int> indexes;
-        if (which == "all") {
-            indexes = array->Indexes();
-        } else {
-            int index = 0;
-            try {
-                std::size_t used = 0;
-                index = std::stoi(which, &used);
-                if (used != which.size()) throw std::invalid_argument(which);
-            } catch (const std::exception&) {
-                return "'" + which + "' is not an index";
-            }
-            if (!array->Exists(index)) return array->Name() + " has no index " + which;
-            indexes.push_back(index);
-        }
-        for (int i : indexes) {
-            CheckBox& box = (*array)(i);
-            if (!box.Enabled())
-                return array->Name() + ":" + std::to_string(i) +
+        bool all = false;
+        if (std::string err = ResolveTask(arg, group, indexes, all); !err.empty()) return err;
+        if (!GroupAvailable(*group, platform)) {
+            if (!all)
+                return std::string(group->array) + ":" + std::to_string(indexes.front()) +
                        " is unavailable: that browser has no profile here";
-            box.SetValue(1);
+            std::cerr << "velloran-cli: " << arg << ": no " << group->name
+                      << " profile here, its tasks are left out\n";
+            continue;
         }
+        for (int i : indexes) plan.Set(GroupPosition(*group), i, 1);
     }
     return {};
 }
@@ -126,35 +151,43 @@ private:
     int added_ = 0;
 };
 
-}  // namespace
-
-int CmdTasks() {
-    ConsoleSession session({});
-    if (!session.Ready()) return 1;
-    try {
-        return ListTasks(session.LoadMain());
-    } catch (const ProgramEnd& end) {
-        return end.code;
-    }
-}
-
-int ListTasks(FrmMain& frm) {
-    // The page file task writes to HKEY_LOCAL_MACHINE; a refused write fails the task.
-    constexpr int kPageFileTask = 13;
-    const std::string machineNote = MachineRegistryNote();
-    for (const auto& info : TaskArrays()) {
-        auto& array = *frm.TaskArray(info.array);
-        for (int i : array.Indexes()) {
-            std::cout << array.Name() << ':' << i << '\t' << Bare(array(i).Caption());
-            if (info.array == "win_chk" && i == kPageFileTask && !machineNote.empty())
-                std::cout << " [" << machineNote << ']';
-            std::cout << '\n';
+void PrintTasks(Platform& platform, bool json) {
+    std::string out = json ? "[" : "";
+    bool first = true;
+    for (const GroupInfo& g : TaskArrays()) {
+        const bool available = GroupAvailable(g, platform);
+        for (const TaskInfo& t : g.tasks) {
+            const std::string name = std::string(g.name) + "." + std::string(t.name);
+            const std::string box = std::string(g.array) + ":" + std::to_string(t.index);
+            if (!json) {
+                std::cout << name << '\t' << box << '\t' << t.caption
+                          << (available ? "" : "\t(unavailable: no profile here)")
+                          << (box == "win_chk:13" ? "\t(needs administrator rights)" : "") << '\n';
+                continue;
+            }
+            out += std::string(first ? "" : ",") + "{\"name\":" + JsonString(name) +
+                   ",\"box\":" + JsonString(box) + ",\"caption\":" + JsonString(t.caption) +
+                   ",\"group\":" + JsonString(g.frame) +
+                   ",\"available\":" + (available ? "true" : "false") +
+                   ",\"runs\":" + (t.line ? "true" : "false") + "}";
+            first = false;
         }
     }
-    for (int i : frm.stChk.Indexes())
-        std::cout << "stChk:" << i << '\t' << Bare(frm.stChk(i).Caption()) << '\n';
-    for (int i = 0; i < frm.cmbsDelType.ListCount(); ++i)
-        std::cout << "cmbsDelType:" << i << '\t' << frm.cmbsDelType.List(i) << '\n';
+    if (json) std::cout << out << "]\n";
+}
+
+}  // namespace
+
+int CmdTasks(const std::vector<std::string>& args) {
+    bool json = false;
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        if (args[i] != "--json")
+            return UsageError("tasks takes only --json, not '" + args[i] + "'");
+        json = true;
+    }
+    ConsoleSession session({});
+    if (!session.Ready()) return 1;
+    PrintTasks(session.App().GetPlatform(), json);
     return 0;
 }
 
@@ -168,12 +201,16 @@ int CmdClean(const std::vector<std::string>& args) {
     }
     ConsoleSession::Options options(o.run);
     if (o.prefix) options.prefix = *o.prefix;
+    options.quiet = o.json;
     ConsoleSession session(options);
     if (!session.Ready()) return 1;
     Application& app = session.App();
-    return session.Run([&] {
-        FrmMain& frm = session.LoadMain();
-        if (std::string err = TickTasks(frm, o); !err.empty()) return UsageError(err);
+    const int code = session.Run([&] {
+        session.Start();
+        Plan plan;
+        plan.options = app.CurrentOptions();
+        if (std::string err = TickTasks(plan, app.GetPlatform(), o); !err.empty())
+            return UsageError(err);
         // The progress window's bar and caption (the job, the file being deleted).
         FrmCleaner& cleaner = app.Cleaner();
         auto progress = ConsoleProgress::ForStandardError();
@@ -181,10 +218,13 @@ int CmdClean(const std::vector<std::string>& args) {
             return ConsoleProgress::Percent(cleaner.pbar.Value(), cleaner.pbar.Max(),
                                             cleaner.pbar.Caption());
         });
-        LogPrinter printer(cleaner.txtprogress, *progress);
-        frm.cmdClean.UserClick();
+        std::optional<LogPrinter> printer;
+        if (!o.json) printer.emplace(cleaner.txtprogress, *progress);
+        StartCleaning(app, plan, nullptr);
         return 0;
     });
+    if (o.json && code != kExitUsage) std::cout << OutcomeJson(app.Outcome) << '\n';
+    return code;
 }
 
 }  // namespace velloran

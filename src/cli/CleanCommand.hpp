@@ -5,14 +5,12 @@
 
 namespace velloran {
 
-class FrmMain;
+// Every task and delete method: "name TAB array:index TAB caption" per line, or
+// with --json an array of objects.
+int CmdTasks(const std::vector<std::string>& args);
 
-// Every task box and delete method, one "<array>:<index> TAB caption" per line.
-int CmdTasks();
-int ListTasks(FrmMain& frm);
-
-// args[0] is "clean". Ticks the named boxes, runs the clean and prints its log.
-// Returns the exit code.
+// args[0] is "clean". Builds the plan from the named tasks, runs the clean and
+// prints its log (or, with --json, its outcome). Returns the exit code.
 int CmdClean(const std::vector<std::string>& args);
 
 }  // namespace velloran

@@ -3,12 +3,12 @@
 #include <iostream>
 
 #include "app/Application.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
+#include "app/FrmCookies.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
-#include "cli/ConsoleHost.hpp"
-#include "cli/ConsoleSession.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/SystemPlatform.hpp"
-#include "tools/cookies/FrmCookies.hpp"
 
 namespace velloran {
 
@@ -83,12 +83,20 @@ std::string TickRows(ListView& lv, const std::vector<std::string>& names) {
 // keep and unkeep: the stored list alone. No window and no target are opened: the
 // list is Velloran's own file, whatever the prefix.
 int EditKeepList(const CookiesOptions& o) {
-    const std::unique_ptr<Platform> platform = MakeSystemPlatform(Target{});
+    const std::unique_ptr<Platform> system = MakeSystemPlatform(Target{});
+    Platform& platform = *system;
     const std::string path = CookieKeepList::DefaultPath();
-    CookieKeepList list = CookieKeepList::Load(*platform, path);
+    CookieKeepList list = CookieKeepList::Load(platform, path);
     int status = 0;
     bool changed = false;
     for (const std::string& site : o.items) {
+        if (o.action == "keep") {
+            if (const std::string why = CookieKeepList::Refusal(site); !why.empty()) {
+                std::cerr << "velloran-cli: '" << site << "' cannot be kept: " << why << '\n';
+                status = 1;
+                continue;
+            }
+        }
         if (o.action == "keep" ? list.Add(site) : list.Remove(site)) {
             changed = true;
         } else {
@@ -99,7 +107,7 @@ int EditKeepList(const CookiesOptions& o) {
     }
     if (!changed) return status;
     try {
-        list.Save(*platform, path);
+        list.Save(platform, path);
     } catch (const VbError& e) {
         std::cerr << "velloran-cli: " << path << ": " << e.Description() << '\n';
         return 1;
@@ -117,7 +125,7 @@ int CmdCookies(const std::vector<std::string>& args) {
     ConsoleSession session(o.session);
     if (!session.Ready()) return 1;
     return session.Run([&] {
-        session.LoadMain();
+        session.Start();
         FrmCookies& cookies = session.App().Cookies();
         cookies.Load();
         if (o.action == "list") {

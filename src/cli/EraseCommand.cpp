@@ -4,11 +4,11 @@
 #include <iostream>
 
 #include "app/Application.hpp"
-#include "cli/ConsoleHost.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
+#include "app/frmErad.hpp"
 #include "cli/ConsoleProgress.hpp"
-#include "cli/ConsoleSession.hpp"
 #include "common/platform/Paths.hpp"
-#include "tools/eradicator/frmErad.hpp"
 
 namespace velloran {
 
@@ -73,11 +73,28 @@ int CmdErase(const std::vector<std::string>& args) {
                 Utf8FromPath(std::filesystem::absolute(PathFromUtf8(a)).lexically_normal())));
     }
     if (paths.empty()) return UsageError("erase needs at least one file or folder");
+    // The paths lost their trailing separators as they were read.
+    // What the window would pass over in silence is refused here, before anything
+    // is wiped: a path that is not there, and one that is neither a file nor a folder.
+    for (const std::string& p : paths) {
+        std::error_code ec;
+        const auto type = std::filesystem::status(PathFromUtf8(p), ec).type();
+        const char* why = type == std::filesystem::file_type::not_found ? "does not exist"
+                          : type == std::filesystem::file_type::regular ||
+                                  type == std::filesystem::file_type::directory
+                              ? nullptr
+                          : ec ? "cannot be examined"
+                               : "is neither a regular file nor a folder";
+        if (why) {
+            std::cerr << "velloran-cli: erase: '" << p << "' " << why << "; nothing was erased\n";
+            return kExitUsage;
+        }
+    }
 
     ConsoleSession session{ConsoleSession::Options(run)};
     if (!session.Ready()) return 1;
     return session.Run([&] {
-        session.LoadMain();
+        session.Start();
         frmErad& erad = session.App().Erad();
         Run(erad, paths, false);
         Run(erad, paths, true);

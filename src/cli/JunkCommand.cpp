@@ -5,15 +5,15 @@
 #include <memory>
 
 #include "app/Application.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
+#include "app/FrmJunk.hpp"
 #include "app/FrmMain.hpp"
-#include "cli/ConsoleHost.hpp"
 #include "cli/ConsoleProgress.hpp"
-#include "cli/ConsoleSession.hpp"
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/Paths.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran {
 
@@ -94,7 +94,7 @@ int CmdJunk(const std::vector<std::string>& args) {
     if (!session.Ready()) return 1;
     Application& app = session.App();
     return session.Run([&] {
-        session.LoadMain();
+        session.Start();
         FrmJunk& junk = app.Junk();
         junk.Load();
         // The given folders stand in for the drives, the given filters for the list.

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "app/StartupDelete.hpp"
+#include "app/ConsoleHost.hpp"
+#include "app/ConsoleSession.hpp"
 #include "app/Version.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "cli/CleanCommand.hpp"
-#include "cli/ConsoleHost.hpp"
-#include "cli/ConsoleSession.hpp"
 #include "cli/CookiesCommand.hpp"
 #include "cli/EraseCommand.hpp"
 #include "cli/JunkCommand.hpp"
@@ -28,21 +28,25 @@ std::string Usage(bool prefixes) {
         "usage: velloran-cli <command> [options]\n"
         "\n"
         "commands:\n"
-        "  tasks                      list every task box and delete method:\n"
-        "                             <array>:<index> TAB caption\n"
-        "  clean [options] TASK...    clean the ticked tasks, printing the run log;\n"
-        "                             TASK is <array>:<index> or <array>:all\n"
+        "  tasks [--json]             list every task: name TAB <array>:<index> TAB\n"
+        "                             caption (--json: as JSON)\n"
+        "  clean [options] TASK...    clean the named tasks, printing the run log;\n"
+        "                             TASK is a name (windows.run-history),\n"
+        "                             <array>:<index>, or <group>:all\n"
         "      --preview              run against a recording layer: change nothing and\n"
-        "                             report what a real run would remove\n" +
+        "                             report what a real run would remove\n"
+        "      --json                 print the run's outcome as JSON instead of the log\n" +
         prefixOption +
         "      --yes | --no           answer questions Yes (default) or No\n"
-        "  settings [setN=V ...]      show the stored options (set1 set2 set3 set5\n"
-        "                             set6 set7), or store the given ones\n"
+        "  settings [--json] [NAME=V ...]\n"
+        "                             show the stored options with their names and\n"
+        "                             meanings, or store the given ones (secure-delete=1,\n"
+        "                             delete-method=zero; set1..set7 work too)\n"
         "  junk scan [options]        search for junk files: size TAB path per file\n"
         "                             (newline and backslash written as \\n and \\\\),\n"
         "                             then the summary\n"
         "  junk delete [options]      search, then delete every file found as the\n"
-        "                             stored settings say (set1, set2, set3)\n"
+        "                             stored settings say\n"
         "      --drive PATH           search this folder instead of every drive\n"
         "                             (repeatable)\n"
         "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
@@ -103,6 +107,6 @@ int main(int argc, char** argv) {
     // An autostart entry may name this program: "-delstart" deletes what the last
     // start-up request listed and ends, as the window program does.
     if (args.size() == 1 && command == kStartupDeleteSwitch) return RunStartupDelete();
-    if (command == "tasks") return CmdTasks();
+    if (command == "tasks") return CmdTasks(args);
     return UsageError("unknown command '" + command + "'");
 }

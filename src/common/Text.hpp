@@ -18,5 +18,6 @@ std::vector<std::string> SplitFields(std::string_view text, std::string_view sep
 
 // `text` without leading and trailing characters of `blanks`.
 std::string Trimmed(std::string_view text, std::string_view blanks = " \t");
+// Paths are joined by JoinPath in common/platform/Paths.hpp (the system's separator).
 
 }  // namespace velloran

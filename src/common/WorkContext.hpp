@@ -49,9 +49,6 @@ public:
     Int16 TaskIndex;
     VbBool StopRequested = vbFalse;
     std::string WinVersion;
-    // Things the user asked for that could not be done (each told in its own line);
-    // the console's exit status reports them.
-    std::int64_t LeftUndone = 0;
 
     // The registry every task works on, chosen once at start; error 91 without one.
     RegistryStore& Registry() const {
@@ -69,6 +66,14 @@ public:
     // the trace workers and released by their terminate step and ReleaseShared.
     std::shared_ptr<KelRegistry> SharedRegistry;
     std::vector<std::pair<std::string, RegData>> SharedList;
+
+    // The release routine: sets the stop flag and releases the shared objects.
+    // Closes and saves nothing, and may run any number of times.
+    void ReleaseShared() {
+        StopRequested = vbTrue;
+        SharedRegistry.reset();
+        SharedList.clear();
+    }
 
     // Writes the error report and ends the program; never returns.
     [[noreturn]] virtual void ReportError(const VbError& error, const std::string& location,

@@ -7,7 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "cleaning/FrmCleaner.hpp"
+#include "app/FrmCleaner.hpp"
 
 namespace velloran::gui {
 

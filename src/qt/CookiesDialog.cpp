@@ -7,8 +7,8 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
+#include "app/FrmCookies.hpp"
 #include "qt/ListViewModel.hpp"
-#include "tools/cookies/FrmCookies.hpp"
 
 namespace velloran::gui {
 

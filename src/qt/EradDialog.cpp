@@ -11,9 +11,9 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include "app/frmErad.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/ListViewModel.hpp"
-#include "tools/eradicator/frmErad.hpp"
 
 namespace velloran::gui {
 

@@ -13,9 +13,9 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "app/FrmJunk.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/ListViewModel.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
 

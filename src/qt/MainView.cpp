@@ -18,7 +18,7 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
-#include "app/TaskCatalogue.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/QtHost.hpp"
 #include "qt/Widgets.hpp"
@@ -32,7 +32,7 @@ QString ObjectName(const Control& c) {
                           : ToQt(c.Name());
 }
 
-const TaskArrayInfo* FindArray(const std::string& name) {
+const GroupInfo* FindArray(const std::string& name) {
     for (const auto& info : TaskArrays())
         if (info.array == name) return &info;
     return nullptr;
@@ -243,7 +243,7 @@ QGroupBox* MainView::TaskGroup(Frame& frame, const std::string& array) {
     auto* layout = new QVBoxLayout(g);
     layout->setContentsMargins(8, 4, 8, 6);
     layout->setSpacing(0);
-    const TaskArrayInfo* info = FindArray(array);
+    const GroupInfo* info = FindArray(array);
     ControlArray<CheckBox>& boxes = *form_.TaskArray(array);
     layout->addWidget(Check(*form_.SelectAllBox(array)));
     layout->addSpacing(2);
@@ -295,6 +295,7 @@ QWidget* MainView::OtherBrowsersPage() {
     layout->setContentsMargins(6, 6, 6, 6);
     layout->addWidget(TaskGroup(form_.fraOpera, "op_Chk"));
     layout->addWidget(TaskGroup(form_.fraNetscape, "ns_Chk"));
+    layout->addWidget(TaskGroup(form_.fraChromium, "ch_Chk"));
     layout->addStretch(1);
     return page;
 }

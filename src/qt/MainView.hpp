@@ -16,7 +16,7 @@ class QVBoxLayout;
 
 namespace velloran {
 class FrmMain;
-struct TaskArrayInfo;
+struct GroupInfo;
 }  // namespace velloran
 
 namespace velloran::gui {

@@ -8,7 +8,10 @@
 #include <stdexcept>
 
 #include "about/frmAbout.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "app/FrmCleaner.hpp"
+#include "app/FrmCookies.hpp"
+#include "app/FrmJunk.hpp"
+#include "app/frmErad.hpp"
 #include "common/Vb.hpp"
 #include "qt/AboutDialog.hpp"
 #include "qt/CleanerDialog.hpp"
@@ -19,9 +22,6 @@
 #include "qt/FormDialog.hpp"
 #include "qt/JunkDialog.hpp"
 #include "qt/Mirror.hpp"
-#include "tools/cookies/FrmCookies.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
 

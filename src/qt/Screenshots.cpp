@@ -13,7 +13,9 @@
 #include <memory>
 
 #include "app/Application.hpp"
+#include "app/FrmJunk.hpp"
 #include "app/FrmMain.hpp"
+#include "app/frmErad.hpp"
 #include "common/Vb.hpp"
 #include "qt/CleanerDialog.hpp"
 #include "qt/CookiesDialog.hpp"
@@ -23,8 +25,6 @@
 #include "qt/ListViewModel.hpp"
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
-#include "tools/eradicator/frmErad.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 namespace velloran::gui {
 

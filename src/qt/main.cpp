@@ -10,10 +10,10 @@
 #include <memory>
 
 #include "app/Application.hpp"
+#include "app/ConsoleSession.hpp"
 #include "app/FrmMain.hpp"
-#include "app/StartupDelete.hpp"
 #include "app/Version.hpp"
-#include "cli/ConsoleSession.hpp"
+#include "cleaning/StartupDelete.hpp"
 #include "common/Target.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"

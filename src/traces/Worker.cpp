@@ -32,6 +32,7 @@ void TraceWorker::ClearList(const std::string& keyPath, const std::string& list,
         count += 1;
         if (IsTrue(Cancel)) throw TaskCancelled{};
         reg.DeleteValue(entry.first);
+        Result().Removed(1);
     }
 }
 
@@ -46,6 +47,7 @@ void TraceWorker::ClearSubkeys(const std::string& keyPath, Int16& count) {
         count += 1;
         if (IsTrue(Cancel)) throw TaskCancelled{};
         reg.DeleteKey(name);
+        Result().Removed(1);
     }
 }
 
@@ -56,14 +58,19 @@ void TraceWorker::RaiseProgress(const std::string& text) {
 void TraceWorker::Fail(const std::string& method, const std::string& failureText, int number,
                        const std::string& description) {
     if (!failureText.empty()) RaiseProgress(failureText);
-    if (OnError)
-        OnError(static_cast<std::int16_t>(number), description, className_ + ":" + method,
-                ctx_.VersionText());
+    Result().Failed(className_ + ":" + method, description);
+    RaiseError({static_cast<std::int16_t>(number),
+                description,
+                className_ + ":" + method,
+                {},
+                ctx_.VersionText()});
 }
 
 void TraceWorker::ReportLeftovers(const std::vector<std::string>& left) {
-    for (const std::string& line : left) RaiseProgress("Not removed: " + line);
-    ctx_.LeftUndone += static_cast<std::int64_t>(left.size());
+    for (const std::string& line : left) {
+        RaiseProgress("Not removed: " + line);
+        Result().Failed(line, "not removed");
+    }
 }
 
 TaskEnd TraceWorker::RunTask(const std::string& method, const std::string& failureText,

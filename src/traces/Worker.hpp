@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/TaskWorker.hpp"
 #include "common/Vb.hpp"
 
 namespace velloran {
@@ -18,22 +19,11 @@ struct TaskCancelled {};
 
 enum class TaskEnd { Done, Cancelled, Failed };
 
-class TraceWorker {
+class TraceWorker : public TaskWorker {
 public:
     TraceWorker(WorkContext& context, std::string className, std::string area)
         : ctx_(context), className_(std::move(className)), area_(std::move(area)) {}
-    virtual ~TraceWorker();
-    TraceWorker(const TraceWorker&) = delete;
-    TraceWorker& operator=(const TraceWorker&) = delete;
-
-    // Area ("Windows", "Programs") and the log line.
-    std::function<void(const std::string&, const std::string&)> OnProgress;
-    // Number, description, location ("ClsWindows:CleanRunHistory"), version text.
-    std::function<void(std::int16_t, const std::string&, const std::string&, const std::string&)>
-        OnError;
-
-    // Written by the run driver when the user cancels; tested for True.
-    VbBool Cancel = vbFalse;
+    ~TraceWorker() override;
 
 protected:
     // A fresh registry object for the task, held module-wide until the next task.

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "app/TaskCatalogue.hpp"
-#include "cleaning/FrmCleaner.hpp"
+#include "app/FrmCleaner.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "support/AppFixture.hpp"
 
 namespace velloran::test {

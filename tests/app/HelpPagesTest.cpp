@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "app/TaskCatalogue.hpp"
+#include "cleaning/TaskCatalogue.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {

@@ -3,9 +3,11 @@
 #include <filesystem>
 #include <fstream>
 
+#include "app/FrmCleaner.hpp"
 #include "cleaning/ClsClean.hpp"
-#include "cleaning/FrmCleaner.hpp"
 #include "cleaning/ReportError.hpp"
+#include "cleaning/TaskCatalogue.hpp"
+#include "common/TaskWorker.hpp"
 #include "common/controls/ListView.hpp"
 #include "common/controls/ModListView.hpp"
 #include "common/platform/Paths.hpp"
@@ -24,24 +26,24 @@ protected:
 };
 
 TEST_F(ClsCleanTest, IsJobCountsTaskBoxesOnly) {
-    ClsClean cs(app);
-    EXPECT_FALSE(cs.isJob());
+    const auto isJob = [this] { return ClsClean(app, main().BuildPlan()).isJob(); };
+    EXPECT_FALSE(isJob());
     main().stChk(Option::NoNotify).UserClick();
-    EXPECT_FALSE(cs.isJob()) << "option boxes are no tasks";
+    EXPECT_FALSE(isJob()) << "option boxes are no tasks";
     // Select All boxes are separate controls: a ticked one with its members cleared counts nothing.
     main().ns_Chks.SetValue(1);
     for (int i = 1; i <= 4; ++i) main().ns_Chk(i).SetValue(0);
-    EXPECT_FALSE(cs.isJob());
+    EXPECT_FALSE(isJob());
     for (auto* array : {&main().win_chk, &main().ie_Chk, &main().op_Chk, &main().oprg_chk}) {
         (*array)(array->UBound()).SetValue(1);
-        EXPECT_TRUE(cs.isJob()) << array->Name();
+        EXPECT_TRUE(isJob()) << array->Name();
         (*array)(array->UBound()).SetValue(0);
     }
 }
 
 TEST_F(ClsCleanTest, AddLogAppendsWithOneSeparatorAndMovesBarOnlyForPositions) {
     FrmCleaner& cleaner = app.Cleaner();
-    ClsClean cs(app);
+    ClsClean cs(app, app.Main().BuildPlan());
     std::vector<std::tuple<std::string, int, int>> events;
     cs.Progress = [&](const std::string& t, int total, int current) {
         events.emplace_back(t, total, current);
@@ -66,7 +68,7 @@ TEST_F(ClsCleanTest, AddLogAppendsWithOneSeparatorAndMovesBarOnlyForPositions) {
 TEST_F(ClsCleanTest, RunWithAllGroupsTickedEndsWithTenOfTen) {
     for (auto* box : {&main().win_chks, &main().ie_Chks, &main().oprg_chks}) box->SetValue(1);
     app.Cleaner().Load();
-    ClsClean cs(app);
+    ClsClean cs(app, app.Main().BuildPlan());
     std::vector<std::tuple<std::string, int, int>> events;
     cs.Progress = [&](const std::string& t, int total, int current) {
         events.emplace_back(t, total, current);
@@ -95,32 +97,39 @@ TEST_F(ClsCleanTest, TheRunSavesTheRegistryOnceAtItsEnd) {
     main().win_chk(5).SetValue(1);
     main().oprg_chks.SetValue(1);
     app.Cleaner().Load();
-    ClsClean(app).Clean();
+    ClsClean(app, app.Main().BuildPlan()).Clean();
     EXPECT_EQ(store.saves, 1);
-    EXPECT_EQ(app.LeftUndone, 0);
+    EXPECT_EQ(LeftCount(app), 0);
 
     store.refuse = true;
     app.Cleaner().Load();
-    ClsClean(app).Clean();
-    EXPECT_EQ(store.saves, 2);
-    EXPECT_EQ(app.LeftUndone, 1);
-    EXPECT_NE(app.Cleaner().txtprogress.Text().find(
-                  "\r\nFailed: the registry changes of this run were not saved: The prefix is "
-                  "in use."),
-              std::string::npos);
-    EXPECT_TRUE(host.reports.empty());
+    const std::size_t boxes = host.boxes.size();
+    TextBox& log = app.Cleaner().txtprogress;
+    std::string logged;
+    log.LineAdded.Connect([&](const std::string& line) { logged += line + "\n"; });
+    // Changes that did not reach the disk are a failure of the run: its line, then the
+    // error report, and never the success message.
+    EXPECT_EQ(ExpectProgramEnd([&] { ClsClean(app, app.Main().BuildPlan()).Clean(); }), 1);
+    EXPECT_GE(store.saves, 2);
+    EXPECT_EQ(LeftCount(app), 1);
+    EXPECT_NE(logged.find("Failed: the registry changes of this run were not saved: The prefix "
+                          "is in use."),
+              std::string::npos)
+        << logged;
+    EXPECT_EQ(host.reports.size(), 1u);
+    EXPECT_EQ(host.boxes.size(), boxes) << "no success message after the failure";
 }
 
 TEST_F(ClsCleanTest, DoNotNotifySuppressesTheMessageAndExitEndsTheProgram) {
     main().win_chk(1).SetValue(1);
     main().stChk(Option::NoNotify).SetValue(1);
-    ClsClean(app).Clean();
+    ClsClean(app, app.Main().BuildPlan()).Clean();
     EXPECT_TRUE(host.boxes.empty());
     EXPECT_TRUE(main().IsLoaded());
 
     main().stChk(Option::NoNotify).SetValue(0);
     main().stChk(Option::ExitWhenDone).SetValue(1);
-    EXPECT_EQ(ExpectProgramEnd([&] { ClsClean(app).Clean(); }), 0);
+    EXPECT_EQ(ExpectProgramEnd([&] { ClsClean(app, app.Main().BuildPlan()).Clean(); }), 0);
     ASSERT_EQ(host.boxes.size(), 1u) << "the message comes before the exit";
     EXPECT_FALSE(main().IsLoaded());
 }
@@ -207,7 +216,7 @@ TEST_F(ClsCleanTest, OpenBrowserSkipsItsGroupAfterOneMessage) {
         c.boxes(1).SetValue(1);
         main().oprg_chk(1).SetValue(1);
         app.Cleaner().Load();
-        ClsClean cs(app);
+        ClsClean cs(app, app.Main().BuildPlan());
         cs.Clean();
         ASSERT_EQ(host.boxes.size(), 1u) << "no success message after a skipped group";
         EXPECT_EQ(host.boxes[0].text, c.message);
@@ -225,8 +234,8 @@ TEST_F(ClsCleanTest, OpenBrowserSkipsItsGroupAfterOneMessage) {
     host.boxes.clear();
     platform.windows = {{"IEFrame", title}};
     app.Cleaner().Load();
-    ClsClean cs(app);
-    cs.DoIE();
+    ClsClean cs(app, app.Main().BuildPlan());
+    cs.RunGroup(*FindGroup("ie"));
     EXPECT_TRUE(host.boxes.empty());
     EXPECT_FALSE(IsTrue(cs.BrowserOpen()));
 }
@@ -235,12 +244,12 @@ TEST_F(ClsCleanTest, OperaGroupLogsEachTickedBoxAndTheCleanersLines) {
     main().op_Chk(1).SetValue(1);
     main().op_Chk(3).SetValue(1);
     app.Cleaner().Load();
-    ClsClean cs(app);
+    ClsClean cs(app, app.Main().BuildPlan());
     std::vector<std::tuple<std::string, int, int>> events;
     cs.Progress = [&](const std::string& t, int total, int current) {
         events.emplace_back(t, total, current);
     };
-    cs.DoOpera();
+    cs.RunGroup(*FindGroup("opera"));
     EXPECT_EQ(app.Cleaner().txtprogress.Text(),
               "\r\nVerifying opera jobs..."
               "\r\nCleaning Opera Type Url's history ...\r\nNo Opera profile found."
@@ -249,7 +258,7 @@ TEST_F(ClsCleanTest, OperaGroupLogsEachTickedBoxAndTheCleanersLines) {
     EXPECT_EQ(events, (std::vector<E>{E{"Cleaning Opera Type Url's history ...", 2, 1},
                                       E{"Cleaning Opera Cookies ...", 2, 3},
                                       E{"Completed Opera jobs...", 2, 2}}));
-    EXPECT_EQ(cs.cOpr(), nullptr) << "the worker lives only while its group runs";
+    EXPECT_EQ(cs.Worker(), nullptr) << "the worker lives only while its group runs";
 }
 
 TEST(ModListView, FitsEveryColumnOrTheLast) {
@@ -272,13 +281,13 @@ TEST_F(ClsCleanWindowsTest, WindowsGroupLogAndProgress) {
     for (int i : {2, 5, 11, 13}) main().win_chk(i).SetValue(1);
     FrmCleaner& cleaner = app.Cleaner();
     cleaner.Load();
-    ClsClean cs(app);
+    ClsClean cs(app, app.Main().BuildPlan());
     std::vector<std::tuple<std::string, int, int>> events;
     cs.Progress = [&](const std::string& t, int total, int cur) {
         events.emplace_back(t, total, cur);
     };
     cleaner.txtprogress.SetText("HEADER");
-    cs.DoWindows();
+    cs.RunGroup(*FindGroup("windows"));
     EXPECT_EQ(cleaner.txtprogress.Text(),
               "HEADER\r\nVerifying Windows jobs...\r\nCleaning Run history ...\r\n"
               "Cleared Windows {run dialog} history. (1 Found!)\r\n"
@@ -290,7 +299,7 @@ TEST_F(ClsCleanWindowsTest, WindowsGroupLogAndProgress) {
                               E{"Setting Windows Page File for startup deletion ...", 4, 13},
                               E{"Completed Windows jobs...", 4, 2}}));
     EXPECT_EQ(host.doEvents, 13) << "one pump per examined box";
-    EXPECT_EQ(cs.cwin(), nullptr);
+    EXPECT_EQ(cs.Worker(), nullptr);
 }
 
 TEST_F(ClsCleanWindowsTest, CancelBetweenWindowsTasksEndsWithAnErrorReport) {
@@ -333,12 +342,12 @@ TEST_F(ClsCleanNetscapeTest, TickedBoxesCallTheWorkerWithTheirIndex) {
     main().ns_Chk(3).SetValue(1);
     app.Cleaner().Load();
     app.Cleaner().txtprogress.SetText("header");
-    ClsClean cs(app);
+    ClsClean cs(app, app.Main().BuildPlan());
     std::vector<std::tuple<std::string, int, int>> events;
     cs.Progress = [&](const std::string& t, int total, int current) {
         events.emplace_back(t, total, current);
     };
-    cs.DoNetscape();
+    cs.RunGroup(*FindGroup("netscape"));
 
     const std::string profile = fs::canonical(root / "p.default").string();
     EXPECT_EQ(app.Cleaner().txtprogress.Text(),
@@ -354,7 +363,7 @@ TEST_F(ClsCleanNetscapeTest, TickedBoxesCallTheWorkerWithTheirIndex) {
                           {"Cleaning Netscape Type Url's history ...", 2, 1},
                           {"Cleaning Netscape Cookies ...", 2, 3},
                           {"Completed Netscape jobs...", 2, 2}}));
-    EXPECT_EQ(cs.cNsp(), nullptr) << "the worker lives only during the group";
+    EXPECT_EQ(cs.Worker(), nullptr) << "the worker lives only during the group";
 }
 
 }  // namespace velloran::test

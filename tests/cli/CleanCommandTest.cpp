@@ -19,6 +19,7 @@
 
 #include "cli/CliFixture.hpp"
 #include "support/BrowserProfiles.hpp"
+#include "support/RealChromiumProfile.hpp"
 
 namespace velloran::test {
 
@@ -139,7 +140,9 @@ TEST_F(CleanCommandTest, UsageErrors) {
     EXPECT_EQ(Cli(env, "clean win_chk:14").code, 2);
     EXPECT_EQ(Cli(env, "clean nope:1").code, 2);
     EXPECT_EQ(Cli(env, "clean --bogus win_chk:1").code, 2);
-    EXPECT_EQ(Cli(env, "clean ns_chk:all").code, 2) << "no Netscape profile in this home";
+    EXPECT_EQ(Cli(env, "clean ns_chk:1").code, 2) << "no Netscape profile in this home";
+    EXPECT_EQ(Cli(env, "clean windows.nope").code, 2);
+    EXPECT_EQ(Cli(env, "clean windows").code, 2);
 }
 
 TEST_F(CleanCommandTest, MalformedRegistryIsRefusedAndLeftWhole) {
@@ -151,12 +154,36 @@ TEST_F(CleanCommandTest, MalformedRegistryIsRefusedAndLeftWhole) {
     EXPECT_EQ(ReadAll(dir / "prefix" / "user.reg"), before);
 }
 
-TEST_F(CleanCommandTest, TasksListsTheCatalogue) {
+TEST_F(CleanCommandTest, TasksListsTheCatalogueByNameAndAsJson) {
     CliResult r = Cli(env, "tasks");
     EXPECT_EQ(r.code, 0);
-    EXPECT_NE(r.out.find("win_chk:5\tErase Run History\n"), std::string::npos);
-    EXPECT_NE(r.out.find("cmbsDelType:1\tGuttmann Scheme [Supreme, Fast]\n"), std::string::npos);
-    EXPECT_TRUE(r.out.starts_with("win_chk:1\t")) << "Windows tasks come first";
+    EXPECT_NE(r.out.find("windows.run-history\twin_chk:5\tErase Run History\n"), std::string::npos);
+    EXPECT_NE(r.out.find("programs.word\toprg_chk:12\tClear Microsoft Word Recent file List\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("netscape.cookies\tns_Chk:3\tClear Cookies\t(unavailable"),
+              std::string::npos)
+        << "no Gecko profile in this home";
+    EXPECT_TRUE(r.out.starts_with("windows.desktop-stream-history\twin_chk:1\t"))
+        << "Windows tasks come first";
+
+    CliResult json = Cli(env, "tasks --json");
+    EXPECT_EQ(json.code, 0);
+    EXPECT_EQ(ParseJson(json.out), "ok") << json.out;
+    EXPECT_NE(json.out.find("{\"name\":\"windows.run-history\",\"box\":\"win_chk:5\","),
+              std::string::npos);
+    EXPECT_EQ(Cli(env, "tasks --bogus").code, 2);
+}
+
+TEST_F(CleanCommandTest, NamesAndBoxesTickTheSameTasksAndJsonGivesTheOutcome) {
+    CliResult byName = Cli(env, "clean --json windows.run-history windows.clipboard");
+    EXPECT_EQ(byName.code, 0) << byName.err;
+    EXPECT_EQ(ParseJson(byName.out), "ok") << byName.out;
+    EXPECT_NE(byName.out.find("{\"task\":\"windows.run-history\",\"removed\":{\"items\":2,"),
+              std::string::npos)
+        << byName.out;
+    EXPECT_EQ(ReadAll(dir / "prefix" / "user.reg").find("notepad"), std::string::npos);
+    EXPECT_NE(byName.err.find("Selected Task(s) completed successfully."), std::string::npos)
+        << "messages go to standard error under --json";
 }
 
 TEST(CleanCommandNetscape, PreviewPrintsTheRealRunsLinesAndChangesNothing) {
@@ -188,6 +215,117 @@ TEST(CleanCommandNetscape, PreviewPrintsTheRealRunsLinesAndChangesNothing) {
           "Removed 3 form entries (1 search-bar term)", "1 page that only typing had kept"})
         EXPECT_NE(real.out.find(line), std::string::npos) << line << "\n" << real.out;
     EXPECT_NE(Snapshot(dir), before);
+}
+
+// A home with a Firefox profile and no Opera: the Opera boxes are unavailable.
+struct FirefoxHome {
+    fs::path dir = MakeTempDir("velloran-ffcli");
+    fs::path home = dir / "home";
+    fs::path profile = MakeFirefoxProfile(home, {"places.sqlite", "cookies.sqlite"});
+    std::string env = "HOME=" + home.string() + " XDG_CONFIG_HOME=" + (home / ".config").string() +
+                      " XDG_CACHE_HOME=" + (home / ".cache").string() +
+                      " XDG_STATE_HOME=" + (home / ".local/state").string() +
+                      " DISPLAY= WINEPREFIX=";
+    ~FirefoxHome() { fs::remove_all(dir); }
+    bool BrowserRunning() {
+        return RunCli(env, "clean --preview ns_Chk:1").out.find("browser is open!") !=
+               std::string::npos;
+    }
+};
+
+TEST(CleanCommandNetscape, AGroupWithoutProfilesUnderAllIsToldAndTheRunGoesOn) {
+    FirefoxHome h;
+    if (h.BrowserRunning()) GTEST_SKIP() << "a Gecko-family browser of this user is running";
+    const CliResult r = RunCli(h.env, "clean ns_Chk:all op_Chk:all");
+    EXPECT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_NE(r.err.find("op_Chk:all: no opera profile here"), std::string::npos) << r.err;
+    EXPECT_NE(r.out.find("Removed 5 cookies from"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("Verifying opera jobs..."), std::string::npos);
+    EXPECT_EQ(RunCli(h.env, "clean op_Chk:2").code, 2) << "a named box that is unavailable";
+
+    const CliResult byName = RunCli(h.env, "clean netscape.cookies");
+    EXPECT_EQ(byName.code, 0) << byName.out;
+    EXPECT_NE(byName.out.find("Cleaning Netscape Cookies ..."), std::string::npos);
+}
+
+// A database the browser cannot have written: its line, the error report, exit 1,
+// and never the success message.
+TEST(CleanCommandNetscape, ADamagedDatabaseEndsTheRunWithItsFailureAndExitOne) {
+    FirefoxHome h;
+    if (h.BrowserRunning()) GTEST_SKIP() << "a Gecko-family browser of this user is running";
+    for (const auto& [file, task] : {std::pair{"cookies.sqlite", "netscape.cookies"},
+                                     std::pair{"places.sqlite", "netscape.typed-urls"}}) {
+        std::ofstream(h.profile / file, std::ios::binary | std::ios::trunc)
+            << std::string(4096, 'x');
+        const CliResult r = RunCli(h.env, std::string("clean ") + task);
+        EXPECT_EQ(r.code, 1) << task << "\n" << r.out;
+        EXPECT_NE(r.out.find("Failed: "), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("file is not a database"), std::string::npos) << r.out;
+        EXPECT_EQ(r.out.find("completed successfully"), std::string::npos) << r.out;
+        EXPECT_NE(r.err.find("NetscapeCleaner:Clean"), std::string::npos)
+            << "the error report names the worker\n"
+            << r.err;
+    }
+}
+
+TEST(CleanCommandOpera, ADamagedCookieDatabaseEndsTheRunWithItsFailureAndExitOne) {
+    const fs::path dir = MakeTempDir("velloran-opcli");
+    struct Cleanup {
+        fs::path path;
+        ~Cleanup() { fs::remove_all(path); }
+    } cleanup{dir};
+    const fs::path home = dir / "home";
+    const fs::path profile = home / ".config/opera/Default";
+    fs::create_directories(profile / "Network");
+    std::ofstream(home / ".config/opera/Local State") << "{}";
+    std::ofstream(profile / "Preferences") << "{}";
+    std::ofstream(profile / "Network/Cookies", std::ios::binary) << std::string(4096, 'x');
+    const std::string env =
+        "HOME=" + home.string() + " XDG_CONFIG_HOME=" + (home / ".config").string() +
+        " XDG_CACHE_HOME=" + (home / ".cache").string() +
+        " XDG_STATE_HOME=" + (home / ".local/state").string() + " DISPLAY= WINEPREFIX=";
+    const CliResult r = RunCli(env, "clean opera.cookies");
+    if (r.out.find("browser is open!") != std::string::npos)
+        GTEST_SKIP() << "an Opera browser of this user is running";
+    EXPECT_EQ(r.code, 1) << r.out;
+    EXPECT_NE(r.out.find("Failed: "), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("completed successfully"), std::string::npos) << r.out;
+}
+
+// The Chromium-based group from the console: its own lines after Opera's place, and
+// the real profile cleaned of typed entries, cache, cookies and form data.
+TEST(CleanCommandChromium, TheGroupCleansARealProfileAndOthersRunsStayAsTheyWere) {
+    const fs::path dir = MakeTempDir("velloran-chcli");
+    struct Cleanup {
+        fs::path path;
+        ~Cleanup() { fs::remove_all(path); }
+    } cleanup{dir};
+    const fs::path home = dir / "home";
+    MakeRealChromiumProfile(home / ".config/chromium", home / ".cache/chromium");
+    const std::string env =
+        "HOME=" + home.string() + " XDG_CONFIG_HOME=" + (home / ".config").string() +
+        " XDG_CACHE_HOME=" + (home / ".cache").string() +
+        " XDG_STATE_HOME=" + (home / ".local/state").string() + " DISPLAY= WINEPREFIX=";
+    const CliResult tasks = RunCli(env, "tasks");
+    EXPECT_NE(tasks.out.find("chromium.cookies\tch_Chk:3\tClear Cookies\n"), std::string::npos)
+        << tasks.out;
+    EXPECT_LT(tasks.out.find("opera.form-data"), tasks.out.find("chromium.typed-urls"));
+    EXPECT_LT(tasks.out.find("chromium.form-data"), tasks.out.find("programs.winzip"));
+
+    const CliResult r = RunCli(env, "clean chromium:all");
+    if (r.out.find("browser is open!") != std::string::npos)
+        GTEST_SKIP() << "a Chromium-based browser of this user is running";
+    EXPECT_EQ(r.code, 0) << r.out;
+    for (const char* line : {"Verifying Chromium-based browser jobs...",
+                             "Cleaning Chromium-based browser Type Url's history ...",
+                             "Cleaning Chromium-based browser Cache ...",
+                             "Cleaning Chromium-based browser Cookies ...",
+                             "Cleaning Chromium-based browser form data ...", "Chromium profile "})
+        EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
+    EXPECT_EQ(r.out.find("Failed:"), std::string::npos) << r.out;
+    const CliResult again = RunCli(env, "clean --json chromium.cookies");
+    EXPECT_EQ(again.code, 0);
+    EXPECT_EQ(ParseJson(again.out), "ok") << again.out;
 }
 
 // A clean killed at any moment leaves user.reg whole: the old file or the new

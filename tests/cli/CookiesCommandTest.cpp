@@ -2,6 +2,8 @@
 // cookie files and a home with a Firefox profile.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -133,6 +135,58 @@ TEST_F(CookiesCli, PreviewAndNoChangeNothingAndARealRunDeletesOnlyTheNamedRows) 
     EXPECT_EQ(CookiesOf(profile / "cookies.sqlite", "example.test"), 0);
     EXPECT_EQ(CookiesOf(profile / "cookies.sqlite", "keep.test"), 1);
     EXPECT_EQ(CookiesOf(profile / "cookies.sqlite", "notkeep.test"), 1);
+}
+
+TEST_F(CookiesCli, TwentyEditsAtOnceKeepEverySiteAndAnEntryThatNamesNoSiteIsRefused) {
+    ASSERT_EQ(Cli("cookies keep first.test").code, 0);
+    std::vector<FILE*> running;
+    for (int i = 0; i < 20; ++i) {
+        const std::string cmd = env + " " VELLORAN_CLI_PATH " cookies keep site" +
+                                std::to_string(i) + ".test 2>/dev/null";
+        running.push_back(popen(cmd.c_str(), "r"));
+    }
+    for (FILE* p : running) EXPECT_EQ(pclose(p), 0);
+    const std::string kept = ReadAll(keepFile);
+    EXPECT_NE(kept.find("\nfirst.test\n"), std::string::npos) << kept;
+    for (int i = 0; i < 20; ++i)
+        EXPECT_NE(kept.find("\nsite" + std::to_string(i) + ".test\n"), std::string::npos)
+            << i << "\n"
+            << kept;
+
+    EXPECT_EQ(Cli("cookies keep https://bank.test:443/login").code, 0);
+    EXPECT_NE(ReadAll(keepFile).find("\nbank.test\n"), std::string::npos);
+    EXPECT_EQ(Cli("cookies keep 'not a site'").code, 1);
+    EXPECT_EQ(ReadAll(keepFile).find("not a site"), std::string::npos);
+}
+
+TEST_F(CookiesCli, AFullDiskLeavesTheKeepListAsItWas) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting a small file system needs root";
+    const fs::path config = dir / "home/.config";
+    fs::create_directories(config);
+    ASSERT_EQ(mount("tmpfs", config.c_str(), "tmpfs", 0, "size=64k"), 0);
+    struct Unmount {
+        fs::path at;
+        ~Unmount() { umount(at.c_str()); }
+    } unmount{config};
+    ASSERT_EQ(Cli("cookies keep bank.test").code, 0);
+    const std::string before = ReadAll(keepFile);
+    // Fill what is left of the disk.
+    {
+        std::ofstream fill(config / "filler", std::ios::binary);
+        const std::string block(4096, 'x');
+        while (fill.write(block.data(), block.size()) && fill.flush()) {
+        }
+    }
+    std::string many;
+    for (int i = 0; i < 200; ++i)
+        many += " some-rather-long-site-name-" + std::to_string(i) + ".test";
+    EXPECT_EQ(Cli("cookies keep" + many).code, 1);
+    EXPECT_EQ(ReadAll(keepFile), before) << "the list is whole, never cut short";
+    std::error_code ec;
+    std::vector<std::string> left;
+    for (const auto& e : fs::directory_iterator(config / "velloran", ec))
+        left.push_back(e.path().filename().string());
+    EXPECT_EQ(left, std::vector<std::string>{"cookies-keep.txt"}) << "no temporary file stays";
 }
 
 }  // namespace velloran::test

@@ -1,9 +1,11 @@
 // 'velloran-cli junk' as a user runs it, on a real folder.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <stdlib.h>
 #include <sys/wait.h>
 #include "cli/CliProcess.hpp"
+#include "support/TempDir.hpp"
 #include "support/TestProcess.hpp"
 
 #include <algorithm>
@@ -21,8 +23,7 @@ using velloran::test::CliResult;
 class JunkCommandTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string t = (fs::temp_directory_path() / "velloran-junkcli-XXXXXX").string();
-        root = mkdtemp(t.data());
+        root = velloran::test::MakeTempDir("velloran-junkcli");
         tree = root / "tree";
         Write(tree / "a.tmp", 3);
         Write(tree / "odd" / "line\nbreak\\back.tmp", 5);
@@ -120,6 +121,25 @@ TEST_F(JunkCommandTest, PreviewsOfJunkDeletionAndErasingChangeNothing) {
     EXPECT_FALSE(fs::exists(tree / "odd"));
     EXPECT_TRUE(fs::exists(tree / "a.tmp"));
     EXPECT_EQ(Cli("erase").code, 2);
+}
+
+TEST_F(JunkCommandTest, EraseRefusesAPathThatIsNotThereOrIsNoFileOrFolderBeforeItStarts) {
+    ASSERT_EQ(::mkfifo((tree / "pipe").c_str(), 0600), 0);
+    const std::string keep = (tree / "keep.txt").string();
+    struct Bad {
+        fs::path path;
+        std::string why;
+    };
+    for (const Bad& bad : {Bad{tree / "nonexistent", "does not exist"},
+                           Bad{tree / "pipe", "is neither a regular file nor a folder"},
+                           Bad{"/dev/null", "is neither a regular file nor a folder"}}) {
+        // Standard error too: the refusal is said there.
+        const CliResult r = Cli("erase '" + keep + "' '" + bad.path.string() + "' 2>&1 #");
+        EXPECT_EQ(r.code, 2) << bad.path;
+        EXPECT_NE(r.out.find("'" + bad.path.string() + "' " + bad.why), std::string::npos) << r.out;
+        EXPECT_EQ(r.out.find("eradicated"), std::string::npos) << "no run started: " << r.out;
+        EXPECT_TRUE(fs::exists(tree / "keep.txt"));
+    }
 }
 
 TEST_F(JunkCommandTest, FilesLeftOrNotOverwrittenAreNamedAndTheExitStatusSaysSo) {

@@ -10,16 +10,49 @@ namespace velloran::test {
 
 using SettingsCommandTest = CliFixture;
 
+// The NAME=VALUE part of each line of 'settings', joined by blanks.
+std::string Values(const std::string& out) {
+    std::string joined;
+    std::size_t pos = 0;
+    while (pos < out.size()) {
+        const std::size_t eol = out.find('\n', pos);
+        const std::string line = out.substr(pos, eol - pos);
+        joined += (joined.empty() ? "" : " ") + line.substr(0, line.find('\t'));
+        pos = eol == std::string::npos ? out.size() : eol + 1;
+    }
+    return joined;
+}
+
 TEST_F(SettingsCommandTest, ShownAndStoredThroughTheOptionRules) {
     EXPECT_EQ(Cli(env, "settings set4=1").code, 2);
     EXPECT_EQ(Cli(env, "settings set3=3").code, 2);
 
+    EXPECT_EQ(Cli(env, "settings delete-method=fast").code, 2);
+    EXPECT_EQ(Cli(env, "settings secure-delete").code, 2);
+
     CliResult shown = Cli(env, "settings");
-    EXPECT_EQ(shown.out, "set1=0\nset2=0\nset3=0\nset5=0\nset6=0\nset7=0\n");
+    EXPECT_EQ(Values(shown.out),
+              "recycle-bin=0 secure-delete=0 delete-method=zapper no-notify=0 "
+              "exit-when-done=0 shut-down=0");
+    EXPECT_NE(shown.out.find("secure-delete=0\tSecurely delete files (set2)\n"), std::string::npos)
+        << shown.out;
+    EXPECT_NE(shown.out.find("delete-method=zapper\tDelete method: File Zapper [Standard, Slow]"),
+              std::string::npos)
+        << shown.out;
     // Stored through the option rules: secure delete clears the recycle bin box.
     CliResult stored = Cli(env, "settings set1=1 set2=1 set3=2 set5=1 set7=1");
     EXPECT_EQ(stored.code, 0);
-    EXPECT_EQ(Cli(env, "settings").out, "set1=0\nset2=1\nset3=2\nset5=1\nset6=0\nset7=1\n");
+    EXPECT_EQ(Values(Cli(env, "settings").out),
+              "recycle-bin=0 secure-delete=1 delete-method=zero no-notify=1 "
+              "exit-when-done=0 shut-down=1");
+    // The names do the same, and the rules hold: exit when done clears shut down.
+    EXPECT_EQ(Cli(env, "settings exit-when-done=1 delete-method=gutmann").code, 0);
+    const CliResult json = Cli(env, "settings --json");
+    EXPECT_EQ(ParseJson(json.out), "ok") << json.out;
+    EXPECT_NE(json.out.find("{\"name\":\"shut-down\",\"stored\":\"set7\",\"value\":\"0\""),
+              std::string::npos)
+        << json.out;
+    EXPECT_NE(json.out.find("\"value\":\"gutmann\""), std::string::npos) << json.out;
     // With "Do not notify" stored, a clean shows no completion message.
     CliResult quiet = Cli(env, "clean win_chk:5");
     EXPECT_EQ(quiet.out.find("[64]"), std::string::npos) << quiet.out;
@@ -42,8 +75,9 @@ TEST_F(SettingsCommandTest, SettingsLiveInVelloransOwnStoreNeverInTheTarget) {
 
     fs::create_directories(dir / "other");
     std::ofstream(dir / "other" / "user.reg", std::ios::binary) << before;
-    EXPECT_EQ(Cli(env + " WINEPREFIX=" + (dir / "other").string(), "settings").out,
-              "set1=0\nset2=0\nset3=0\nset5=1\nset6=0\nset7=0\n");
+    EXPECT_EQ(Values(Cli(env + " WINEPREFIX=" + (dir / "other").string(), "settings").out),
+              "recycle-bin=0 secure-delete=0 delete-method=zapper no-notify=1 "
+              "exit-when-done=0 shut-down=0");
     EXPECT_EQ(ReadAll(dir / "other" / "user.reg"), before);
 }
 

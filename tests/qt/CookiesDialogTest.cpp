@@ -8,12 +8,12 @@
 #include <QtTest>
 
 #include "app/Application.hpp"
+#include "app/FrmCookies.hpp"
 #include "app/FrmMain.hpp"
 #include "qt/CookiesDialog.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/MainView.hpp"
 #include "qt/Resources.hpp"
-#include "tools/cookies/FrmCookies.hpp"
 
 #include "GuiRig.hpp"
 

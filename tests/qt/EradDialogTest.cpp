@@ -10,12 +10,12 @@
 
 #include "app/Application.hpp"
 #include "app/FrmMain.hpp"
+#include "app/frmErad.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "qt/Dispatch.hpp"
 #include "qt/EradDialog.hpp"
 #include "qt/QtHost.hpp"
 #include "qt/Resources.hpp"
-#include "tools/eradicator/frmErad.hpp"
 
 #include "GuiRig.hpp"
 

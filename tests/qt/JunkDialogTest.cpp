@@ -11,6 +11,7 @@
 #include <QtTest>
 
 #include "app/Application.hpp"
+#include "app/FrmJunk.hpp"
 #include "app/FrmMain.hpp"
 #include "common/Vb.hpp"
 #include "common/registry/RegistryTree.hpp"
@@ -20,7 +21,6 @@
 #include "qt/MainView.hpp"
 #include "qt/QtHost.hpp"
 #include "qt/Resources.hpp"
-#include "tools/junk/FrmJunk.hpp"
 
 #include "GuiRig.hpp"
 

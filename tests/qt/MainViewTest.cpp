@@ -20,8 +20,8 @@
 
 #include "GuiRig.hpp"
 #include "app/Application.hpp"
+#include "app/FrmCleaner.hpp"
 #include "app/FrmMain.hpp"
-#include "cleaning/FrmCleaner.hpp"
 #include "common/Vb.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/registry/RegistryTree.hpp"

@@ -10,6 +10,12 @@
 
 namespace velloran::test {
 
+// What the program's outcome holds as not done: failed and deferred items.
+inline std::int64_t LeftCount(const ProgramShell& shell) {
+    return static_cast<std::int64_t>(shell.Outcome.total.failed.size() +
+                                     shell.Outcome.total.pending.size());
+}
+
 class AppFixture : public ::testing::Test {
 protected:
     void LoadMain() {

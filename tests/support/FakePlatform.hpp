@@ -91,10 +91,23 @@ public:
         if (it == texts.end()) return std::nullopt;
         return it->second;
     }
+    std::set<std::string> notPrivate;  // files someone else could have written
+    std::optional<std::string> ReadPrivateTextFile(const std::string& p) override {
+        if (notPrivate.count(p)) return std::nullopt;
+        return ReadTextFile(p);
+    }
     void WriteTextFile(const std::string& p, const std::string& text) override {
         calls.push_back("WriteTextFile:" + p);
         texts[p] = text;
         files.insert(p);
+    }
+    void EditTextFile(
+        const std::string& p,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) override {
+        calls.push_back("EditTextFile:" + p);
+        const std::string text = edit(ReadTextFile(p));
+        notPrivate.erase(p);
+        WriteTextFile(p, text);
     }
     void ReplaceFileContent(const std::string& p, const std::string& text) override {
         calls.push_back("ReplaceFileContent:" + p);
@@ -170,6 +183,10 @@ public:
             void Join() override {}
         };
         return std::make_unique<Done>();
+    }
+    std::set<std::string> packageFiles;  // what the package manager installed
+    bool IsPackageFile(const std::string& p) override {
+        return packageFiles.count(p) || (realFiles && realFiles->IsPackageFile(p));
     }
     std::map<std::string, std::string> caveats;  // path -> why overwriting may not reach it
     std::string OverwriteCaveat(const std::string& p) override {

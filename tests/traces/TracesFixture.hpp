@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/TaskWorker.hpp"
 #include "support/AppFixture.hpp"
 
 namespace velloran::test {
@@ -25,8 +26,9 @@ protected:
         w.OnProgress = [this](const std::string& area, const std::string& text) {
             lines.push_back(area + "|" + text);
         };
-        w.OnError = [this](std::int16_t n, const std::string&, const std::string& loc,
-                           const std::string&) { errors.push_back(std::to_string(n) + "|" + loc); };
+        w.OnError = [this](const WorkerFault& f) {
+            errors.push_back(std::to_string(f.number) + "|" + f.location);
+        };
     }
     std::vector<std::string> lines, errors;
 };

@@ -104,7 +104,7 @@ std::unique_ptr<BrowserDatabase> BrowserDatabase::Open(Platform& platform, const
 }
 
 std::unique_ptr<BrowserDatabase> BrowserDatabase::OpenForReading(const std::string& path,
-                                                                 std::string& error) {
+                                                                 std::string& error, bool inUse) {
     std::error_code ec;
     if (!std::filesystem::is_regular_file(PathFromUtf8(path), ec) ||
         std::filesystem::file_size(PathFromUtf8(path), ec) == 0) {
@@ -112,7 +112,11 @@ std::unique_ptr<BrowserDatabase> BrowserDatabase::OpenForReading(const std::stri
         return nullptr;
     }
     sqlite3* db = nullptr;
-    const std::string uri = "file:" + UriPath(path) + "?immutable=1";
+    // Without a write-ahead log to replay, the file on disk is the whole database and
+    // the immutable read leaves not even a lock behind.
+    const auto log = std::filesystem::file_size(path + "-wal", ec);
+    const bool logged = !inUse && !ec && log > 0;
+    const std::string uri = "file:" + UriPath(path) + (logged ? "" : "?immutable=1");
     const int rc =
         sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     std::unique_ptr<BrowserDatabase> result(new BrowserDatabase(db, path));

@@ -30,11 +30,13 @@ public:
     // cannot be written.
     static std::unique_ptr<BrowserDatabase> Open(Platform& platform, const std::string& path,
                                                  std::string& error);
-    // Opens `path` to read it as it is on disk, writing nothing at all: no lock,
-    // no WAL index, no journal (SQLite's "immutable" open). What a running browser
-    // has not yet written back to the file is not seen.
+    // Opens `path` to read it. A database `inUse` by a running browser is read as it
+    // is on disk, writing nothing at all: no lock, no WAL index, no journal (SQLite's
+    // "immutable" open), so what the browser has not yet written back to the file is
+    // not seen. Any other with a write-ahead log is read as SQLite reads it, the log
+    // included (what a browser committed just before it stopped is often only there).
     static std::unique_ptr<BrowserDatabase> OpenForReading(const std::string& path,
-                                                           std::string& error);
+                                                           std::string& error, bool inUse = true);
     ~BrowserDatabase();
     BrowserDatabase(const BrowserDatabase&) = delete;
     BrowserDatabase& operator=(const BrowserDatabase&) = delete;

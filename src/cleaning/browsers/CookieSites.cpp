@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "cleaning/browsers/BrowserDatabase.hpp"
@@ -121,9 +122,10 @@ bool IsFile(const std::string& path) {
 
 }  // namespace
 
-std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& where) {
+std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& gecko,
+                                          const ChromiumLocations& chromium) {
     std::vector<CookieStore> stores;
-    for (const GeckoProfile& profile : FindGeckoProfiles(where)) {
+    for (const GeckoProfile& profile : FindGeckoProfiles(gecko)) {
         const std::string label =
             GeckoBrowserName(profile.path) + " " + Shown(platform, profile.path);
         const std::string inUse = GeckoProfileInUse(platform, profile.path);
@@ -135,28 +137,41 @@ std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocatio
             stores.push_back({label + " (cookies.txt)", JoinPath(profile.path, "cookies.txt"),
                               nullptr, nullptr, inUse});
     }
-    for (const ChromiumProfile& profile : ChromiumProfiles(platform, kOperaBrowser)) {
-        const auto why = ChromiumFolderInUse(platform, profile.userDataFolder);
-        // Versions differ in whether the file is in Network/; where both are, the
-        // second is named so that the two rows can be told apart.
-        bool first = true;
-        for (const char* name : {"Network/Cookies", "Cookies"}) {
-            const std::string file = JoinPath(profile.folder, name);
-            if (!IsFile(file)) continue;
-            stores.push_back({std::string(kOperaBrowser.name) + " " +
-                                  Shown(platform, profile.folder) +
-                                  (first ? "" : " (" + std::string(name) + ")"),
-                              file, "cookies", "host_key", why.value_or("")});
-            first = false;
+    std::vector<const ChromiumBrowser*> browsers{&kOperaBrowser};
+    for (const ChromiumBrowser& browser : ChromiumFamilyBrowsers()) browsers.push_back(&browser);
+    std::set<std::string> seen;
+    for (const ChromiumBrowser* browser : browsers) {
+        for (const ChromiumProfile& profile : ChromiumProfiles(platform, chromium, *browser)) {
+            std::error_code ec;
+            const fs::path canonical = fs::weakly_canonical(PathFromUtf8(profile.folder), ec);
+            if (!seen.insert(PathKey(ec ? profile.folder : Utf8FromPath(canonical))).second)
+                continue;
+            const auto why = ChromiumProfileInUse(platform, profile);
+            // Versions differ in whether the file is in Network/; where both are, the
+            // second is named so that the two rows can be told apart.
+            bool first = true;
+            for (const char* name : {"Network/Cookies", "Cookies"}) {
+                const std::string file = JoinPath(profile.folder, name);
+                if (!IsFile(file)) continue;
+                stores.push_back({std::string(browser->name) + " " +
+                                      Shown(platform, profile.folder) +
+                                      (first ? "" : " (" + std::string(name) + ")"),
+                                  file, "cookies", "host_key", why.value_or("")});
+                first = false;
+            }
         }
     }
     return stores;
 }
 
+std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& where) {
+    return FindCookieStores(platform, where, ChromiumLocations::FromEnvironment(platform));
+}
+
 std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& store,
                                         std::string& error) {
     if (!store.table) return ReadTextSites(platform, store, error);
-    auto db = BrowserDatabase::OpenForReading(store.file, error);
+    auto db = BrowserDatabase::OpenForReading(store.file, error, !store.inUse.empty());
     if (!db) return {};
     std::map<std::string, std::int64_t> counts;
     try {

@@ -1,12 +1,14 @@
 #pragma once
-// The cookie manager's view of the browsers: every Gecko-family and Opera cookie
-// database (and the cookies.txt of old Gecko profiles), its cookies counted per
-// site, and the deletion of chosen sites' cookies with the same rules as the cookie
-// tasks. Also where the target environment keeps Internet Explorer's cookie files.
+// The cookie manager's view of the browsers: every Gecko-family and Chromium-format
+// (Opera, Chrome, Chromium, Edge, Brave, Vivaldi) cookie database (and the cookies.txt of old Gecko
+// profiles), its cookies counted per site, and the deletion of chosen sites' cookies with the same
+// rules as the cookie tasks. Also where the target environment keeps Internet Explorer's cookie
+// files.
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "cleaning/browsers/ChromiumProfiles.hpp"
 #include "cleaning/browsers/GeckoProfiles.hpp"
 #include "common/platform/Platform.hpp"
 
@@ -29,11 +31,16 @@ struct CookieSite {
     std::int64_t count = 0;
 };
 
-// Every cookie database of the Gecko profiles under `where` and of Opera's
-// profiles, in that order; a profile without one is left out.
+// Every cookie database of the Gecko profiles under `gecko`, then of Opera's and
+// the Chromium-based browsers' profiles under `chromium`, in that order; a profile
+// without one is left out.
+std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& gecko,
+                                          const ChromiumLocations& chromium);
+// The same with the Chromium-format folders of the environment.
 std::vector<CookieStore> FindCookieStores(Platform& platform, const GeckoLocations& where);
 
-// The sites of a store, by host; the file is only read, never written or locked.
+// The sites of a store, by host. A store in use is read as it is on disk, never
+// written or locked; any other through SQLite, its write-ahead log included.
 // Empty with `error` set when it cannot be read.
 std::vector<CookieSite> ReadCookieSites(Platform& platform, const CookieStore& store,
                                         std::string& error);

@@ -1,6 +1,8 @@
 #include "cleaning/browsers/GeckoProfiles.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -86,17 +88,107 @@ std::string Trim(std::string s) {
     return s;
 }
 
+bool IsFolder(const fs::path& p) {
+    std::error_code ec;
+    return fs::symlink_status(p, ec).type() == fs::file_type::directory;
+}
+
 std::vector<std::string> SaltedFolders(const fs::path& root) {
     std::vector<std::string> found;
     std::error_code ec;
     for (fs::directory_iterator app(root, ec), end; !ec && app != end; app.increment(ec)) {
-        if (!app->is_directory(ec)) continue;
+        if (!IsFolder(app->path())) continue;
         std::error_code inner;
         for (fs::directory_iterator p(app->path(), inner); !inner && p != end; p.increment(inner)) {
             const std::string name = p->path().filename().string();
-            if (name.size() == 12 && name.ends_with(".slt") && p->is_directory(inner))
+            if (name.size() == 12 && name.ends_with(".slt") && IsFolder(p->path()))
                 found.push_back(p->path().string());
         }
+    }
+    return found;
+}
+
+// True when `path` lies below `base`, going by the names alone.
+bool Below(const fs::path& base, const fs::path& path) {
+    if (base.empty()) return false;
+    const fs::path rel = path.lexically_normal().lexically_relative(base.lexically_normal());
+    return !rel.empty() && *rel.begin() != "..";
+}
+
+// True when `path` is `base` or lies below it, and every folder from `base` down to
+// it is a real folder: no link leads anywhere else on the way.
+bool ReachedWithoutLinks(const fs::path& base, const fs::path& path) {
+    if (!Below(base, path)) return false;
+    const fs::path rel = path.lexically_normal().lexically_relative(base.lexically_normal());
+    fs::path at = base;
+    for (const fs::path& part : rel) {
+        if (part.empty() || part == ".") continue;
+        at /= part;
+        if (!IsFolder(at)) return false;
+    }
+    return IsFolder(at);
+}
+
+// A folder a browser has used as its profile: its own settings or times, and the
+// lock it takes while it runs.
+bool IsRealProfile(const fs::path& folder) {
+    std::error_code ec;
+    auto type = [&](const char* name) { return fs::symlink_status(folder / name, ec).type(); };
+    const bool own =
+        type("prefs.js") == fs::file_type::regular || type("times.json") == fs::file_type::regular;
+    const bool lock =
+        type(".parentlock") == fs::file_type::regular || type("lock") == fs::file_type::symlink;
+    return own && lock;
+}
+
+bool IsWindowsPath(const std::string& p) {
+    return p.size() >= 3 && std::isalpha(static_cast<unsigned char>(p[0])) && p[1] == ':' &&
+           (p[2] == '\\' || p[2] == '/');
+}
+
+// The profile folders of a profiles.ini in the Windows environment: relative ones
+// below `folder`, absolute ones (Windows paths) through the environment's drive
+// mapping, and only when they stay inside the environment's drive C: without a link
+// on the way. A host path is not a path of that environment.
+std::vector<std::string> EnvironmentProfiles(const GeckoLocations& where, const fs::path& folder,
+                                             const std::vector<ProfilesIniEntry>& entries) {
+    std::vector<std::string> found;
+    std::error_code ec;
+    const fs::path drive = where.environmentRoot.empty()
+                               ? fs::path()
+                               : fs::weakly_canonical(PathFromUtf8(where.environmentRoot), ec);
+    for (ProfilesIniEntry e : entries) {
+        std::replace(e.path.begin(), e.path.end(), '\\', '/');
+        if (e.relative) {
+            const fs::path p = (folder / PathFromUtf8(e.path)).make_preferred();
+            if (ReachedWithoutLinks(folder, p)) found.push_back(Utf8FromPath(p.lexically_normal()));
+        } else if (IsWindowsPath(e.path) && where.hostPath && !drive.empty()) {
+            const auto host = where.hostPath(e.path);
+            if (host && ReachedWithoutLinks(drive, PathFromUtf8(*host)))
+                found.push_back(Utf8FromPath(PathFromUtf8(*host).lexically_normal()));
+        }
+    }
+    return found;
+}
+
+// The profile folders of a profiles.ini in the user's home: those below `folder`
+// as they are; one elsewhere only when it is a browser's real profile, reached
+// without a link.
+std::vector<std::string> HomeProfiles(const GeckoLocations& where, const fs::path& folder,
+                                      const std::vector<ProfilesIniEntry>& entries) {
+    std::vector<std::string> found;
+    for (const ProfilesIniEntry& e : entries) {
+        const fs::path p =
+            (e.relative ? folder / PathFromUtf8(e.path) : PathFromUtf8(e.path)).lexically_normal();
+        if (!p.is_absolute()) continue;
+        if (ReachedWithoutLinks(folder, p)) {
+            found.push_back(Utf8FromPath(p));
+            continue;
+        }
+        const fs::path home = PathFromUtf8(where.home);
+        if (ReachedWithoutLinks(Below(home, p) ? home : p.root_path(), p) &&
+            IsRealProfile(p))
+            found.push_back(Utf8FromPath(p));
     }
     return found;
 }
@@ -119,23 +211,20 @@ GeckoLocations GeckoLocations::FromEnvironment(Platform& platform) {
     where.cacheHome = XdgCacheHome().string();
     if (auto appData = platform.SpecialFolderPath(CSIDL_APPDATA)) where.appData = *appData;
     if (auto local = platform.SpecialFolderPath(CSIDL_LOCAL_APPDATA)) where.localAppData = *local;
+    if (auto windows = platform.SpecialFolderPath(CSIDL_WINDOWS))
+        where.environmentRoot = Utf8FromPath(PathFromUtf8(*windows).parent_path());
+    where.hostPath = [&platform](const std::string& p) { return platform.HostPath(p); };
     return where;
 }
 
-std::vector<std::string> ProfilesIniFolders(const std::string& ini, const std::string& root) {
-    std::vector<std::string> folders;
+std::vector<ProfilesIniEntry> ProfilesIniEntries(const std::string& ini) {
+    std::vector<ProfilesIniEntry> entries;
     std::istringstream in(ini);
     bool inProfile = false;
-    std::string path;
-    bool relative = true;
+    ProfilesIniEntry entry;
     auto flush = [&] {
-        if (inProfile && !path.empty())
-            folders.push_back(
-                relative
-                    ? Utf8FromPath((PathFromUtf8(root) / PathFromUtf8(path)).lexically_normal())
-                    : path);
-        path.clear();
-        relative = true;
+        if (inProfile && !entry.path.empty()) entries.push_back(entry);
+        entry = {};
     };
     for (std::string line; std::getline(in, line);) {
         line = Trim(line);
@@ -143,13 +232,13 @@ std::vector<std::string> ProfilesIniFolders(const std::string& ini, const std::s
             flush();
             inProfile = line.starts_with("[Profile");
         } else if (line.starts_with("Path=")) {
-            path = line.substr(5);
+            entry.path = line.substr(5);
         } else if (line.starts_with("IsRelative=")) {
-            relative = line.substr(11) != "0";
+            entry.relative = line.substr(11) != "0";
         }
     }
     flush();
-    return folders;
+    return entries;
 }
 
 std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
@@ -161,13 +250,20 @@ std::vector<GeckoProfile> FindGeckoProfiles(const GeckoLocations& where) {
         if (base.empty()) continue;
         // The rows write "/"; a path shows the system's own separator.
         const fs::path folder = (PathFromUtf8(base) / root.folder).make_preferred();
+        const bool environment = root.base == Base::AppData;
+        // A root inside the environment is reached from its drive C: without a link.
+        if (environment && Below(PathFromUtf8(where.environmentRoot), folder) &&
+            !ReachedWithoutLinks(PathFromUtf8(where.environmentRoot), folder))
+            continue;
         std::vector<std::string> found;
         if (root.layout == Layout::Salted) {
             found = SaltedFolders(folder);
         } else if (std::ifstream ini(folder / "profiles.ini"); ini) {
             std::stringstream text;
             text << ini.rdbuf();
-            found = ProfilesIniFolders(text.str(), folder.string());
+            const auto entries = ProfilesIniEntries(text.str());
+            found = environment ? EnvironmentProfiles(where, folder, entries)
+                                : HomeProfiles(where, folder, entries);
         }
         for (const std::string& path : found) {
             const fs::path canonical = fs::weakly_canonical(PathFromUtf8(path), ec);

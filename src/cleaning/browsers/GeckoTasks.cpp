@@ -10,6 +10,7 @@
 #include "cleaning/browsers/BrowserDatabase.hpp"
 #include "cleaning/browsers/MorkFile.hpp"
 #include "common/VbError.hpp"
+#include "common/platform/FolderSize.hpp"
 #include "common/platform/Paths.hpp"
 
 namespace velloran {
@@ -36,24 +37,23 @@ void EditDatabase(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& pa
     std::string error;
     auto db = BrowserDatabase::Open(c.platform, path, error);
     if (!db) {
-        r.lines.push_back(fail + error + ".");
+        r.Fail(fail + error + ".");
         return;
     }
     try {
         for (const auto& [table, column] : needed)
             if (!db->HasColumn(table, column)) {
-                r.lines.push_back(fail + "this browser version has no " + table + "." + column +
-                                  ".");
+                r.Fail(fail + "this browser version has no " + table + "." + column + ".");
                 return;
             }
     } catch (const DatabaseError& e) {
-        r.lines.push_back(fail + e.what() + ".");
+        r.Fail(fail + e.what() + ".");
         return;
     }
     std::string line;
     error = db->Transaction([&](BrowserDatabase& d) { line = edit(d); });
     if (!error.empty()) {
-        r.lines.push_back(fail + error + "; nothing was changed.");
+        r.Fail(fail + error + "; nothing was changed.");
     } else if (!line.empty()) {
         r.lines.push_back(line);
         r.removedAny = true;
@@ -120,8 +120,7 @@ void UrlbarRdf(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& path)
     try {
         c.platform.ReplaceFileContent(path, out);
     } catch (const VbError& e) {
-        r.lines.push_back("Failed: typed addresses not removed from " + path + ": " +
-                          e.Description() + ".");
+        r.Fail("Failed: typed addresses not removed from " + path + ": " + e.Description() + ".");
         return;
     }
     r.lines.push_back("Removed " + Count(removed, "typed address", "typed addresses") + " from " +
@@ -145,12 +144,12 @@ void MorkTypedHistory(GeckoTaskContext& c, GeckoTaskResult& r, const std::string
     const std::string fail = "Failed: typed addresses not removed from " + path + ": ";
     const std::string untouched = "; the file was left as it was.";
     if (c.platform.FileSize(path).value_or(0) > MorkStore::kMaxBytes) {
-        r.lines.push_back(fail + "the file is too large to be a browser's" + untouched);
+        r.Fail(fail + "the file is too large to be a browser's" + untouched);
         return;
     }
     const auto text = c.platform.ReadTextFile(path);
     if (!text) {
-        r.lines.push_back(fail + "the file could not be read.");
+        r.Fail(fail + "the file could not be read.");
         return;
     }
     std::int64_t removed = 0;
@@ -159,10 +158,10 @@ void MorkTypedHistory(GeckoTaskContext& c, GeckoTaskResult& r, const std::string
         if (!cleaned) return;
         c.platform.ReplaceFileContent(path, *cleaned);
     } catch (const MorkError& e) {
-        r.lines.push_back(fail + e.what() + untouched);
+        r.Fail(fail + e.what() + untouched);
         return;
     } catch (const VbError& e) {
-        r.lines.push_back(fail + e.Description() + untouched);
+        r.Fail(fail + e.Description() + untouched);
         return;
     }
     r.lines.push_back("Removed " + Count(removed, "typed address", "typed addresses") + " from " +
@@ -182,17 +181,11 @@ GeckoTaskResult TypedAddresses(const GeckoProfile& p, GeckoTaskContext& c) {
 }
 
 // Files and bytes below a folder, counted before it goes.
-RemovalCount FolderSize(const fs::path& folder) {
+RemovalCount FolderFiles(Platform& platform, const std::string& folder) {
+    const FolderSize size = MeasureFolder(platform, folder);
     RemovalCount n;
-    std::error_code ec;
-    for (fs::recursive_directory_iterator
-             it(folder, fs::directory_options::skip_permission_denied, ec),
-         end;
-         !ec && it != end; it.increment(ec)) {
-        if (!it->is_regular_file(ec) || it->is_symlink(ec)) continue;
-        ++n.items;
-        n.bytes += static_cast<std::int64_t>(it->file_size(ec));
-    }
+    n.items = size.files;
+    n.bytes = size.bytes;
     return n;
 }
 
@@ -210,12 +203,11 @@ GeckoTaskResult Cache(const GeckoProfile& p, GeckoTaskContext& c) {
     for (const std::string& folder : p.cacheFolders) {
         const fs::path where = PathFromUtf8(folder);
         if (!fs::is_directory(fs::symlink_status(where, ec)) || HoldsUserData(where)) continue;
-        const RemovalCount size = FolderSize(where);
+        const RemovalCount size = FolderFiles(c.platform, folder);
         try {
             c.platform.DeletePath(folder);
         } catch (const VbError& e) {
-            r.lines.push_back("Failed: cache not removed from " + folder + ": " + e.Description() +
-                              ".");
+            r.Fail("Failed: cache not removed from " + folder + ": " + e.Description() + ".");
             continue;
         }
         if (size.items == 0) continue;  // an empty folder held no trace worth a line
@@ -268,8 +260,7 @@ void CookiesText(GeckoTaskContext& c, GeckoTaskResult& r, const std::string& pat
         else
             c.platform.DeletePath(path);
     } catch (const VbError& e) {
-        r.lines.push_back("Failed: cookies not removed from " + path + ": " + e.Description() +
-                          ".");
+        r.Fail("Failed: cookies not removed from " + path + ": " + e.Description() + ".");
         return;
     }
     r.lines.push_back("Removed " + Count(removed, "cookie", "cookies") + " from " + path +
@@ -310,8 +301,7 @@ GeckoTaskResult FormData(const GeckoProfile& p, GeckoTaskContext& c) {
             r.lines.push_back("Removed the form history file " + mork + ".");
             r.removedAny = true;
         } catch (const VbError& e) {
-            r.lines.push_back("Failed: form data not removed from " + mork + ": " +
-                              e.Description() + ".");
+            r.Fail("Failed: form data not removed from " + mork + ": " + e.Description() + ".");
         }
     }
     return r;

@@ -21,6 +21,12 @@ struct GeckoTaskContext {
 struct GeckoTaskResult {
     std::vector<std::string> lines;
     bool removedAny = false;
+    // The failure lines again, each one something the task could not do.
+    std::vector<std::string> failures;
+    void Fail(std::string line) {
+        failures.push_back(line);
+        lines.push_back(std::move(line));
+    }
 };
 
 // 1 typed addresses, 2 cache, 3 cookies, 4 form data.

@@ -114,7 +114,7 @@ IECleaner::IECleaner(RegistryStore& registry, Platform& platform, std::string ve
     : registry_(registry), platform_(platform), versionText_(std::move(versionText)) {}
 
 void IECleaner::Raise(const std::string& text) {
-    if (Progress) Progress(kCategory, text);
+    if (OnProgress) OnProgress(kCategory, text);
 }
 
 bool IECleaner::Guard(const char* method, const std::string& label,
@@ -124,14 +124,14 @@ bool IECleaner::Guard(const char* method, const std::string& label,
         return true;
     } catch (const VbError& e) {
         Raise("Failed: Clear IE {" + label + "}.");
-        if (Error)
-            Error(static_cast<std::int16_t>(e.Number()), e.Description(),
-                  std::string("IECleaner:") + method, "IECleaner", versionText_);
+        Result().Failed("IE {" + label + "}", e.Description());
+        RaiseError({static_cast<std::int16_t>(e.Number()), e.Description(),
+                    std::string("IECleaner:") + method, "IECleaner", versionText_});
     } catch (const std::exception& e) {
         Raise("Failed: Clear IE {" + label + "}.");
-        if (Error)
-            Error(vbErrInternal, e.what(), std::string("IECleaner:") + method, "IECleaner",
-                  versionText_);
+        Result().Failed("IE {" + label + "}", e.what());
+        RaiseError({vbErrInternal, e.what(), std::string("IECleaner:") + method, "IECleaner",
+                    versionText_});
     }
     return false;
 }
@@ -175,6 +175,8 @@ bool IECleaner::RunRegistryTask(const char* method, Int16* found) {
     if (!ok || Cancelled()) return false;
     if (found) *found = static_cast<std::int16_t>(std::min<std::int64_t>(removed, 32767));
     const std::string label = std::string("IE {") + task.label + "}";
+    Result().Removed(removed);
+    if (!keyFound) Result().Skipped(label, SkipReason::NothingThere);
     if (!keyFound)
         Raise(label +
               ": nothing to clear; this Windows environment has none of its keys (only "
@@ -270,7 +272,20 @@ void IECleaner::RemoveFolder(const std::string& folder, FileTally& tally) {
     }
     if (whole) return;
     tally.deferred.push_back(folder);
-    if (StartupDelete) StartupDelete(folder);
+    Result().Pending(folder);
+    if (OnStartupDelete) OnStartupDelete(folder);
+}
+
+std::vector<IECleaner::FileItem> IECleaner::FilesIn(const std::string& folder) const {
+    std::vector<FileItem> items;
+    platform_.ForEachFile(folder, false, [&](const std::string& dir, const std::string& name) {
+        const std::string path = (fs::path(dir) / name).string();
+        items.push_back({path, static_cast<std::int64_t>(platform_.FileSize(path).value_or(0))});
+        return true;
+    });
+    std::sort(items.begin(), items.end(),
+              [](const auto& a, const auto& b) { return a.path < b.path; });
+    return items;
 }
 
 std::vector<IECleaner::FileItem> IECleaner::NotYetRemoved(std::vector<FileItem> items) const {
@@ -289,18 +304,36 @@ void IECleaner::RemoveOne(const FileItem& item, FileTally& tally) {
     // folder's permissions or an attribute, which a later start may no longer have.
     std::error_code ec;
     if (fs::symlink_status(PathFromUtf8(item.path), ec).type() == fs::file_type::not_found) return;
+    // A folder swapped for a link since the listing leads elsewhere: what is there
+    // now is not the cache's, not even for the next start.
+    if (fs::symlink_status(PathFromUtf8(item.path).parent_path(), ec).type() !=
+        fs::file_type::directory) {
+        tally.redirected.push_back(item.path);
+        return;
+    }
     tally.deferred.push_back(item.path);
-    if (StartupDelete) StartupDelete(item.path);
+    Result().Pending(item.path);
+    if (OnStartupDelete) OnStartupDelete(item.path);
 }
 
 void IECleaner::ReportFiles(const std::string& label, const FileTally& tally,
                             const std::string& extra) {
+    Result().Removed(tally.files, tally.bytes);
     Raise("Cleared IE {" + label + "}. (" + FileCountText(tally.files, tally.bytes) + " removed" +
           extra + ")");
     ReportDeferred(label, tally);
 }
 
 void IECleaner::ReportDeferred(const std::string& label, const FileTally& tally) {
+    if (!tally.redirected.empty()) {
+        std::string names;
+        for (const auto& p : tally.redirected)
+            names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
+        Raise("Failed: " +
+              Plural(static_cast<std::int64_t>(tally.redirected.size()), "item", "items") +
+              " of IE {" + label + "} left where they are: their folder became a symbolic " +
+              "link after the search, and no link is followed: " + names + ".");
+    }
     if (tally.deferred.empty()) return;
     std::string names;
     for (const auto& p : tally.deferred) names += (names.empty() ? "" : ", ") + ("\"" + p + "\"");
@@ -340,7 +373,7 @@ bool IECleaner::CleanHiddenLogs(Int16& Found) {
         Raise(
             "IE {hidden logs}: nothing to clear; this Windows environment names no cache, "
             "cookies or history folder.");
-    else if (tally.files == 0 && tally.deferred.empty())
+    else if (tally.files == 0 && tally.deferred.empty() && tally.redirected.empty())
         Raise("IE {hidden logs}: no index.dat in the cache, cookies or history folders.");
     else
         ReportFiles("hidden logs", tally, "");
@@ -361,7 +394,7 @@ bool IECleaner::CleanHistory() {
             missing = "no History.IE5 folder in \"" + *base + "\".";
             return;
         }
-        for (const auto& item : NotYetRemoved(ListFiles(dir, false))) {
+        for (const auto& item : NotYetRemoved(FilesIn(dir))) {
             if (Cancelled()) return;
             RemoveOne(item, tally);
         }
@@ -399,17 +432,17 @@ bool IECleaner::CleanCache(Form& /*progressWindow*/) {
         std::vector<std::string> folders{root};
         for (auto& sub : Subfolders(root)) folders.push_back(std::move(sub));
         for (const auto& folder : folders) {
-            const auto files = NotYetRemoved(ListFiles(folder, false));
+            const auto files = NotYetRemoved(FilesIn(folder));
             ++folderCount;
             const auto total = static_cast<std::int32_t>(files.size());
             for (std::int32_t i = 0; i < total; ++i) {
                 if (Cancelled()) return;
-                if (FileProgress) FileProgress(folder, total, i + 1);
+                if (OnFileProgress) OnFileProgress(folder, total, i + 1);
                 RemoveOne(files[static_cast<std::size_t>(i)], tally);
                 // A big folder still lets the window repaint and hear Cancel.
-                if ((i + 1) % kFilesPerPump == 0 && DoEvents) DoEvents();
+                if ((i + 1) % kFilesPerPump == 0 && OnDoEvents) OnDoEvents();
             }
-            if (DoEvents) DoEvents();
+            if (OnDoEvents) OnDoEvents();
         }
     });
     if (!ok || Cancelled()) return false;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/TaskWorker.hpp"
 #include "common/Vb.hpp"
 
 namespace velloran {
@@ -27,12 +28,9 @@ struct IERegistryTask;
 std::optional<std::string> ShellFolderPath(RegistryStore& registry, Platform& platform,
                                            const std::string& name);
 
-class IECleaner {
+class IECleaner : public TaskWorker {
 public:
     IECleaner(RegistryStore& registry, Platform& platform, std::string versionText);
-
-    // Written True to stop the operation in progress between two items.
-    VbBool Cancel = vbFalse;
 
     // Each operation reports through the events and answers whether it ran to its
     // end. `Found` receives how many values or files were removed.
@@ -46,18 +44,9 @@ public:
     // the FileProgress handler moves.
     bool CleanCache(Form& progressWindow);
 
-    // Number, description, location ("IECleaner:CleanCache"), source, version text.
-    std::function<void(std::int16_t, const std::string&, const std::string&, const std::string&,
-                       const std::string&)>
-        Error;
-    // Folder being emptied, its file count, the position in it.
-    std::function<void(const std::string&, std::int32_t, std::int32_t)> FileProgress;
-    // Category ("Internet Explorer") and one finished log line.
-    std::function<void(const std::string&, const std::string&)> Progress;
-    // A file that cannot be deleted now.
-    std::function<void(const std::string&)> StartupDelete;
-    // Lets pending window messages run (Cancel is handled there); optional.
-    std::function<void()> DoEvents;
+    // Events: OnProgress with the category "Internet Explorer", OnError with the
+    // source "IECleaner", OnFileProgress while the cache is emptied, OnStartupDelete
+    // for each file in use, OnDoEvents between folders.
 
     struct FileItem {
         std::string path;
@@ -67,7 +56,8 @@ public:
     struct FileTally {
         std::int64_t files = 0;
         std::int64_t bytes = 0;
-        std::vector<std::string> deferred;  // files and folders handed to the start-up deletion
+        std::vector<std::string> deferred;    // files and folders handed to the start-up deletion
+        std::vector<std::string> redirected;  // files whose folder became a link meanwhile
     };
 
     // A shell folder ("Cache", "Cookies", "History") of the environment as a host
@@ -80,6 +70,9 @@ private:
     // when one of its keys exists. Answers how many went.
     std::int64_t ClearValues(KelRegistry& reg, const IEValueSource& source, bool& keyFound);
 
+    // The regular files directly in `folder`, sorted, found through the platform's
+    // walk: each is then deleted only through the folder it was found in.
+    std::vector<FileItem> FilesIn(const std::string& folder) const;
     // Removes one file; a file that stays is handed to the start-up deletion.
     void RemoveOne(const FileItem& item, FileTally& tally);
     // Removes a folder whole; what stays is handed to the start-up deletion.

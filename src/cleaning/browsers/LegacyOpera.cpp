@@ -86,7 +86,7 @@ void LegacyOperaCleaner::RemoveTrace(const std::string& profile, const std::stri
     if (platform_.RemoveFile(path))
         report_(Label(profile) + ": removed " + file + " (" + what + ").");
     else
-        report_("Failed: " + Label(profile) + ": " + file + " could not be removed.");
+        Fail("Failed: " + Label(profile) + ": " + file + " could not be removed.");
 }
 
 void LegacyOperaCleaner::CleanTyped(const std::string& profile) {
@@ -101,6 +101,15 @@ void LegacyOperaCleaner::CleanCache(const std::string& profile) {
     for (const fs::path& parent : CacheParents(platform_, PathFromUtf8(profile)))
         for (const char* name : kCacheFolders) {
             const fs::path folder = parent / name;
+            if (const auto target = platform_.ReadLink(folder.string())) {
+                // The user's own link stays, and what it leads to is not cleaned.
+                failed = true;
+                report_(Label(profile) + ": cache not cleaned: " + folder.string() +
+                        " is a symbolic link to " + *target +
+                        "; the cache lives behind it, and the link and what it leads to stay "
+                        "as they are.");
+                continue;
+            }
             // A folder holding a profile's own files is never a cache.
             if (!platform_.DirectoryExists(folder.string()) || IsProfile(folder)) continue;
             const RemovalCount size = FolderSize(folder);
@@ -110,8 +119,8 @@ void LegacyOperaCleaner::CleanCache(const std::string& profile) {
                 removed.bytes += size.bytes;
             } catch (const VbError& e) {
                 failed = true;
-                report_("Failed: " + Label(profile) + ": cache not removed from " +
-                        folder.string() + ": " + e.what());
+                Fail("Failed: " + Label(profile) + ": cache not removed from " + folder.string() +
+                     ": " + e.what());
             }
         }
     if (removed.items > 0)

@@ -16,8 +16,9 @@ std::vector<std::string> LegacyOperaProfiles(Platform& platform);
 class LegacyOperaCleaner {
 public:
     using Report = std::function<void(const std::string&)>;
-    LegacyOperaCleaner(Platform& platform, Report report)
-        : platform_(platform), report_(std::move(report)) {}
+    // `failed` hears each failure line again: something the task could not do.
+    LegacyOperaCleaner(Platform& platform, Report report, Report failed = {})
+        : platform_(platform), report_(std::move(report)), failed_(std::move(failed)) {}
 
     void CleanTyped(const std::string& profile);
     void CleanCache(const std::string& profile);
@@ -29,6 +30,11 @@ private:
     void RemoveTrace(const std::string& profile, const std::string& file, const std::string& what);
     Platform& platform_;
     Report report_;
+    Report failed_;
+    void Fail(const std::string& line) {
+        report_(line);
+        if (failed_) failed_(line);
+    }
 };
 
 }  // namespace velloran

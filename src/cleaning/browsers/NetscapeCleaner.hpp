@@ -8,37 +8,33 @@
 
 #include "cleaning/browsers/CookieKeepList.hpp"
 #include "cleaning/browsers/GeckoProfiles.hpp"
+#include "common/TaskWorker.hpp"
 #include "common/Vb.hpp"
 #include "common/platform/Platform.hpp"
 
 namespace velloran {
 
-class NetscapeCleaner {
+class NetscapeCleaner : public TaskWorker {
 public:
     // The presence query's form: where profiles are is read from the environment.
     explicit NetscapeCleaner(Platform& platform);
     NetscapeCleaner(Platform& platform, GeckoLocations where, CookieKeepList keep,
                     std::string versionText);
 
-    // Category ("Netscape") and one finished log line.
-    std::function<void(const std::string&, const std::string&)> OnProgress;
-    // Number, description, location, version text, and the profile being cleaned.
-    std::function<void(std::int16_t, const std::string&, const std::string&, const std::string&,
-                       const std::string&)>
-        OnError;
-
-    // Written True to stop before the next profile.
-    VbBool Cancel = vbFalse;
+    // Events: OnProgress with the category "Netscape"; OnError after the failure
+    // lines of a task that could not do everything, and for what it cannot explain.
 
     // True when a Gecko-family profile root exists.
     bool IsInstalled() const;
 
     // Task 1 typed addresses, 2 cache, 3 cookies, 4 form data, in every profile.
-    // Reports through the events; never fails. `unused` is left as it is.
+    // Reports through the events; never fails. `unused` is left as it is. Every
+    // profile is tried; a task that failed in one raises Error once, at its end.
     VbBool Clean(std::int16_t task, std::string& unused);
 
 private:
-    void CleanProfile(int task, const GeckoProfile& profile);
+    // The first failure of the task, empty when there was none.
+    std::string CleanProfile(int task, const GeckoProfile& profile);
     void Raise(const std::string& line);
     Platform& platform_;
     GeckoLocations where_;

@@ -1,5 +1,6 @@
 #include "cleaning/browsers/OperaCleaner.hpp"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "cleaning/browsers/ChromiumCleaner.hpp"
@@ -57,15 +58,28 @@ void OperaCleaner::Report(const std::string& text) {
     if (OnProgress) OnProgress("Opera", text);
 }
 
+void OperaCleaner::Failed(const std::string& text) {
+    Result().Failed("Opera", text);
+    if (firstFailure_.empty()) firstFailure_ = text;
+}
+
 bool OperaCleaner::Clean(Int16 task) {
     const int number = task;
     if (number < 1 || number > 4) return false;
+    firstFailure_.clear();
     try {
         RunTask(number);
+        // Every profile was tried; what one of them could not do ends the task.
+        if (!firstFailure_.empty())
+            RaiseError(
+                {vbErrInternal, firstFailure_, "OperaCleaner:Clean", {}, std::to_string(number)});
     } catch (const std::exception& e) {
         // Nothing the cleaner can explain to the user: the run's reporter takes it.
-        if (OnError)
-            OnError(ErrorNumberOf(e), e.what(), "OperaCleaner:Clean", std::to_string(number));
+        RaiseError({static_cast<std::int16_t>(ErrorNumberOf(e)),
+                    e.what(),
+                    "OperaCleaner:Clean",
+                    {},
+                    std::to_string(number)});
     }
     return true;
 }
@@ -75,20 +89,33 @@ void OperaCleaner::RunTask(int task) {
     const std::vector<std::string> legacy = LegacyOperaProfiles(platform_);
     if (profiles.empty() && legacy.empty()) {
         Report("No Opera profile found.");
+        Result().Skipped("Opera profiles", SkipReason::NothingThere);
         return;
     }
     const TaskRow& row = kTasks[task - 1];
     const CookieKeepList keep =
         task == 3 ? CookieKeepList::Load(platform_, keepListPath_) : CookieKeepList();
-    ChromiumCleaner chromium(platform_, "Opera", [this](const std::string& t) { Report(t); });
+    ChromiumCleaner chromium(
+        platform_, "Opera", [this](const std::string& t) { Report(t); },
+        [this](const std::string& t) { Failed(t); });
+    std::vector<std::string> freeFolders;
     for (const ChromiumProfile& profile : profiles) {
         if (IsTrue(Cancel)) return;
-        if (auto why = ChromiumFolderInUse(platform_, profile.userDataFolder))
+        if (auto why = ChromiumProfileInUse(platform_, profile)) {
             Report("Opera profile " + profile.folder + " left untouched: " + *why + ".");
-        else
-            row.chromium(chromium, profile, keep);
+            Result().Skipped(profile.folder, SkipReason::InUse);
+            continue;
+        }
+        row.chromium(chromium, profile, keep);
+        if (std::find(freeFolders.begin(), freeFolders.end(), profile.userDataFolder) ==
+            freeFolders.end())
+            freeFolders.push_back(profile.userDataFolder);
     }
-    LegacyOperaCleaner old(platform_, [this](const std::string& t) { Report(t); });
+    if (task == 2)
+        for (const std::string& folder : freeFolders) chromium.CleanSharedCache(folder);
+    LegacyOperaCleaner old(
+        platform_, [this](const std::string& t) { Report(t); },
+        [this](const std::string& t) { Failed(t); });
     for (const std::string& profile : legacy) {
         if (IsTrue(Cancel)) return;
         row.legacy(old, profile, keep);

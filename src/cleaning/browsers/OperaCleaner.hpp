@@ -5,23 +5,21 @@
 #include <functional>
 #include <string>
 
+#include "common/TaskWorker.hpp"
 #include "common/Vb.hpp"
 #include "common/platform/Platform.hpp"
 
 namespace velloran {
 
-class OperaCleaner {
+class OperaCleaner : public TaskWorker {
 public:
     // `keepListPath` names the file of sites whose cookies stay.
     explicit OperaCleaner(Platform& platform, std::string keepListPath = {})
         : platform_(platform), keepListPath_(std::move(keepListPath)) {}
 
-    // Asks a running Clean to stop before its next profile.
-    VbBool Cancel = vbFalse;
-    std::function<void(const std::string& area, const std::string& text)> OnProgress;
-    std::function<void(std::int16_t number, const std::string& description,
-                       const std::string& location, const std::string& extra)>
-        OnError;
+    // Events: OnProgress with the category "Opera"; OnError after the failure
+    // lines of a task that could not do everything, and for what it cannot explain.
+    // Cancel stops a running Clean before its next profile.
 
     // The Opera profile folder, "" when Opera has none.
     std::string ProfileFolder() const;
@@ -32,6 +30,8 @@ public:
 private:
     void RunTask(int task);
     void Report(const std::string& text);
+    void Failed(const std::string& text);
+    std::string firstFailure_;
 
     Platform& platform_;
     std::string keepListPath_;

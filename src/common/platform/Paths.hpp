@@ -22,7 +22,8 @@ inline bool IsPathSeparator(char c) { return kPathSeparators.find(c) != std::str
 // (Linux); on Windows without letter case and with one kind of separator.
 std::string PathKey(std::string_view path);
 
-// `name` inside `folder`, with the system's separator unless the folder ends with one.
+// `name` inside `folder`, with the system's separator unless the folder ends with one;
+// an empty folder gives the name alone.
 inline std::string JoinPath(std::string_view folder, std::string_view name) {
     std::string path(folder);
     if (!path.empty() && !IsPathSeparator(path.back())) path += kPathSeparator;

@@ -183,7 +183,9 @@ public:
                                                           bool close) = 0;
 
     // --- Other programs' locks and processes (browser profiles in use)
-    // True when another process holds an fcntl lock on the file (Gecko's .parentlock).
+    // True when another process holds a lock on the file: an fcntl lock (Gecko's
+    // .parentlock) or, on Windows, an open handle that denies others writing
+    // (Chromium's lockfile in the user data folder).
     virtual bool FileLockHeld(const std::string& /*path*/) { return false; }
     // The target of a symbolic link, dangling or not; nullopt when it is no link.
     virtual std::optional<std::string> ReadLink(const std::string& /*path*/) {
@@ -192,6 +194,12 @@ public:
     // True when `host` names this machine (its name or one of its addresses) and a
     // process `pid` lives on it: the test of lock links such as "host-pid".
     virtual bool ProcessAliveOnThisHost(const std::string& /*host*/, long /*pid*/) { return false; }
+
+    // --- What the system itself installed
+    // True when the system's package manager installed `path` (or keeps it beside
+    // what it installed): such a file is never junk, whatever its name. False where
+    // no package manager lists its files.
+    virtual bool IsPackageFile(const std::string& /*path*/) { return false; }
 
     // --- Databases of other programs
     // The file a database edit is made on: the database itself, or, where changes
@@ -209,8 +217,23 @@ public:
     // --- Files the program keeps, and deletion. Destructive ones are recorded by a preview.
     // The whole text of a file; nullopt when it cannot be read.
     virtual std::optional<std::string> ReadTextFile(const std::string& path) = 0;
-    // Replaces a file's text, creating the file when missing. Throws VbError.
+    // The text of a file the program acts on only when it is the user's own: not a
+    // link, owned by the user running the program, and nobody else may change it.
+    // nullopt when it is missing, cannot be read or is not the user's own.
+    virtual std::optional<std::string> ReadPrivateTextFile(const std::string& path) = 0;
+    // Replaces a file's text, creating the file when missing: the text goes to a
+    // temporary file that then takes the file's name, so a reader finds the old text
+    // or the new and a failed write leaves the old. A new file is readable by its
+    // owner alone; a link is refused, never written through. Throws VbError.
     virtual void WriteTextFile(const std::string& path, const std::string& text) = 0;
+    // Changes a file the program keeps while holding a lock every Velloran process
+    // takes for it, so that two processes' changes follow each other and neither
+    // is lost: `edit` receives the text as it is now (nullopt when the file is
+    // missing) and returns the new text, written as WriteTextFile writes. Throws
+    // VbError.
+    virtual void EditTextFile(
+        const std::string& path,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) = 0;
     // Replaces an existing file's content at once: the new text is written to a file
     // beside it that then takes its name, so the file holds the old text or the new,
     // never a mix, and nothing of the old file stays reachable by its name. Refuses a
@@ -219,7 +242,8 @@ public:
     // Throws the VbError ReplaceFileContent would throw for `path` before writing, so
     // that a preview fails where a real run fails.
     virtual void CheckReplaceable(const std::string& /*path*/) {}
-    // Creates a folder and any missing parents. Throws VbError.
+    // Creates a folder and any missing parents, each open to the user alone
+    // (whatever the file mode mask); existing folders stay as they are. Throws VbError.
     virtual void CreateDirectories(const std::string& path) = 0;
     // Removes one file or link (DeleteFileA); false when it could not.
     virtual bool RemoveFile(const std::string& path) = 0;

@@ -1,5 +1,6 @@
 #pragma once
-// The platform of the system the program runs on, for a target.
+// The platform of the system the program runs on, for the code that starts a
+// program (the front ends and the console session) without naming the system.
 #include <memory>
 
 #include "common/Target.hpp"

@@ -46,9 +46,13 @@ WinePrefixStore::WinePrefixStore(fs::path folder, Options options)
     // ever cleans it up.
     for (const fs::path& file : {MachineFile(), UserFile()})
         RemoveStaleTemporaries(file, options_.procRoot);
+    LoadBoth();
+}
+
+void WinePrefixStore::LoadBoth() {
     // system.reg first: it decides the prefix's architecture, as in wineserver.
-    Load(machine_, MachineFile());
-    Load(user_, UserFile());
+    Load(machine_, MachineFile(), machineStamp_);
+    Load(user_, UserFile(), userStamp_);
     if (!machine_.arch.empty() && !user_.arch.empty() && machine_.arch != user_.arch) {
         std::string msg = UserFile().string() + ", line " + std::to_string(user_.archLine) +
                           ": architecture " + user_.arch + " differs from system.reg's " +
@@ -60,13 +64,68 @@ WinePrefixStore::WinePrefixStore(fs::path folder, Options options)
     }
 }
 
-void WinePrefixStore::Load(RegHive& hive, const fs::path& file) {
+void WinePrefixStore::Load(RegHive& hive, const fs::path& file, FileStamp& stamp) {
     std::string text;
-    if (!ReadWholeFile(file, text)) {
+    stamp = {};
+    if (!ReadWholeFile(file, text, &stamp)) {
         hive.Clear();
+        stamp = StampOf(file);  // a dangling link is still a link
         return;
     }
     ReadWineRegistry(hive, std::move(text), file.string());
+}
+
+void WinePrefixStore::CreateKey(std::uint32_t root, std::string_view path) {
+    if (KeyExists(root, path)) return;
+    TreeStore::CreateKey(root, path);
+    changes_.push_back({Change::CreateKey, root, std::string(path), {}, {}, false});
+}
+
+bool WinePrefixStore::DeleteKey(std::uint32_t root, std::string_view path, bool recursive) {
+    if (!TreeStore::DeleteKey(root, path, recursive)) return false;
+    changes_.push_back({Change::DeleteKey, root, std::string(path), {}, {}, recursive});
+    return true;
+}
+
+void WinePrefixStore::WriteValue(std::uint32_t root, std::string_view path, std::string_view name,
+                                 const RegValue& value) {
+    // Writing what is there already changes nothing, so it overrides nothing that
+    // another writer stores meanwhile.
+    if (KeyExists(root, path)) {
+        const auto old = ReadValue(root, path, name);
+        if (old && *old == value) return;
+    }
+    TreeStore::WriteValue(root, path, name, value);
+    changes_.push_back({Change::WriteValue, root, std::string(path), std::string(name), value});
+}
+
+bool WinePrefixStore::DeleteValue(std::uint32_t root, std::string_view path,
+                                  std::string_view name) {
+    if (!TreeStore::DeleteValue(root, path, name)) return false;
+    changes_.push_back({Change::DeleteValue, root, std::string(path), std::string(name), {}});
+    return true;
+}
+
+void WinePrefixStore::Redo() {
+    LoadBoth();
+    // What another writer removed meanwhile is gone already; anything else this
+    // store did is done again, in the order it was done.
+    for (const Change& c : changes_) {
+        switch (c.kind) {
+            case Change::CreateKey:
+                TreeStore::CreateKey(c.root, c.path);
+                break;
+            case Change::DeleteKey:
+                TreeStore::DeleteKey(c.root, c.path, c.recursive);
+                break;
+            case Change::WriteValue:
+                TreeStore::WriteValue(c.root, c.path, c.name, c.value);
+                break;
+            case Change::DeleteValue:
+                if (KeyExists(c.root, c.path)) TreeStore::DeleteValue(c.root, c.path, c.name);
+                break;
+        }
+    }
 }
 
 std::string WinePrefixStore::DefaultArch() const {
@@ -84,6 +143,39 @@ void WinePrefixStore::CheckNoWineServer() const {
         throw VbError(vbErrPermissionDenied, WineServerRunningMessage(folder_, s.pid), kSource);
 }
 
+namespace {
+
+[[noreturn]] void RefuseLink(const fs::path& file) {
+    throw VbError(vbErrPermissionDenied,
+                  "Cannot save " + file.string() +
+                      ": it is a symbolic link, which Velloran never writes through; the "
+                      "registry changes were not saved",
+                  kSource);
+}
+
+}  // namespace
+
+bool WinePrefixStore::WriteChanged(const std::string& arch) {
+    struct Branch {
+        RegHive* hive;
+        WineBranch branch;
+        fs::path file;
+        FileStamp* stamp;
+    };
+    for (const Branch& b : {Branch{&machine_, WineBranch::Machine, MachineFile(), &machineStamp_},
+                            Branch{&user_, WineBranch::User, UserFile(), &userStamp_}}) {
+        if (b.stamp->link) RefuseLink(b.file);
+        if (!b.hive->dirty) continue;
+        PieceText text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
+        FileStamp written;
+        if (!WriteFileAtomically(b.file, text.Pieces(), b.stamp, &written)) return false;
+        *b.stamp = written;
+        if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;
+        AdoptWineRegistry(*b.hive, std::move(text));
+    }
+    return true;
+}
+
 void WinePrefixStore::Save() {
     if (!IsDirty()) return;
     std::error_code ec;
@@ -93,23 +185,37 @@ void WinePrefixStore::Save() {
                           kSource);
         CheckNoWineServer();
     } else {
-        fs::create_directories(folder_, ec);
-        if (ec) ThrowFileError(ec, "Cannot create", folder_);
+        CreateOwnFolders(folder_);
     }
-    std::string arch = DefaultArch();
-    struct Branch {
-        RegHive* hive;
-        WineBranch branch;
-        fs::path file;
-    };
-    for (const Branch& b : {Branch{&machine_, WineBranch::Machine, MachineFile()},
-                            Branch{&user_, WineBranch::User, UserFile()}}) {
-        if (!b.hive->dirty) continue;
-        PieceText text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
-        WriteFileAtomically(b.file, text.Pieces());
-        if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;
-        AdoptWineRegistry(*b.hive, std::move(text));
+    // Another Velloran saving this registry waits until this save is over.
+    const FolderLock lock(folder_);
+    constexpr int kAttempts = 3;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const FileStamp machine = StampOf(MachineFile()), user = StampOf(UserFile());
+        // Whoever put a link there may aim it at anything: not even read again.
+        if (machine.link) RefuseLink(MachineFile());
+        if (user.link) RefuseLink(UserFile());
+        if (machine != machineStamp_ || user != userStamp_) {
+            // Written by someone else since it was read: their changes stay, ours are
+            // made again on top of them.
+            if (options_.isPrefix) CheckNoWineServer();
+            Redo();
+            if (!IsDirty()) break;
+        }
+        if (WriteChanged(DefaultArch())) {
+            changes_.clear();
+            return;
+        }
     }
+    if (!IsDirty()) {
+        changes_.clear();
+        return;
+    }
+    throw VbError(vbErrPermissionDenied,
+                  "The registry of " + Describe() +
+                      " kept changing while Velloran saved it (another program is writing "
+                      "it); the registry changes were not saved",
+                  kSource);
 }
 
 std::string WinePrefixStore::Describe() const {

@@ -31,9 +31,19 @@ public:
 
     // Writes the files that changed, each atomically (temporary file in the same
     // folder, fsync, rename; mode and owner kept). Refuses, writing nothing, while
-    // the prefix's wineserver runs. On failure the old file stays whole.
+    // the prefix's wineserver runs, and for a file that is a symbolic link. Another
+    // writer's changes since the files were read are kept: the files are read again
+    // and this store's changes made anew on them. Velloran processes save one
+    // after the other (FolderLock). On failure the old file stays whole.
     void Save() override;
     std::string Describe() const override;
+
+    // The changes are recorded so that they can be made again on a newer file.
+    void CreateKey(std::uint32_t root, std::string_view path) override;
+    bool DeleteKey(std::uint32_t root, std::string_view path, bool recursive) override;
+    void WriteValue(std::uint32_t root, std::string_view path, std::string_view name,
+                    const RegValue& value) override;
+    bool DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) override;
 
     const std::filesystem::path& Folder() const { return folder_; }
     std::filesystem::path UserFile() const { return folder_ / "user.reg"; }
@@ -43,11 +53,27 @@ public:
     void CheckNoWineServer() const;
 
 private:
-    void Load(RegHive& hive, const std::filesystem::path& file);
+    // One change as the caller asked for it.
+    struct Change {
+        enum Kind { CreateKey, DeleteKey, WriteValue, DeleteValue } kind;
+        std::uint32_t root;
+        std::string path;
+        std::string name;
+        RegValue value;
+        bool recursive = false;
+    };
+    void Load(RegHive& hive, const std::filesystem::path& file, FileStamp& stamp);
+    void LoadBoth();
+    // Reads both files again and makes this store's changes on them.
+    void Redo();
+    // Writes the dirty hives; false when a file changed under the save.
+    bool WriteChanged(const std::string& arch);
     std::string DefaultArch() const;
 
     std::filesystem::path folder_;
     Options options_;
+    FileStamp userStamp_, machineStamp_;
+    std::vector<Change> changes_;
 };
 
 // Removes temporary files that a save of `file` in a process that no longer runs

@@ -139,4 +139,17 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
     return result;
 }
 
+bool SecureDeleter::DeleteWith(int method, const std::string& path, bool otherRecycles) {
+    switch (method) {
+        case 0:
+            return DeleteZapper(path);
+        case 1:
+            return DeleteGutmann(path);
+        case 2:
+            return DeleteZero(path);
+        default:
+            return DeletePlain(path, otherRecycles);
+    }
+}
+
 }  // namespace velloran

@@ -41,6 +41,10 @@ public:
     // order, 4 random.
     bool DeleteGutmann(const std::string& path);
     // Zeros, ones (0xFF), random, then reads the last pass back from the disk.
+    // The overwriting method by its delete-method list index (0 File Zapper,
+    // 1 Gutmann, 2 Zero And Delete); any other index deletes without overwriting,
+    // to the trash when `otherRecycles`.
+    bool DeleteWith(int method, const std::string& path, bool otherRecycles);
     bool DeleteZapper(const std::string& path);
     // One pass of zeros.
     bool DeleteZero(const std::string& path);

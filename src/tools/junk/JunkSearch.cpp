@@ -207,6 +207,8 @@ void JunkSearch::Deliver(std::vector<Event>& events, std::vector<std::string>& f
             // A folder report that the next one overtakes is stale: skip it.
             if (i + 1 < events.size() && !events[i + 1].junk) continue;
             FoundFile(e.folder, 16);
+        } else if (platform_.IsPackageFile(e.folder + e.name)) {
+            ++packageFilesSkipped_;
         } else {
             total_ += static_cast<double>(e.size);
             ++count;

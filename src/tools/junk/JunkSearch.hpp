@@ -20,6 +20,8 @@
 //   An empty tag means anywhere.
 // - A file is reported once, with the tag of the first filter that matches it, and
 //   only when it also matches Search's mask. Only regular files are reported.
+// - A file the system's package manager installed is never junk, whatever its name
+//   (libsoftokn3.chk, /etc/xml/catalog.old): it is passed over and counted.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -84,6 +86,9 @@ public:
     // Walker threads; 0 (the default) means one per hardware thread.
     void SetThreads(unsigned threads) { threads_ = threads; }
     double Total() const { return total_; }
+    // Files that matched a filter but that the package manager installed, over every
+    // Search of this object.
+    std::int32_t PackageFilesSkipped() const { return packageFilesSkipped_; }
 
     // What the filters compile to; public for the walker's visitor.
     struct Filter {
@@ -121,6 +126,7 @@ private:
     Platform& platform_;
     unsigned threads_ = 0;
     double total_ = 0;
+    std::int32_t packageFilesSkipped_ = 0;
     bool running_ = false;
 
     std::mutex mutex_;

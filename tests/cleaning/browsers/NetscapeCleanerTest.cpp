@@ -5,8 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "cleaning/Preview.hpp"
@@ -89,12 +91,18 @@ protected:
             EXPECT_EQ(area, "Netscape");
             lines.push_back(text);
         };
-        cleaner.OnError = [](std::int16_t, const std::string& d, const std::string&,
-                             const std::string&, const std::string&) { ADD_FAILURE() << d; };
+        errors.clear();
+        cleaner.OnError = [this](const WorkerFault& f) {
+            errors.push_back(f.location + ": " + f.description);
+        };
         std::string unused;
         cleaner.Clean(static_cast<std::int16_t>(task), unused);
+        outcome = cleaner.TakeOutcome();
         return lines;
     }
+    // The Error events of the last Run and what it counted.
+    std::vector<std::string> errors;
+    Outcome outcome;
 
     fs::path dir;
     GeckoLocations where;
@@ -110,9 +118,9 @@ TEST(GeckoProfiles, ProfilesIniListsRelativeAndAbsoluteFolders) {
         "[Profile1]\r\nName=work\r\nIsRelative=0\r\nPath=/data/work profile\r\n\r\n"
         "[Install4F96D1932A9F858E]\r\nDefault=abc.default\r\n\r\n"
         "[Profile0]\r\nName=default\r\nIsRelative=1\r\nPath=Profiles/abc.default\r\n";
-    EXPECT_EQ(ProfilesIniFolders(ini, "/h/.mozilla/firefox"),
-              (std::vector<std::string>{"/data/work profile",
-                                        "/h/.mozilla/firefox/Profiles/abc.default"}));
+    EXPECT_EQ(ProfilesIniEntries(ini),
+              (std::vector<ProfilesIniEntry>{{"/data/work profile", false},
+                                             {"Profiles/abc.default", true}}));
 }
 
 TEST_F(NetscapeCleanerTest, FindsEveryRootOnceWithItsCache) {
@@ -120,6 +128,8 @@ TEST_F(NetscapeCleanerTest, FindsEveryRootOnceWithItsCache) {
     // Absolute entry outside the roots: its cache lives inside it.
     const fs::path elsewhere = dir / "elsewhere";
     fs::create_directories(elsewhere);
+    std::ofstream(elsewhere / "prefs.js") << "// prefs\n";
+    std::ofstream(elsewhere / ".parentlock");
     std::ofstream(fs::path(where.home) / ".mozilla/firefox/profiles.ini", std::ios::app)
         << "[Profile7]\nIsRelative=0\nPath=" << elsewhere.string() << "\n"
         << "[Profile8]\nIsRelative=1\nPath=abc.default-esr\n"  // listed twice
@@ -148,6 +158,66 @@ TEST_F(NetscapeCleanerTest, FindsEveryRootOnceWithItsCache) {
     EXPECT_EQ(profiles[1].cacheFolders[0], fs::canonical(elsewhere).string() + "/cache2");
     EXPECT_TRUE(AnyGeckoRoot(platform, where));
     EXPECT_FALSE(AnyGeckoRoot(platform, GeckoLocations{(dir / "none").string(), "", "", "", ""}));
+}
+
+TEST_F(NetscapeCleanerTest, AProfileListedInAPrefixNeverLeadsOutOfIt) {
+    const fs::path drive = dir / "prefix/drive_c";
+    const fs::path appData = drive / "users/bob/AppData/Roaming";
+    const fs::path firefox = appData / "Mozilla/Firefox";
+    fs::create_directories(firefox / "Profiles/good.default");
+    where.appData = appData.string();
+    where.environmentRoot = drive.string();
+    // Drive C: is the prefix's drive_c; Z: the host's root, as Wine maps them.
+    where.hostPath = [&](const std::string& w) -> std::optional<std::string> {
+        std::string rest = w.substr(3);
+        std::replace(rest.begin(), rest.end(), '\\', '/');
+        if (w[0] == 'C' || w[0] == 'c') return (drive / rest).string();
+        if (w[0] == 'Z' || w[0] == 'z') return "/" + rest;
+        return std::nullopt;
+    };
+    // Someone else's folder, with what a profile's cache and cookies would hold.
+    const fs::path victim = dir / "victim";
+    fs::create_directories(victim / "Cache");
+    std::ofstream(victim / "Cache/thesis.odt") << "years of work";
+    fs::copy_file(kFixtures / "cookies.sqlite", victim / "cookies.sqlite");
+    std::ofstream(victim / "prefs.js") << "// looks like a profile\n";
+    std::ofstream(victim / ".parentlock");
+    fs::create_directory_symlink(victim, firefox / "Profiles/linked");
+    std::string zPath = "Z:" + victim.string();
+    std::replace(zPath.begin(), zPath.end(), '/', '\\');
+    std::ofstream(firefox / "profiles.ini")
+        << "[Profile0]\nIsRelative=0\nPath=" << victim.string() << "\n\n"
+        << "[Profile1]\nIsRelative=1\nPath=../../../../../../../../victim\n\n"
+        << "[Profile2]\nIsRelative=1\nPath=Profiles/linked\n\n"
+        << "[Profile3]\nIsRelative=0\nPath=" << zPath << "\n\n"
+        << "[Profile4]\nIsRelative=0\nPath=C:\\users\\bob\\AppData\\Roaming\\Mozilla\\"
+           "Firefox\\Profiles\\good.default\n\n"
+        << "[Profile5]\nIsRelative=1\nPath=Profiles\\good.default\n";
+    std::vector<std::string> paths;
+    for (const auto& p : FindGeckoProfiles(where)) paths.push_back(p.path);
+    EXPECT_EQ(paths, std::vector<std::string>{(firefox / "Profiles/good.default").string()});
+
+    const auto cookiesBefore = test::ReadAll(victim / "cookies.sqlite");
+    for (int task = 1; task <= 4; ++task) Run(platform, task);
+    EXPECT_TRUE(fs::exists(victim / "Cache/thesis.odt"));
+    EXPECT_EQ(test::ReadAll(victim / "cookies.sqlite"), cookiesBefore);
+
+    // In the home, a profile listed outside the browser's folder must be a real one
+    // and be reached without a link.
+    GeckoLocations home;
+    home.home = where.home;
+    const fs::path root = fs::path(where.home) / ".mozilla/firefox";
+    fs::create_directories(root);
+    fs::create_directories(dir / "bare");
+    fs::create_directory_symlink(victim, dir / "through-link");
+    std::ofstream(root / "profiles.ini")
+        << "[Profile0]\nIsRelative=0\nPath=" << (dir / "bare").string() << "\n\n"
+        << "[Profile1]\nIsRelative=0\nPath=" << (dir / "through-link").string() << "\n\n"
+        << "[Profile2]\nIsRelative=1\nPath=../../../victim\n";
+    paths.clear();
+    for (const auto& p : FindGeckoProfiles(home)) paths.push_back(p.path);
+    EXPECT_EQ(paths, std::vector<std::string>{victim.string()})
+        << "the real profile, reached by its own path";
 }
 
 TEST_F(NetscapeCleanerTest, EachTaskRemovesOnlyItsTraceAndCountsIt) {
@@ -251,6 +321,12 @@ TEST_F(NetscapeCleanerTest, ProblemsBecomeFailedLinesAndTheNextProfileIsCleaned)
                                        fs::canonical(broken).string() + "/cookies.sqlite: "))
         << cookies[0];
     EXPECT_NE(cookies[1].find("Removed 5 cookies"), std::string::npos) << cookies[1];
+    // Every profile is tried, then the failure ends the task through one Error.
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_TRUE(errors[0].starts_with("NetscapeCleaner:Clean: Failed: cookies not removed"))
+        << errors[0];
+    ASSERT_EQ(outcome.failed.size(), 1u);
+    EXPECT_EQ(outcome.failed[0].what, fs::canonical(broken).string());
 
     const auto forms = Run(platform, 4);
     ASSERT_EQ(forms.size(), 2u);
@@ -259,6 +335,8 @@ TEST_F(NetscapeCleanerTest, ProblemsBecomeFailedLinesAndTheNextProfileIsCleaned)
         << forms[0];
     EXPECT_EQ(Bytes(broken / "formhistory.sqlite"), brokenForms);
     EXPECT_EQ(Query(good / "formhistory.sqlite", "SELECT count(*) FROM moz_formhistory"), 0);
+    EXPECT_EQ(errors.size(), 1u);
+    EXPECT_TRUE(Run(platform, 1).size() == 2 && errors.empty()) << "a sound task raises nothing";
 }
 
 TEST_F(NetscapeCleanerTest, ProfileInUseIsLeftUntouched) {

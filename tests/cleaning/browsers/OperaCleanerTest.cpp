@@ -7,7 +7,7 @@
 
 #include "cleaning/browsers/ChromiumProfiles.hpp"
 #include "cleaning/browsers/OperaCleaner.hpp"
-#include "support/FakePlatform.hpp"
+#include "support/FilesPlatform.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::test {
@@ -15,50 +15,6 @@ namespace velloran::test {
 namespace fs = std::filesystem;
 
 namespace {
-
-// The fake platform over real files in a temporary home: the cleaner reads and
-// removes what is really there.
-class FilesPlatform : public FakePlatform {
-public:
-    std::string host = "testhost";
-    std::set<long> alive;
-    bool recordsOnly = false;  // a preview: files stay, databases are edited as copies
-    fs::path scratch;
-
-    bool FileExists(const std::string& p) override { return fs::is_regular_file(p); }
-    bool DirectoryExists(const std::string& p) override { return fs::is_directory(p); }
-    std::optional<std::string> ReadTextFile(const std::string& p) override {
-        std::ifstream in(p);
-        if (!in) return std::nullopt;
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-    bool RemoveFile(const std::string& p) override {
-        calls.push_back("RemoveFile:" + p);
-        return recordsOnly || fs::remove(p);
-    }
-    void DeletePath(const std::string& p) override {
-        calls.push_back("DeletePath:" + p);
-        if (!recordsOnly) fs::remove_all(p);
-    }
-    std::optional<std::string> ReadLink(const std::string& p) override {
-        std::error_code ec;
-        fs::path t = fs::read_symlink(p, ec);
-        if (ec) return std::nullopt;
-        return t.string();
-    }
-    bool ProcessAliveOnThisHost(const std::string& h, long pid) override {
-        return h == host && alive.count(pid) != 0;
-    }
-    std::string DatabaseToEdit(const std::string& path) override {
-        if (!recordsOnly) return path;
-        const fs::path copy = scratch / std::to_string(copies++);
-        fs::copy_file(path, copy);
-        return copy.string();
-    }
-    int copies = 0;
-};
 
 void Write(const fs::path& p, const std::string& text) {
     fs::create_directories(p.parent_path());
@@ -134,11 +90,15 @@ protected:
             EXPECT_EQ(area, "Opera");
             lines.push_back(text);
         };
-        cleaner.OnError = [&](std::int16_t, const std::string& d, const std::string&,
-                              const std::string&) { ADD_FAILURE() << "unexpected error: " << d; };
+        errors.clear();
+        cleaner.OnError = [&](const WorkerFault& f) { errors.push_back(f.description); };
         cleaner.Clean(task);
+        failed = cleaner.TakeOutcome().failed.size();
         return lines;
     }
+    // The Error events of the last Run and how many failures it counted.
+    std::vector<std::string> errors;
+    std::size_t failed = 0;
 
     fs::path home, userData, profile;
     FilesPlatform platform;
@@ -201,6 +161,40 @@ TEST_F(OperaCleanerTest, PreviewCountsTheSameAndChangesNoByte) {
     EXPECT_FALSE(fs::exists(home / ".cache" / "opera" / "Default" / "Cache"));
 }
 
+TEST_F(OperaCleanerTest, ACacheFolderThatIsALinkIsNamedAndLeftAsItIs) {
+    // The user moved the cache elsewhere and left a link in its place.
+    const fs::path elsewhere = home / "big disk" / "opera-cache";
+    for (const char* f : {"Cache_Data/f_000001", "Cache_Data/f_000002", "Cache_Data/index"})
+        Write(elsewhere / f, "123456");
+    fs::create_directories(home / ".cache" / "opera" / "Default");
+    const fs::path link = home / ".cache" / "opera" / "Default" / "Cache";
+    fs::create_directory_symlink(elsewhere, link);
+    const std::string label = "Opera " + profile.string();
+    const auto lines = Run(2);
+    EXPECT_EQ(Joined(lines).find("removed"), std::string::npos) << Joined(lines);
+    ASSERT_EQ(lines.size(), 1u) << Joined(lines);
+    EXPECT_NE(lines[0].find("cache not cleaned: " + link.string() + " is a symbolic link to " +
+                            elsewhere.string()),
+              std::string::npos)
+        << lines[0];
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(ReadAll(elsewhere / "Cache_Data/f_000001"), "123456");
+
+    // The same for a legacy profile's cache4.
+    fs::remove_all(userData);
+    const fs::path old = home / ".opera";
+    Write(old / "typed_history.xml", "<typed_history/>");
+    fs::create_directory_symlink(elsewhere, old / "cache4");
+    const auto legacy = Run(2);
+    ASSERT_EQ(legacy.size(), 1u) << Joined(legacy);
+    EXPECT_NE(
+        legacy[0].find("cache not cleaned: " + (old / "cache4").string() + " is a symbolic link"),
+        std::string::npos)
+        << legacy[0];
+    EXPECT_TRUE(fs::is_symlink(old / "cache4"));
+    EXPECT_EQ(ReadAll(elsewhere / "Cache_Data/index"), "123456");
+}
+
 TEST_F(OperaCleanerTest, CookiesOfKeptSitesAndTheirSubdomainsStay) {
     MakeDatabase(profile / "Network" / "Cookies", "Cookies.sql",
                  Cookie(".example.com", "a") + Cookie("shop.Example.com", "b") +
@@ -256,6 +250,10 @@ TEST_F(OperaCleanerTest, BrokenDatabasesFailAloneAndTheNextProfileIsCleaned) {
               0u);
     EXPECT_EQ(ReadAll(profile / "History"), before);
     EXPECT_EQ(ReadAll(other / "Shortcuts"), std::string(4096, 'x'));
+    // Both profiles were tried; then one Error ends the task, naming the first failure.
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(errors[0], lines[0]);
+    EXPECT_EQ(failed, 2u);
 }
 
 TEST_F(OperaCleanerTest, ARunningBrowserKeepsItsProfileAndAStaleLockDoesNot) {

@@ -15,12 +15,13 @@
 #include <thread>
 
 #include "app/Application.hpp"
-#include "app/Completion.hpp"
 #include "app/FrmMain.hpp"
+#include "cleaning/Completion.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "common/platform/linux/Logind.hpp"
 #include "common/registry/RegistryTree.hpp"
 #include "support/ScriptedHost.hpp"
+#include "support/TempDir.hpp"
 #include "support/TestProcess.hpp"
 
 extern char** environ;
@@ -122,9 +123,7 @@ protected:
         }
         if (python_.empty()) GTEST_SKIP() << "python3-dbusmock is not installed";
 
-        std::string t = (fs::temp_directory_path() / "velloran-bus-XXXXXX").string();
-        ASSERT_NE(mkdtemp(t.data()), nullptr);
-        dir_ = t;
+        dir_ = test::MakeTempDir("velloran-bus");
 
         int pipeFds[2];
         ASSERT_EQ(pipe(pipeFds), 0);
@@ -200,7 +199,7 @@ TEST_F(LogindTest, RunEndsWithPowerOffOrRebootOnTheBus) {
     EXPECT_FALSE(why.empty());
     main.stChk(Option::NoNotify).UserClick();  // no message
     main.stChk(Option::ShutDown).UserClick();  // shut down when done
-    EXPECT_NO_THROW(SuccessMsgBox(app, "Done", vbInformation));
+    EXPECT_NO_THROW(SuccessMsgBox(app, "Done", vbInformation, app.Main().CurrentOptions()));
     EXPECT_TRUE(main.IsLoaded());
 
     StartLogind();

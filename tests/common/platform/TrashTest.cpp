@@ -12,6 +12,7 @@
 
 #include "common/VbError.hpp"
 #include "common/platform/linux/FileOps.hpp"
+#include "support/TempDir.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran::linuxfs {
@@ -20,10 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using velloran::test::ReadAll;
 
-fs::path MakeTempDir(const char* stem) {
-    std::string t = (fs::temp_directory_path() / (std::string(stem) + "-XXXXXX")).string();
-    return mkdtemp(t.data());
-}
+using velloran::test::MakeTempDir;
 
 void WriteFile(const fs::path& p, const std::string& data) {
     fs::create_directories(p.parent_path());

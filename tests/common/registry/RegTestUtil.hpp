@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "support/TestProcess.hpp"
+#include "support/TempDir.hpp"
 
 namespace velloran::regtest {
 
@@ -27,20 +27,9 @@ inline void WriteBytes(const std::filesystem::path& p, const std::string& s) {
 }
 
 // A fresh folder, removed with everything in it at the end of the test.
-class ScratchDir {
+class ScratchDir : public test::ScratchDir {
 public:
-    ScratchDir() : path_(test::MakeTempDir("velloran-reg")) {}
-    ~ScratchDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    const std::filesystem::path& Path() const { return path_; }
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
+    ScratchDir() : test::ScratchDir("velloran-reg") {}
 };
 
 // The lines of `text` from the one starting with `first` up to (not including) the

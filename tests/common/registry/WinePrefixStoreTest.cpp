@@ -12,10 +12,15 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "common/VbError.hpp"
 #include "common/platform/WineServer.hpp"
 #include "common/registry/OpenStore.hpp"
 #include "common/registry/RegTestUtil.hpp"
+#include "cli/CliProcess.hpp"
+#include "support/TestProcess.hpp"
 
 namespace velloran {
 namespace {
@@ -129,7 +134,7 @@ TEST(WinePrefixStore, ValuesAskedForAfterSavesComeFromTheFileAsRead) {
     EXPECT_NE(text.find("\"y\"=hex:01,02,\\\n  03\n"), std::string::npos) << text;
 }
 
-TEST(WinePrefixStore, SaveReplacesAtomicallyAndKeepsModeOwnerAndLinks) {
+TEST(WinePrefixStore, SaveReplacesAtomicallyAndKeepsModeAndOwner) {
     ScratchDir dir;
     const std::string original = ReadBytes(DataFile("wine8-user.reg"));
     WriteBytes(dir / "user.reg", original);
@@ -154,18 +159,196 @@ TEST(WinePrefixStore, SaveReplacesAtomicallyAndKeepsModeOwnerAndLinks) {
     EXPECT_EQ(WinePrefixStore(dir.Path()).ReadValue(kHKeyCurrentUser, "Environment", "TEMP"),
               std::nullopt);
 
-    // Through a symbolic link the target is replaced and the link stays.
-    ScratchDir linked;
-    fs::create_directory(linked / "real");
-    fs::create_directory(linked / "prefix");
-    WriteBytes(linked / "real" / "user.reg", original);
-    fs::create_symlink("../real/user.reg", linked / "prefix" / "user.reg");
-    WinePrefixStore viaLink(linked / "prefix");
+    // A file the store makes is its owner's alone, whatever the file mode mask.
+    ScratchDir fresh;
+    const mode_t mask = umask(0);
+    WinePrefixStore::Options own;
+    own.isPrefix = false;
+    WinePrefixStore created(fresh / "config" / "velloran", own);
+    created.WriteValue(kHKeyCurrentUser, "Software\\Velloran", "x", RegValue::Dword(1));
+    created.Save();
+    umask(mask);
+    EXPECT_EQ(StatOf(fresh / "config").st_mode & 07777, 0700u);
+    EXPECT_EQ(StatOf(fresh / "config" / "velloran").st_mode & 07777, 0700u);
+    EXPECT_EQ(StatOf(fresh / "config" / "velloran" / "user.reg").st_mode & 07777, 0600u);
+}
+
+// The owner of a prefix that root cleans swaps user.reg for a link to a file of
+// root's while the clean runs: the save must not write through it.
+TEST(WinePrefixStore, NeverWritesThroughALinkPlantedDuringTheRun) {
+    ScratchDir dir;
+    const bool root = geteuid() == 0;
+    fs::create_directory(dir / "prefix");
+    const std::string original = ReadBytes(DataFile("wine8-user.reg"));
+    WriteBytes(dir / "prefix" / "user.reg", original);
+    WriteBytes(dir / "secret", "root's own file\n");
+    ASSERT_EQ(chmod((dir / "secret").c_str(), 0600), 0);
+    if (root) {
+        // The prefix and its files belong to another user.
+        ASSERT_EQ(chown((dir / "prefix").c_str(), 54321, 54321), 0);
+        ASSERT_EQ(chown((dir / "prefix" / "user.reg").c_str(), 54321, 54321), 0);
+    }
+    WinePrefixStore store(dir / "prefix");
+    store.DeleteValue(kHKeyCurrentUser, "Environment", "TEMP");
+    fs::remove(dir / "prefix" / "user.reg");
+    fs::create_symlink(dir / "secret", dir / "prefix" / "user.reg");
+    try {
+        store.Save();
+        ADD_FAILURE() << "saved through a link";
+    } catch (const VbError& e) {
+        EXPECT_NE(e.Description().find("symbolic link"), std::string::npos) << e.Description();
+        EXPECT_NE(e.Description().find((dir / "prefix" / "user.reg").string()), std::string::npos);
+    }
+    EXPECT_EQ(ReadBytes(dir / "secret"), "root's own file\n");
+    EXPECT_TRUE(fs::is_symlink(dir / "prefix" / "user.reg"));
+    EXPECT_EQ(FolderEntries(dir / "prefix"), std::vector<std::string>{"user.reg"});
+
+    // A user.reg that was a link when it was read is refused the same way.
+    WriteBytes(dir / "real.reg", original);
+    fs::remove(dir / "prefix" / "user.reg");
+    fs::create_symlink(dir / "real.reg", dir / "prefix" / "user.reg");
+    WinePrefixStore viaLink(dir / "prefix");
     viaLink.WriteValue(kHKeyCurrentUser, "Environment", "NEW", RegValue::String("v"));
-    viaLink.Save();
-    EXPECT_TRUE(fs::is_symlink(linked / "prefix" / "user.reg"));
-    EXPECT_NE(ReadBytes(linked / "real" / "user.reg").find("\"NEW\"=\"v\""), std::string::npos);
-    EXPECT_EQ(FolderEntries(linked / "real"), std::vector<std::string>{"user.reg"});
+    EXPECT_THROW(viaLink.Save(), VbError);
+    EXPECT_EQ(ReadBytes(dir / "real.reg"), original);
+}
+
+constexpr const char* kRunMru = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RunMRU";
+constexpr const char* kTyped = "Software\\Microsoft\\Internet Explorer\\TypedURLs";
+
+std::string PrefixUserReg() {
+    return "WINE REGISTRY Version 2\n"
+           ";; All keys relative to REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n#arch=win64\n\n"
+           "[Software\\\\Microsoft\\\\Internet Explorer\\\\TypedURLs] 1700000000\n"
+           "#time=1da1747c66d0000\n\"url1\"=\"http://one.test/\"\n\"url2\"=\"http://two.test/\"\n\n"
+           "[Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\Explorer\\\\RunMRU] "
+           "1700000000\n#time=1da1747c66d0000\n\"a\"=\"notepad\"\n\"b\"=\"calc\"\n"
+           "\"MRUList\"=\"ab\"\n\n"
+           "[Software\\\\Velloran\\\\settings] 1700000000\n#time=1da1747c66d0000\n"
+           "\"set2\"=dword:00000000\n";
+}
+
+TEST(WinePrefixStore, ChangesOfAnotherWriterDuringTheRunAreKept) {
+    ScratchDir dir;
+    WriteBytes(dir / "user.reg", PrefixUserReg());
+    WinePrefixStore first(dir.Path());
+    first.DeleteValue(kHKeyCurrentUser, kRunMru, "a");
+    // Storing the value it read changes nothing, so it cannot undo another writer.
+    first.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2", RegValue::Dword(0));
+
+    // Meanwhile another Velloran removes a typed address and stores an option.
+    WinePrefixStore second(dir.Path());
+    second.DeleteValue(kHKeyCurrentUser, kTyped, "url1");
+    second.WriteValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2", RegValue::Dword(1));
+    second.Save();
+    // And a program of the prefix replaces the file with a key of its own, as
+    // wineserver does when it exits.
+    std::string text = ReadBytes(dir / "user.reg");
+    text += "\n[Software\\\\Program] 1700000001\n#time=1da1747c66d0001\n\"Key\"=\"new\"\n";
+    WriteBytes(dir / "user.reg.new", text);
+    fs::rename(dir / "user.reg.new", dir / "user.reg");
+
+    first.Save();
+    WinePrefixStore after(dir.Path());
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url1"), std::nullopt);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url2"),
+              RegValue::String("http://two.test/"));
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kRunMru, "a"), std::nullopt);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kRunMru, "b"), RegValue::String("calc"));
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Velloran\\settings", "set2"),
+              RegValue::Dword(1));
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
+              RegValue::String("new"));
+    EXPECT_EQ(FolderEntries(dir.Path()), std::vector<std::string>{"user.reg"});
+
+    // A save after that starts from the file it wrote: nothing to redo, nothing lost.
+    first.DeleteValue(kHKeyCurrentUser, kRunMru, "b");
+    first.Save();
+    EXPECT_EQ(WinePrefixStore(dir.Path()).ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
+              RegValue::String("new"));
+    EXPECT_EQ(WinePrefixStore(dir.Path()).ReadValue(kHKeyCurrentUser, kRunMru, "b"), std::nullopt);
+}
+
+TEST(WinePrefixStore, ASecondVelloranCleaningDuringTheRunKeepsItsWork) {
+    ScratchDir dir;
+    fs::create_directories(dir / "prefix");
+    fs::create_directories(dir / "home");
+    WriteBytes(dir / "prefix" / "user.reg", PrefixUserReg());
+    WinePrefixStore first(dir / "prefix");
+    first.DeleteValue(kHKeyCurrentUser, kRunMru, "a");
+
+    const std::string env = "HOME=" + (dir / "home").string() +
+                            " XDG_CONFIG_HOME=" + (dir / "home/.config").string() +
+                            " XDG_STATE_HOME=" + (dir / "home/.local/state").string() +
+                            " XDG_DATA_HOME=" + (dir / "home/.local/share").string() +
+                            " XDG_CACHE_HOME=" + (dir / "home/.cache").string() + " DISPLAY=";
+    const test::CliResult other =
+        test::RunCli(env, "clean --prefix '" + (dir / "prefix").string() + "' ie_chk:1");
+    ASSERT_EQ(other.code, 0) << other.out;
+    ASSERT_EQ(WinePrefixStore(dir / "prefix").ReadValue(kHKeyCurrentUser, kTyped, "url1"),
+              std::nullopt)
+        << other.out;
+
+    first.Save();
+    WinePrefixStore after(dir / "prefix");
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url1"), std::nullopt);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url2"), std::nullopt);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kRunMru, "a"), std::nullopt);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kRunMru, "b"), RegValue::String("calc"));
+}
+
+// Wine's own builtin programs: a prefix whose system32 is this folder runs `reg`
+// without the minutes a full prefix takes to make.
+fs::path WineBuiltins() {
+    for (const char* dir : {"/usr/lib/x86_64-linux-gnu/wine/x86_64-windows",
+                            "/usr/lib/wine/x86_64-windows", "/usr/lib64/wine/x86_64-windows"})
+        if (fs::exists(fs::path(dir) / "reg.exe")) return dir;
+    return {};
+}
+
+TEST(WinePrefixStore, AKeyWineWritesDuringTheRunIsKept) {
+    const fs::path builtins = WineBuiltins();
+    if (builtins.empty() || std::system("command -v wine >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "wine is not installed";
+    ScratchDir dir;
+    const fs::path prefix = dir / "prefix";
+    fs::create_directories(prefix / "drive_c" / "windows");
+    fs::create_directories(prefix / "dosdevices");
+    fs::create_symlink("../drive_c", prefix / "dosdevices" / "c:");
+    fs::create_directory_symlink(builtins, prefix / "drive_c" / "windows" / "system32");
+    WriteBytes(prefix / ".update-timestamp", "disable\n");
+    WriteBytes(prefix / "user.reg", PrefixUserReg());
+
+    WinePrefixStore store(prefix);
+    store.DeleteValue(kHKeyCurrentUser, kTyped, "url1");
+    // The prefix's program starts its wineserver, writes, and the server saves the
+    // registry as it exits, all while the clean runs.
+    const std::string env = "WINEDEBUG=-all DISPLAY= WINEPREFIX='" + prefix.string() + "' ";
+    ASSERT_EQ(std::system((env +
+                           "wine reg add 'HKCU\\Software\\Program' /v Key /d fromwine /f "
+                           ">/dev/null 2>&1 && " +
+                           env + "wineserver -w")
+                              .c_str()),
+              0);
+    ASSERT_NE(ReadBytes(prefix / "user.reg").find("fromwine"), std::string::npos);
+
+    // The server has saved and is leaving; on a busy machine its lock may outlive
+    // `wineserver -w` by a moment, and the store rightly refuses until it is gone.
+    for (int attempt = 0;; ++attempt) {
+        try {
+            store.Save();
+            break;
+        } catch (const VbError& e) {
+            if (attempt == 50 || e.Description().find("is in use") == std::string::npos) throw;
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+    }
+    WinePrefixStore after(prefix);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
+              RegValue::String("fromwine"));
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url1"), std::nullopt);
+    EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url2"),
+              RegValue::String("http://two.test/"));
 }
 
 TEST(WinePrefixStore, FoldersAsFilesAndMissingPrefixesAreErrors) {

@@ -209,6 +209,88 @@ TEST_F(SecureDeleterTest, AbortStopsBetweenPassesAndStillRemovesTheFile) {
     EXPECT_TRUE(DirEmpty());
 }
 
+TEST_F(SecureDeleterTest, ASparseFileIsOverwrittenWhereItHoldsData) {
+    // 256 MB on paper, two blocks of data: overwriting the holes would only fill
+    // the disk.
+    const fs::path path = dir_ / "sparse.img";
+    const std::uint64_t far = 128u << 20;
+    {
+        const int fd = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(ftruncate(fd, 256 << 20), 0);
+        const std::string data(4096, 'S');
+        ASSERT_EQ(pwrite(fd, data.data(), data.size(), 0), 4096);
+        ASSERT_EQ(pwrite(fd, data.data(), data.size(), static_cast<off_t>(far)), 4096);
+        fsync(fd);
+        close(fd);
+    }
+    struct stat st {};
+    ASSERT_EQ(stat(path.c_str(), &st), 0);
+    const auto allocated = static_cast<std::uint64_t>(st.st_blocks) * 512;
+    SecureDeleter d(Real());
+    std::vector<std::string> passes;
+    d.SetPassHook([&](int, int fd, std::uint64_t) {
+        struct stat now {};
+        fstat(fd, &now);
+        EXPECT_EQ(static_cast<std::uint64_t>(now.st_blocks) * 512, allocated)
+            << "holes were written";
+        std::vector<unsigned char> block(4096);
+        EXPECT_EQ(pread(fd, block.data(), block.size(), static_cast<off_t>(far)), 4096);
+        passes.push_back(Describe(block));
+    });
+    double total = 0;
+    d.DeleteProgress.Connect([&](const std::string&, double t, double) { total = t; });
+    EXPECT_TRUE(d.DeleteZapper(path.string()));
+    EXPECT_EQ(passes, (std::vector<std::string>{"0 ", "ff ", "random"}));
+    EXPECT_EQ(total, static_cast<double>(allocated * 4)) << "three passes and the read-back";
+    EXPECT_TRUE(d.Report().empty());
+    EXPECT_TRUE(DirEmpty());
+}
+
+TEST_F(SecureDeleterTest, DataAppendedDuringTheWipeIsOverwrittenAndAGrowingFileNamed) {
+    const std::string appended(8192, 'A');
+    auto append = [&](const std::string& path) {
+        const int fd = open(path.c_str(), O_WRONLY | O_APPEND);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(write(fd, appended.data(), appended.size()),
+                  static_cast<ssize_t>(appended.size()));
+        close(fd);
+    };
+    {
+        // Another program appends once while the first pass runs.
+        const std::string path = Make("log.txt", 10000);
+        SecureDeleter d(Real());
+        PassLog log;
+        d.SetPassHook([&](int pass, int fd, std::uint64_t length) {
+            log.passes.push_back(Describe(ReadFd(fd, length)));
+            log.lengths.push_back(length);
+            if (pass == 1) append(path);
+        });
+        EXPECT_TRUE(d.DeleteZero(path));
+        ASSERT_EQ(log.passes, (std::vector<std::string>{"0 ", "0 "}))
+            << "the appended data had its own pass";
+        EXPECT_GE(log.lengths[1], 10000u + appended.size());
+        EXPECT_TRUE(d.Report().empty());
+        EXPECT_TRUE(DirEmpty());
+    }
+    {
+        // One that never stops is named, and the wipe is not reported whole.
+        const std::string path = Make("busy.txt", 10000);
+        SecureDeleter d(Real());
+        int passes = 0;
+        d.SetPassHook([&](int, int, std::uint64_t) {
+            ++passes;
+            append(path);
+        });
+        EXPECT_FALSE(d.DeleteZero(path));
+        EXPECT_EQ(passes, 4);
+        ASSERT_EQ(d.Report().size(), 1u);
+        EXPECT_NE(d.Report()[0].find("kept growing while it was overwritten"), std::string::npos)
+            << d.Report()[0];
+        EXPECT_TRUE(DirEmpty());
+    }
+}
+
 TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
     test::EnvGuard env;
     env.Set("XDG_DATA_HOME", (dir_ / "data").c_str());

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,7 @@
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/FakePlatform.hpp"
 #include "support/TestProcess.hpp"
+#include "tools/eradicator/SecureDeleter.hpp"
 
 namespace velloran {
 namespace {
@@ -320,6 +323,82 @@ TEST(JunkSearch, StaysOnItsFileSystem) {
     ASSERT_EQ(r.junk.size(), 1u);
     EXPECT_EQ(r.junk[0].name, "here.tmp");
     fs::remove_all(root);
+}
+
+TEST(JunkSearch, AFolderSwappedForRootsOwnLinkAfterTheScanIsNeverFollowed) {
+    // Run as root, as people run cleaners: the link is root's, in root's folder.
+    if (geteuid() != 0) GTEST_SKIP() << "the links of root's own folders need root";
+    const fs::path tree = MakeTempDir("velloran-swap");
+    ASSERT_EQ(chmod(tree.c_str(), 0755), 0);
+    const fs::path drive = tree / "drive", outside = tree / "outside";
+    WriteFile(drive / "sub" / "a.tmp", 10);
+    WriteFile(outside / "a.tmp", 10);
+    auto search = Prepared({{"*.tmp", ""}});
+    std::string folder = drive.string(), mask = "*.*";
+    std::vector<std::string> found, unreadable;
+    std::int32_t count = 0;
+    ASSERT_TRUE(search->Search(folder, mask, found, unreadable, count));
+    ASSERT_EQ(found, std::vector<std::string>{(drive / "sub" / "a.tmp").string()});
+
+    fs::rename(drive / "sub", drive / "was-sub");
+    fs::create_directory_symlink(outside, drive / "sub");
+    SecureDeleter deleter(Disk());
+    EXPECT_THROW(deleter.DeleteZero(found[0]), VbError);
+    EXPECT_THROW(deleter.DeletePlain(found[0], false), VbError);
+    EXPECT_EQ(fs::file_size(outside / "a.tmp"), 10u);
+    EXPECT_TRUE(fs::exists(drive / "was-sub" / "a.tmp"));
+    fs::remove_all(tree);
+}
+
+TEST(JunkSearch, FilesThePackageManagerInstalledAreNeverJunk) {
+    const fs::path tree = MakeTempDir("velloran-packages");
+    WriteFile(tree / "usr" / "lib" / "libsoftokn3.chk", 10);
+    WriteFile(tree / "usr" / "lib" / "stale.chk", 10);
+    WriteFile(tree / "etc" / "xml" / "catalog.old", 10);
+    WriteFile(tree / "home" / "notes.old", 10);
+    test::FakePlatform platform;
+    platform.realFiles = &Disk();
+    platform.packageFiles = {(tree / "usr" / "lib" / "libsoftokn3.chk").string(),
+                             (tree / "etc" / "xml" / "catalog.old").string()};
+    auto search = Prepared({{"*.chk;*.old", ""}}, platform);
+    Recorder r;
+    r.Attach(*search);
+    std::string folder = tree.string(), mask = "*.*";
+    std::vector<std::string> found, unreadable;
+    std::int32_t count = 0;
+    ASSERT_TRUE(search->Search(folder, mask, found, unreadable, count));
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (std::vector<std::string>{(tree / "home" / "notes.old").string(),
+                                               (tree / "usr" / "lib" / "stale.chk").string()}));
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(r.junk.size(), 2u);
+    EXPECT_EQ(search->PackageFilesSkipped(), 2);
+    EXPECT_EQ(search->Total(), 20.0) << "skipped files count for nothing saved";
+
+    // The system's own lists: dpkg's, the folders of /etc a package installed, and
+    // the names of a merged /usr.
+    fs::create_directories(tree / "info");
+    std::ofstream(tree / "info" / "libnss3:amd64.list")
+        << "/.\n/usr\n/usr/lib/x86_64-linux-gnu/libsoftokn3.chk\n/lib/legacy.chk\n";
+    std::ofstream(tree / "info" / "xml-core.list") << "/etc\n/etc/xml\n/etc/xml/catalog\n";
+    LinuxPlatform system{Target{}};
+    system.packageLists = (tree / "info").string();
+    EXPECT_TRUE(system.IsPackageFile("/usr/lib/x86_64-linux-gnu/libsoftokn3.chk"));
+    EXPECT_TRUE(system.IsPackageFile("/usr/lib//x86_64-linux-gnu/libsoftokn3.chk"));
+    EXPECT_FALSE(system.IsPackageFile("/usr/lib/x86_64-linux-gnu/other.chk"));
+    EXPECT_TRUE(system.IsPackageFile("/etc/xml/catalog.old")) << "beside a package's files in /etc";
+    EXPECT_FALSE(system.IsPackageFile("/etc/xml/sub/backup.old"));
+    EXPECT_FALSE(system.IsPackageFile("/home/me/catalog.old"));
+    std::error_code ec;
+    if (fs::read_symlink("/lib", ec) == "usr/lib") {
+        EXPECT_TRUE(system.IsPackageFile("/usr/lib/legacy.chk")) << "listed by its /lib name";
+    }
+    // A package installed later is seen at once.
+    std::ofstream(tree / "info" / "new.list") << "/usr/share/new/data.old\n";
+    fs::last_write_time(tree / "info",
+                        fs::last_write_time(tree / "info") + std::chrono::seconds(1));
+    EXPECT_TRUE(system.IsPackageFile("/usr/share/new/data.old"));
+    fs::remove_all(tree);
 }
 
 }  // namespace

@@ -174,6 +174,8 @@ void DirWalker::Start(const std::string& root, DirVisitor& visitor) {
     if (IsPseudoFileSystem(static_cast<long>(sfs.f_type)))
         throw VbError::PathFileAccess(root + " is a system pseudo file system");
     rootDev_ = st.st_dev;
+    // The files found are deleted later by their paths: only through this folder.
+    RememberSearchedFolder(rootFolder_, fd);
 
     // Mount points below the root are skipped by name, before anything opens them
     // (opening an automount point would mount it). The device check after each

@@ -1,6 +1,7 @@
 #include "common/platform/FileIO.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,7 +66,28 @@ void ReserveFileText(std::string& text, size_t size) {
     if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
 
-bool ReadWholeFile(const fs::path& file, std::string& out) {
+namespace {
+
+FileStamp StampFrom(const struct stat& st) {
+    FileStamp s;
+    s.exists = true;
+    s.link = S_ISLNK(st.st_mode);
+    s.device = static_cast<std::uint64_t>(st.st_dev);
+    s.inode = static_cast<std::uint64_t>(st.st_ino);
+    s.size = static_cast<std::uint64_t>(st.st_size);
+    s.modifiedNs = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    return s;
+}
+
+}  // namespace
+
+FileStamp StampOf(const fs::path& file) {
+    struct stat st {};
+    if (lstat(file.c_str(), &st) != 0) return {};
+    return StampFrom(st);
+}
+
+bool ReadWholeFile(const fs::path& file, std::string& out, FileStamp* stamp) {
     int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         if (errno == ENOENT) return false;
@@ -80,6 +102,12 @@ bool ReadWholeFile(const fs::path& file, std::string& out) {
     if (!S_ISREG(st.st_mode)) {
         close(fd);
         ThrowIo(S_ISDIR(st.st_mode) ? EISDIR : EINVAL, "Cannot read", file);
+    }
+    if (stamp) {
+        *stamp = StampFrom(st);
+        // Read through a link, the name still holds the link: a save refuses it.
+        struct stat named {};
+        if (lstat(file.c_str(), &named) == 0 && S_ISLNK(named.st_mode)) stamp->link = true;
     }
     out.clear();
     ReserveFileText(out, static_cast<size_t>(st.st_size));
@@ -127,32 +155,35 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
     WriteFileAtomically(file, std::vector<std::string_view>{text});
 }
 
-void WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces) {
-    // Through a symbolic link, replace the file it points to, not the link.
-    fs::path target = file;
-    std::error_code ec;
-    if (fs::is_symlink(file, ec)) {
-        fs::path resolved = fs::canonical(file, ec);
-        if (!ec) target = resolved;
-    }
+bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces,
+                         const FileStamp* expected, FileStamp* written) {
+    // A link is never written through, nor replaced: whoever could place it there
+    // could aim it at a file of someone else's.
     struct stat old {};
-    bool existed = stat(target.c_str(), &old) == 0;
-    fs::path dir = target.parent_path();
+    const bool existed = lstat(file.c_str(), &old) == 0;
+    if (existed && S_ISLNK(old.st_mode))
+        throw VbError(vbErrPermissionDenied,
+                      "Cannot save " + file.string() +
+                          ": it is a symbolic link, which Velloran never writes through",
+                      kSource);
+    if (existed && !S_ISREG(old.st_mode)) ThrowIo(EINVAL, "Cannot save", file);
+    if (expected && (existed ? StampFrom(old) != *expected : expected->exists)) return false;
+    fs::path dir = file.parent_path();
     if (dir.empty()) dir = ".";
 
     fs::path tmp;
     int fd = -1;
     for (int i = 0; i < 1000 && fd < 0; ++i) {
-        tmp = dir / AtomicTemporaryName(target, getpid(), i);
-        fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, existed ? 0600 : 0666);
-        if (fd < 0 && errno != EEXIST) ThrowIo(errno, "Cannot save", target);
+        tmp = dir / AtomicTemporaryName(file, getpid(), i);
+        fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd < 0 && errno != EEXIST) ThrowIo(errno, "Cannot save", file);
     }
-    if (fd < 0) ThrowIo(EEXIST, "Cannot save", target);
+    if (fd < 0) ThrowIo(EEXIST, "Cannot save", file);
 
     auto fail = [&](int err) {
         close(fd);
         unlink(tmp.c_str());
-        ThrowIo(err, "Cannot save", target);
+        ThrowIo(err, "Cannot save", file);
     };
     // The disk starts on every few megabytes while the next ones are copied, so
     // the wait for it at the end is short.
@@ -180,18 +211,68 @@ void WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
         if (fchmod(fd, old.st_mode & 07777) != 0) fail(errno);
     }
     if (fsync(fd) != 0) fail(errno);
+    struct stat mine {};
+    if (fstat(fd, &mine) != 0) fail(errno);
     if (close(fd) != 0) {
         int err = errno;
         unlink(tmp.c_str());
-        ThrowIo(err, "Cannot save", target);
+        ThrowIo(err, "Cannot save", file);
+    }
+    // Writing a large file takes a while: the name must still hold what was read.
+    struct stat now {};
+    const bool still = lstat(file.c_str(), &now) == 0;
+    if ((still && S_ISLNK(now.st_mode)) ||
+        (expected && (still ? StampFrom(now) != *expected : expected->exists)) ||
+        (!expected && existed &&
+         (!still || now.st_ino != old.st_ino || now.st_dev != old.st_dev))) {
+        unlink(tmp.c_str());
+        if (expected) return false;
+        throw VbError(vbErrPermissionDenied,
+                      "Cannot save " + file.string() +
+                          ": another program replaced it while it was being saved; left as "
+                          "the other program wrote it",
+                      kSource);
     }
     // The folder is not synced: after a power cut the rename may be lost, which
     // leaves the old file, whole, as a crash before the save would.
-    if (rename(tmp.c_str(), target.c_str()) != 0) {
+    if (rename(tmp.c_str(), file.c_str()) != 0) {
         int err = errno;
         unlink(tmp.c_str());
-        ThrowIo(err, "Cannot save", target);
+        ThrowIo(err, "Cannot save", file);
     }
+    if (written) *written = StampFrom(mine);
+    return true;
+}
+
+void CreateOwnFolders(const fs::path& folder) {
+    if (folder.empty()) return;
+    struct stat st {};
+    if (stat(folder.c_str(), &st) == 0) {
+        if (S_ISDIR(st.st_mode)) return;
+        ThrowIo(ENOTDIR, "Cannot create", folder);
+    }
+    const fs::path parent = folder.parent_path();
+    if (!parent.empty() && parent != folder) CreateOwnFolders(parent);
+    // The mode is given here, not changed afterwards: the folder is never open to
+    // others, not even for a moment.
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        ThrowIo(errno, "Cannot create", folder);
+}
+
+FolderLock::FolderLock(const fs::path& folder) {
+    const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) ThrowIo(errno, "Cannot lock", folder);
+    while (flock(fd, LOCK_EX) != 0) {
+        if (errno == EINTR) continue;
+        const int err = errno;
+        close(fd);
+        ThrowIo(err, "Cannot lock", folder);
+    }
+    handle_ = fd;
+}
+
+FolderLock::~FolderLock() {
+    if (handle_ >= 0) close(static_cast<int>(handle_));
 }
 
 std::string AtomicTemporaryName(const fs::path& file, long pid, int n) {

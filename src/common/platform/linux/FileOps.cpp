@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "common/VbError.hpp"
+#include "common/platform/FileIO.hpp"
 
 namespace velloran::linuxfs {
 
@@ -89,6 +90,8 @@ void ForEachFile(const std::string& folder, bool recursive,
     std::vector<Pending> todo;
     UniqueFd top(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!top) return;
+    // What is found here is deleted later by its path: only through this folder.
+    RememberSearchedFolder(folder, top.get());
     todo.push_back({std::move(top), folder});
     while (!todo.empty()) {
         Pending dir = std::move(todo.back());
@@ -132,22 +135,6 @@ void RemoveFileEntry(const std::string& path) {
     throw ErrnoError(errno, path);
 }
 
-void WriteFileText(const std::string& path, const std::string& text) {
-    const int raw = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (raw < 0) throw ErrnoError(errno, path);
-    UniqueFd fd(raw);
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = write(fd.get(), text.data() + done, text.size() - done);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            throw ErrnoError(errno, path);
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    if (fsync(fd.get()) != 0) throw ErrnoError(errno, path);
-}
-
 namespace {
 
 void WriteAll(int fd, const std::string& text, const std::string& shown) {
@@ -162,7 +149,86 @@ void WriteAll(int fd, const std::string& text, const std::string& shown) {
     }
 }
 
+// Writes `text` to a new file in the folder of `path`, syncs it and renames it over
+// `path`, so that a reader finds the old text or the new, whole, and a full disk
+// leaves the old file as it was. `old` is the file replaced (its mode and owner are
+// kept); null for a new file, which only its owner may read.
+void ReplaceWith(const std::string& path, const std::string& text, const struct stat* old) {
+    const auto [folder, name] = SplitPath(path);
+    std::string temp = folder + "/." + name + ".velloran-XXXXXX";
+    const int raw = mkostemp(temp.data(), O_CLOEXEC);
+    if (raw < 0) throw ErrnoError(errno, path);
+    UniqueFd fd(raw);
+    try {
+        WriteAll(fd.get(), text, path);
+        // Root writing a user's file leaves it the user's.
+        if (old && (old->st_uid != geteuid() || old->st_gid != getegid()) &&
+            fchown(fd.get(), old->st_uid, old->st_gid) != 0 && errno != EPERM)
+            throw ErrnoError(errno, path);
+        if (fchmod(fd.get(), old ? old->st_mode & 07777 : 0600) != 0 || fsync(fd.get()) != 0 ||
+            rename(temp.c_str(), path.c_str()) != 0)
+            throw ErrnoError(errno, path);
+    } catch (...) {
+        unlink(temp.c_str());
+        throw;
+    }
+    // The rename itself reaches the disk with the folder.
+    const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        fsync(dir);
+        close(dir);
+    }
+}
+
+VbError LinkRefused(const std::string& path) {
+    return VbError(vbErrPermissionDenied, "Permission denied: " + path +
+                                              " is a symbolic link, which is never written "
+                                              "through; left as it is");
+}
+
 }  // namespace
+
+void WriteFileText(const std::string& path, const std::string& text) {
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0) {
+        if (errno != ENOENT) throw ErrnoError(errno, path);
+        ReplaceWith(path, text, nullptr);
+        return;
+    }
+    if (S_ISLNK(st.st_mode)) throw LinkRefused(path);
+    if (!S_ISREG(st.st_mode))
+        throw VbError(vbErrPathFileAccess,
+                      "Path/File access error: " + path + ": not a regular file; left as it is");
+    ReplaceWith(path, text, &st);
+}
+
+void EditFileText(const std::string& path,
+                  const std::function<std::string(const std::optional<std::string>&)>& edit) {
+    const FolderLock lock(SplitPath(path).first);
+    struct stat st {};
+    const bool exists = lstat(path.c_str(), &st) == 0;
+    if (exists && S_ISLNK(st.st_mode)) throw LinkRefused(path);
+    std::optional<std::string> text;
+    if (exists) {
+        text = ReadFileText(path);
+        if (!text) throw ErrnoError(errno ? errno : EACCES, path);
+    }
+    const std::string changed = edit(text);
+    if (text && changed == *text) return;
+    WriteFileText(path, changed);
+}
+
+std::optional<std::string> ReadPrivateFileText(const std::string& path) {
+    UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat st {};
+    if (!fd || fstat(fd.get(), &st) != 0) return std::nullopt;
+    // Anyone else who could have written it, or a second name that could, makes it
+    // not the user's own.
+    if (!S_ISREG(st.st_mode) || st.st_uid != geteuid() || (st.st_mode & (S_IWGRP | S_IWOTH)) ||
+        st.st_nlink != 1)
+        return std::nullopt;
+    return ReadFileText("/proc/self/fd/" + std::to_string(fd.get()));
+}
 
 // The old file: a regular file that may be written. A file marked read-only keeps
 // its content even for root, who could otherwise replace it.
@@ -178,26 +244,7 @@ struct stat ReplaceableFile(const std::string& path) {
 
 void ReplaceFileContent(const std::string& path, const std::string& text) {
     const struct stat old = ReplaceableFile(path);
-    const auto [folder, name] = SplitPath(path);
-    std::string temp = folder + "/." + name + ".velloran-XXXXXX";
-    const int raw = mkostemp(temp.data(), O_CLOEXEC);
-    if (raw < 0) throw ErrnoError(errno, path);
-    UniqueFd fd(raw);
-    try {
-        WriteAll(fd.get(), text, path);
-        if (fchmod(fd.get(), old.st_mode & 07777) != 0 || fsync(fd.get()) != 0 ||
-            rename(temp.c_str(), path.c_str()) != 0)
-            throw ErrnoError(errno, path);
-    } catch (...) {
-        unlink(temp.c_str());
-        throw;
-    }
-    // The rename itself reaches the disk with the folder.
-    const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir >= 0) {
-        fsync(dir);
-        close(dir);
-    }
+    ReplaceWith(path, text, &old);
 }
 
 std::optional<std::string> ReadFileText(const std::string& path) {

@@ -25,10 +25,21 @@ void RemoveFileEntry(const std::string& path);
 void ForEachFile(const std::string& folder, bool recursive,
                  const std::function<bool(const std::string&, const std::string&)>& found);
 
-// Replaces a file's contents (created with mode 0600 when missing) and syncs it,
-// since a power-off may follow at once. Refuses to write through a symbolic link.
+// Replaces a file's contents through a temporary file and a rename, synced, since
+// a power-off may follow at once: a reader finds the old text or the new, and a
+// full disk leaves the old. A new file is readable by its owner alone; an existing
+// one keeps its mode and owner. Refuses a symbolic link. Throws VbError.
 void WriteFileText(const std::string& path, const std::string& text);
 std::optional<std::string> ReadFileText(const std::string& path);
+// Changes a file under the lock of its folder (FolderLock), so that other Velloran
+// processes editing it wait: `edit` gets the text as it is now (nullopt when the
+// file is missing) and returns the new one, written as WriteFileText writes.
+void EditFileText(const std::string& path,
+                  const std::function<std::string(const std::optional<std::string>&)>& edit);
+// The text of a file only when it is the user's own: a regular file (not a link)
+// owned by the user running the program, with no other name, that nobody else
+// may write. nullopt otherwise.
+std::optional<std::string> ReadPrivateFileText(const std::string& path);
 
 // Writes `text` to a new file in the same folder, with the old file's permissions,
 // syncs it and renames it over `path`. The old file must be a regular file its

@@ -22,12 +22,21 @@ std::string UnescapeMountField(const std::string& s);
 // is the parent's, so the mount id (or the mount-root attribute) decides.
 bool IsMountRoot(int parent, int child);
 
+// Remembers the folder `given` (open as `fd`) as one a search or a wipe starts
+// from, as it is now: the files found below it are deleted later by their paths,
+// and those paths must lead to what was found. Called by the walks.
+void RememberSearchedFolder(const std::string& given, int fd);
+
 // Opens the folder `path` for deleting something in it that the user picked
 // earlier, so that a folder swapped for a symbolic link since then can never
-// redirect the deletion: every component is opened without following links. Only
-// links that belong to the system's own layout are followed (owned by root, in a
-// folder only root may change, such as /home -> /var/home). Returns the descriptor,
-// or -1 with errno set (ELOOP for a link that is not followed).
+// redirect the deletion: every component is opened without following links.
+// Below a folder a walk started from (RememberSearchedFolder), that folder is
+// reached as it was resolved then and must still be the same folder (device,
+// inode), and no link below it is followed, whoever owns it. Elsewhere only links
+// that belong to the system's own layout are followed (owned by root, in a folder
+// only root may change, such as /home -> /var/home). Returns the descriptor, or -1
+// with errno set (ELOOP for a link that is not followed, ESTALE for a searched
+// folder that is no longer the one searched).
 int OpenFolderForDeletion(const std::string& path);
 
 }  // namespace velloran::linuxfs

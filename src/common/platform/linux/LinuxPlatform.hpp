@@ -1,5 +1,6 @@
 #pragma once
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "common/Target.hpp"
@@ -9,7 +10,7 @@ namespace velloran {
 
 class LinuxPlatform : public Platform {
 public:
-    explicit LinuxPlatform(Target target) : target_(std::move(target)) {}
+    explicit LinuxPlatform(Target target);
 
     std::optional<OsVersionInfo> GetVersionEx() override { return std::nullopt; }
     std::string WindowsDirectory() override;
@@ -33,7 +34,11 @@ public:
     RemovalCount RecentDocsContents() override;
     std::string ExecutablePath() override;
     std::optional<std::string> ReadTextFile(const std::string& path) override;
+    std::optional<std::string> ReadPrivateTextFile(const std::string& path) override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
+    void EditTextFile(
+        const std::string& path,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CheckReplaceable(const std::string& path) override;
     void CreateDirectories(const std::string& path) override;
@@ -54,6 +59,7 @@ public:
     bool FileLockHeld(const std::string& path) override;
     std::optional<std::string> ReadLink(const std::string& path) override;
     bool ProcessAliveOnThisHost(const std::string& host, long pid) override;
+    bool IsPackageFile(const std::string& path) override;
 
     // The bus logind is asked on; empty for the system bus. Tests point it at a
     // private bus so that no test ever reaches the real logind.
@@ -61,6 +67,9 @@ public:
 
     // Where the process table is read; tests point it at a made-up one.
     std::string procRoot = "/proc";
+
+    // Where the package manager lists each package's files (dpkg's "*.list").
+    std::string packageLists = "/var/lib/dpkg/info";
 
     // The GUI toolkit's clipboard, used instead of X11 while the GUI runs (it also
     // reaches Wayland).
@@ -80,6 +89,8 @@ private:
     std::vector<std::filesystem::path> RecentLists();
     std::string RecentFolder();
     Target target_;
+    struct PackageIndex;
+    std::shared_ptr<PackageIndex> packages_;
 };
 
 }  // namespace velloran

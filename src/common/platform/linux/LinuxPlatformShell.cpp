@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "common/VbError.hpp"
+#include "common/platform/FileIO.hpp"
 #include "common/platform/linux/DirWalker.hpp"
 #include "common/platform/linux/FileOps.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
@@ -21,8 +22,18 @@ std::optional<std::string> LinuxPlatform::ReadTextFile(const std::string& path) 
     return linuxfs::ReadFileText(path);
 }
 
+std::optional<std::string> LinuxPlatform::ReadPrivateTextFile(const std::string& path) {
+    return linuxfs::ReadPrivateFileText(path);
+}
+
 void LinuxPlatform::WriteTextFile(const std::string& path, const std::string& text) {
     linuxfs::WriteFileText(path, text);
+}
+
+void LinuxPlatform::EditTextFile(
+    const std::string& path,
+    const std::function<std::string(const std::optional<std::string>&)>& edit) {
+    linuxfs::EditFileText(path, edit);
 }
 
 void LinuxPlatform::ReplaceFileContent(const std::string& path, const std::string& text) {
@@ -32,9 +43,11 @@ void LinuxPlatform::ReplaceFileContent(const std::string& path, const std::strin
 void LinuxPlatform::CheckReplaceable(const std::string& path) { linuxfs::ReplaceableFile(path); }
 
 void LinuxPlatform::CreateDirectories(const std::string& path) {
-    std::error_code ec;
-    std::filesystem::create_directories(path, ec);
-    if (ec) throw VbError::PathNotFound(path + ": " + ec.message());
+    try {
+        CreateOwnFolders(path);
+    } catch (const VbError& e) {
+        throw VbError::PathNotFound(e.Description());
+    }
 }
 
 bool LinuxPlatform::RemoveFile(const std::string& path) {

@@ -194,15 +194,77 @@ Opened OpenForOverwrite(const std::string& path, std::vector<std::string>& repor
     return o;
 }
 
+// A part of the file that the passes write: offset and length.
+struct Span {
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+};
+
 // What the passes write, and what the last one wrote for the read-back.
 struct PassState {
     Buffer buf = AlignedBuffer(kChunk + 64);
     Buffer spare = AlignedBuffer(kChunk + 64);  // random data for the next chunk
     FastRandom lastRandom;
-    std::uint64_t size = 0;    // the file's size
-    std::uint64_t length = 0;  // what is overwritten: the size rounded up to blocks
+    std::uint64_t size = 0;  // the file's size when the spans were taken
+    std::uint64_t block = 4096;
+    std::vector<Span> chunks;  // the spans, cut into pieces of at most kChunk
     bool complete = true;
+    bool slackReported = false;
 };
+
+// The parts of [from, size) that hold data, widened to whole blocks (the last one
+// to the end of its block). Holes have no blocks of their own: writing them would
+// only fill the disk with what was never there. Where the file system cannot tell,
+// everything is data.
+std::vector<Span> DataSpans(int fd, std::uint64_t from, std::uint64_t size, std::uint64_t block) {
+    std::vector<Span> spans;
+    auto add = [&](std::uint64_t begin, std::uint64_t end) {
+        begin = std::max(from, begin / block * block);
+        end = (end + block - 1) / block * block;
+        if (end <= begin) return;
+        if (!spans.empty() && begin <= spans.back().offset + spans.back().length) {
+            Span& last = spans.back();
+            last.length = std::max(last.offset + last.length, end) - last.offset;
+        } else {
+            spans.push_back({begin, end - begin});
+        }
+    };
+    std::uint64_t at = from;
+    while (at < size) {
+        const off_t data = lseek(fd, static_cast<off_t>(at), SEEK_DATA);
+        if (data < 0) {
+            if (errno != ENXIO) add(at, size);  // ENXIO: only a hole is left
+            break;
+        }
+        off_t hole = lseek(fd, data, SEEK_HOLE);
+        if (hole < 0) hole = static_cast<off_t>(size);
+        add(static_cast<std::uint64_t>(data),
+            std::min<std::uint64_t>(static_cast<std::uint64_t>(hole), size));
+        at = static_cast<std::uint64_t>(hole);
+    }
+    return spans;
+}
+
+std::vector<Span> Chunks(const std::vector<Span>& spans) {
+    std::vector<Span> chunks;
+    for (const Span& s : spans)
+        for (std::uint64_t off = 0; off < s.length; off += kChunk)
+            chunks.push_back({s.offset + off, std::min<std::uint64_t>(kChunk, s.length - off)});
+    return chunks;
+}
+
+std::uint64_t Bytes(const std::vector<Span>& chunks) {
+    std::uint64_t n = 0;
+    for (const Span& c : chunks) n += c.length;
+    return n;
+}
+
+// The end of what the chunks cover; the file's size when that is further.
+std::uint64_t End(const PassState& ps) {
+    const std::uint64_t covered =
+        ps.chunks.empty() ? 0 : ps.chunks.back().offset + ps.chunks.back().length;
+    return std::max(covered, ps.size);
+}
 
 // Repeats the pass's pattern over the buffer by doubling copies: a byte loop
 // would cost a noticeable part of a pass's time at disk speed.
@@ -216,7 +278,7 @@ void FillPattern(unsigned char* to, std::size_t size, const OverwritePass& pass)
     }
 }
 
-// One pass over the file. False when writing failed and the passes must stop.
+// One pass over the chunks. False when writing failed and the passes must stop.
 bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassState& ps,
              std::vector<std::string>& report) {
     const std::string& path = job.path;
@@ -224,56 +286,60 @@ bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassSta
     ps.lastRandom = rng;
     auto generate = [&rng](unsigned char* to, std::size_t n) { rng.Fill(to, (n + 63) / 64 * 64); };
     if (!pass.random) FillPattern(ps.buf.get(), kChunk + 64, pass);
-    std::uint64_t off = 0;
-    std::uint64_t started = 0;  // the disk has been asked to write up to here
-    bool ready = false;         // buf already holds random data for the chunk at off
-    while (off < ps.length && !Aborted(job)) {
-        std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off));
+    std::uint64_t started = 0;  // the disk has been asked to write from here
+    std::uint64_t unsynced = 0;
+    bool ready = false;  // buf already holds random data for the current chunk
+    for (std::size_t i = 0; i < ps.chunks.size() && !Aborted(job);) {
+        const Span chunk = ps.chunks[i];
+        const auto n = static_cast<std::size_t>(chunk.length);
         const unsigned char* src = ps.buf.get();
         std::future<void> next;
         if (pass.random) {
             if (!ready) generate(ps.buf.get(), n);
             // Make the next chunk's bytes on another core while this one is written.
-            if (off + n < ps.length) {
-                std::size_t nn =
-                    static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off - n));
-                next = std::async(std::launch::async, generate, ps.spare.get(), nn);
-            }
+            if (i + 1 < ps.chunks.size())
+                next = std::async(std::launch::async, generate, ps.spare.get(),
+                                  static_cast<std::size_t>(ps.chunks[i + 1].length));
         } else {
-            src += off % static_cast<std::uint64_t>(pass.patternLength);
+            src += chunk.offset % static_cast<std::uint64_t>(pass.patternLength);
         }
         int err = 0;
-        const bool written = WriteAll(fd, src, n, off, err);
-        if (next.valid()) {
-            next.get();
-            std::swap(ps.buf, ps.spare);
-            ready = true;
-        }
+        const bool written = WriteAll(fd, src, n, chunk.offset, err);
+        const bool prefetched = next.valid();
+        if (prefetched) next.get();
         if (!written) {
-            if ((err == ENOSPC || err == EDQUOT) && off + n > ps.size && ps.length > ps.size) {
+            if ((err == ENOSPC || err == EDQUOT) && chunk.offset + n > ps.size) {
                 // The slack after the end could not be claimed: keep to the file.
-                report.push_back(path +
-                                 ": the space after the end of the file could not be "
-                                 "overwritten (disk full)");
+                if (!ps.slackReported)
+                    report.push_back(path +
+                                     ": the space after the end of the file could not be "
+                                     "overwritten (disk full)");
+                ps.slackReported = true;
                 ps.complete = false;
-                ps.length = ps.size;
-                ready = false;
+                ps.chunks.resize(i + 1);
+                ps.chunks[i].length = ps.size > chunk.offset ? ps.size - chunk.offset : 0;
+                if (ps.chunks[i].length == 0) ps.chunks.pop_back();
+                ready = pass.random;  // buf still holds this chunk's bytes
                 continue;
             }
-            report.push_back(path + ": overwriting stopped at byte " + std::to_string(off) + ": " +
-                             std::strerror(err));
+            report.push_back(path + ": overwriting stopped at byte " +
+                             std::to_string(chunk.offset) + ": " + std::strerror(err));
             ps.complete = false;
             return false;
         }
-        off += n;
+        if (prefetched) std::swap(ps.buf, ps.spare);
+        ready = prefetched;
         Add(job.done, n);
         // The disk writes what is done while the rest is copied and made, so the
         // sync at the end of the pass waits only for the last part.
-        if (off - started >= kFlushStep) {
-            sync_file_range(fd, static_cast<off_t>(started), static_cast<off_t>(off - started),
-                            SYNC_FILE_RANGE_WRITE);
-            started = off;
+        if (unsynced == 0) started = chunk.offset;
+        unsynced += n;
+        if (unsynced >= kFlushStep) {
+            sync_file_range(fd, static_cast<off_t>(started),
+                            static_cast<off_t>(chunk.offset + n - started), SYNC_FILE_RANGE_WRITE);
+            unsynced = 0;
         }
+        ++i;
     }
     return true;
 }
@@ -284,15 +350,15 @@ void VerifyLastPass(const OverwriteJob& job, int fd, PassState& ps,
     posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
     Buffer check = AlignedBuffer(kChunk + 64);
     std::uint64_t bad = 0;
-    for (std::uint64_t off = 0; off < ps.length && !Aborted(job);) {
-        std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, ps.length - off));
+    for (const Span& chunk : ps.chunks) {
+        if (Aborted(job)) break;
+        const auto n = static_cast<std::size_t>(chunk.length);
         ps.lastRandom.Fill(ps.buf.get(), (n + 63) / 64 * 64);
-        if (!ReadAll(fd, check.get(), n, off)) {
-            bad += ps.length - off;
-            break;
+        if (!ReadAll(fd, check.get(), n, chunk.offset)) {
+            bad += n;
+            continue;
         }
         for (std::size_t i = 0; i < n; ++i) bad += ps.buf[i] != check[i];
-        off += n;
         Add(job.done, n);
     }
     if (bad) {
@@ -300,6 +366,27 @@ void VerifyLastPass(const OverwriteJob& job, int fd, PassState& ps,
                          " byte(s) that differ from the last pass");
         ps.complete = false;
     }
+}
+
+// Runs every pass over the chunks; false when writing failed. `firstPass` numbers
+// the passes for the hook.
+bool RunPasses(const OverwriteJob& job, const std::vector<OverwritePass>& passes, int fd,
+               PassState& ps, int firstPass, std::vector<std::string>& report) {
+    int passNo = firstPass;
+    for (const OverwritePass& pass : passes) {
+        if (Aborted(job)) break;
+        if (!RunPass(job, pass, fd, ps, report)) return false;
+        if (fdatasync(fd) != 0) {
+            report.push_back(job.path + ": pass " + std::to_string(passNo) +
+                             " could not be flushed: " + std::strerror(errno));
+            ps.complete = false;
+        }
+        if (job.afterPass && !Aborted(job)) job.afterPass(passNo, fd, End(ps));
+        ++passNo;
+    }
+    if (job.verifyLast && !passes.empty() && !Aborted(job) && passes.back().random)
+        VerifyLastPass(job, fd, ps, report);
+    return true;
 }
 
 }  // namespace
@@ -311,9 +398,7 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
 
     PassState ps;
     ps.size = static_cast<std::uint64_t>(o.st.st_size);
-    const std::uint64_t block =
-        o.st.st_blksize > 0 ? static_cast<std::uint64_t>(o.st.st_blksize) : 4096;
-    ps.length = (ps.size + block - 1) / block * block;
+    ps.block = o.st.st_blksize > 0 ? static_cast<std::uint64_t>(o.st.st_blksize) : 4096;
     const bool shared = o.st.st_nlink > 1;
     if (shared) {
         // Other names share this data: overwriting would destroy their file.
@@ -326,26 +411,35 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
         report.push_back(path + ": " + note);
         ps.complete = false;
     }
-    if (job.total) *job.total = ps.length * (passes.size() + (job.verifyLast ? 1 : 0));
+    ps.chunks =
+        passes.empty() ? std::vector<Span>{} : Chunks(DataSpans(o.fd.get(), 0, ps.size, ps.block));
+    const std::uint64_t perByte = passes.size() + (job.verifyLast ? 1 : 0);
+    if (job.total) *job.total = Bytes(ps.chunks) * perByte;
 
-    int passNo = 0;
-    bool failed = false;
-    for (const OverwritePass& pass : passes) {
-        ++passNo;
-        if (Aborted(job)) break;
-        if (!RunPass(job, pass, o.fd.get(), ps, report)) {
-            failed = true;
+    bool failed = !RunPasses(job, passes, o.fd.get(), ps, 1, report);
+    // Whatever a writer added meanwhile is overwritten too, a few times over; a file
+    // that is still growing after that is named.
+    constexpr int kRounds = 4;
+    int passNo = 1 + static_cast<int>(passes.size());
+    for (int round = 1; !failed && !passes.empty() && !Aborted(job); ++round) {
+        struct stat now {};
+        if (fstat(o.fd.get(), &now) != 0) break;
+        const std::uint64_t covered = (End(ps) + ps.block - 1) / ps.block * ps.block;
+        const auto size = static_cast<std::uint64_t>(now.st_size);
+        if (size <= covered) break;
+        if (round == kRounds) {
+            report.push_back(path + ": kept growing while it was overwritten; the last " +
+                             std::to_string(size - covered) +
+                             " byte(s) written to it meanwhile were not overwritten");
+            ps.complete = false;
             break;
         }
-        if (fdatasync(o.fd.get()) != 0) {
-            report.push_back(path + ": pass " + std::to_string(passNo) +
-                             " could not be flushed: " + std::strerror(errno));
-            ps.complete = false;
-        }
-        if (job.afterPass && !Aborted(job)) job.afterPass(passNo, o.fd.get(), ps.length);
+        ps.size = size;
+        ps.chunks = Chunks(DataSpans(o.fd.get(), covered, size, ps.block));
+        if (job.total) *job.total += Bytes(ps.chunks) * perByte;
+        failed = !RunPasses(job, passes, o.fd.get(), ps, passNo, report);
+        passNo += static_cast<int>(passes.size());
     }
-    if (job.verifyLast && !failed && !passes.empty() && !Aborted(job) && passes.back().random)
-        VerifyLastPass(job, o.fd.get(), ps, report);
 
     const bool aborted = Aborted(job);
     // Truncating a shared file would empty the other names too. The folder's sync
@@ -355,7 +449,7 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
         ps.complete = false;
     }
     if (!HideAndUnlink(o.dir.get(), o.name, report)) throw ErrnoError(errno, path);
-    return ps.complete && !aborted;
+    return ps.complete && !aborted && !failed;
 }
 
 }  // namespace velloran::linuxfs

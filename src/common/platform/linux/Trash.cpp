@@ -1,5 +1,8 @@
 #include "common/platform/linux/Trash.hpp"
 
+#include "common/Text.hpp"
+#include "common/platform/Paths.hpp"
+
 #include "common/platform/linux/FsUtil.hpp"
 
 #include <dirent.h>
@@ -31,11 +34,6 @@ std::string RealDir(const std::string& dir) {
     return s;
 }
 
-std::string Join(const std::string& a, const std::string& b) {
-    if (a.empty()) return b;
-    return a.back() == '/' ? a + b : a + "/" + b;
-}
-
 // The highest folder above `dir` (a real path) that is still on device `dev`.
 std::string MountTop(const std::string& dir, dev_t dev) {
     std::string cur = dir;
@@ -61,8 +59,9 @@ bool EnsureOwnDir(const std::string& path, uid_t uid, bool create) {
 }
 
 bool EnsureTrashLayout(const std::string& trash, uid_t uid, bool create) {
-    return EnsureOwnDir(trash, uid, create) && EnsureOwnDir(Join(trash, "files"), uid, create) &&
-           EnsureOwnDir(Join(trash, "info"), uid, create);
+    return EnsureOwnDir(trash, uid, create) &&
+           EnsureOwnDir(JoinPath(trash, "files"), uid, create) &&
+           EnsureOwnDir(JoinPath(trash, "info"), uid, create);
 }
 
 bool IsPseudoFsType(const std::string& t) {
@@ -353,7 +352,7 @@ std::optional<TrashInfo> Trash::ParseInfo(const std::string& text) {
 }
 
 std::optional<TrashInfo> Trash::ReadInfo(const TrashDir& dir, const std::string& name) {
-    std::ifstream in(Join(Join(dir.path, "info"), name + kInfoSuffix), std::ios::binary);
+    std::ifstream in(JoinPath(JoinPath(dir.path, "info"), name + kInfoSuffix), std::ios::binary);
     if (!in) return std::nullopt;
     std::stringstream ss;
     ss << in.rdbuf();
@@ -362,14 +361,14 @@ std::optional<TrashInfo> Trash::ReadInfo(const TrashDir& dir, const std::string&
 
 std::optional<TrashDir> Trash::VolumeTrash(const std::string& topdir, bool create) const {
     const std::string uid = std::to_string(uid_);
-    std::string shared = Join(topdir, ".Trash");
+    std::string shared = JoinPath(topdir, ".Trash");
     struct stat st {};
     // $topdir/.Trash is used only when it is a real folder with the sticky bit.
     if (lstat(shared.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX)) {
-        std::string mine = Join(shared, uid);
+        std::string mine = JoinPath(shared, uid);
         if (EnsureTrashLayout(mine, uid_, create)) return TrashDir{mine, topdir, false};
     }
-    std::string own = Join(topdir, ".Trash-" + uid);
+    std::string own = JoinPath(topdir, ".Trash-" + uid);
     if (EnsureTrashLayout(own, uid_, create)) return TrashDir{own, topdir, false};
     return std::nullopt;
 }
@@ -420,7 +419,7 @@ UniqueFd Trash::ClaimName(const OpenedTrash& opened, const TrashDir& target, std
                 attempt = -1;
                 continue;
             }
-            throw ErrnoError(errno, Join(Join(target.path, "info"), infoName));
+            throw ErrnoError(errno, JoinPath(JoinPath(target.path, "info"), infoName));
         }
         UniqueFd infoFd(fd);
         struct stat existing {};
@@ -432,7 +431,7 @@ UniqueFd Trash::ClaimName(const OpenedTrash& opened, const TrashDir& target, std
             fsync(fd) != 0) {
             int err = errno;
             unlinkat(opened.info.get(), infoName.c_str(), 0);
-            throw ErrnoError(err, Join(Join(target.path, "info"), infoName));
+            throw ErrnoError(err, JoinPath(JoinPath(target.path, "info"), infoName));
         }
         claimed = candidate;
         return infoFd;
@@ -464,7 +463,7 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
         throw ErrnoError(errno, path);
     const std::string realDir = RealDir(dir);
     if (realDir.empty()) throw ErrnoError(errno, path);
-    const std::string absolute = Join(realDir, name);
+    const std::string absolute = JoinPath(realDir, name);
 
     const TrashDir target = TrashFor(path, realDir, st.st_dev);
     OpenedTrash opened = Open(target);
@@ -487,7 +486,7 @@ TrashedItem Trash::MoveToTrash(const std::string& path) {
 void Trash::Restore(const TrashDir& dir, const std::string& name) {
     auto info = ReadInfo(dir, name);
     if (!info) throw VbError::FileNotFound(name + kInfoSuffix);
-    std::string original = dir.home ? info->path : Join(dir.topdir, info->path);
+    std::string original = dir.home ? info->path : JoinPath(dir.topdir, info->path);
     auto [parent, base] = SplitPath(original);
     UniqueFd to(OpenDirectoryPath(parent));
     if (!to) throw ErrnoError(errno, parent);
@@ -509,16 +508,16 @@ std::vector<TrashDir> Trash::TrashDirs() const {
     for (const std::string& v : volumes_) {
         // Both forms may exist on one volume; list both.
         const std::string uid = std::to_string(uid_);
-        std::string shared = Join(v, ".Trash");
+        std::string shared = JoinPath(v, ".Trash");
         struct stat st {};
         if (lstat(shared.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX)) {
-            std::string mine = Join(shared, uid);
+            std::string mine = JoinPath(shared, uid);
             if (!seen.count(mine) && EnsureTrashLayout(mine, uid_, false)) {
                 out.push_back(TrashDir{mine, v, false});
                 seen.insert(mine);
             }
         }
-        std::string own = Join(v, ".Trash-" + uid);
+        std::string own = JoinPath(v, ".Trash-" + uid);
         if (!seen.count(own) && EnsureTrashLayout(own, uid_, false)) {
             out.push_back(TrashDir{own, v, false});
             seen.insert(own);
@@ -549,7 +548,7 @@ std::uint64_t Trash::Size() const {
 Trash::EmptyResult Trash::Empty() {
     EmptyResult result;
     for (const TrashDir& d : TrashDirs()) {
-        const std::string filesPath = Join(d.path, "files");
+        const std::string filesPath = JoinPath(d.path, "files");
         OpenedTrash t = Open(d);
         struct stat st {};
         if (!t || fstat(t.files.get(), &st) != 0) {
@@ -558,7 +557,7 @@ Trash::EmptyResult Trash::Empty() {
         }
         std::set<std::string> kept;
         for (const std::string& n : ListNames(t.files.get())) {
-            if (RemoveTree(t.files.get(), n, Join(filesPath, n), st.st_dev, result.failed)) {
+            if (RemoveTree(t.files.get(), n, JoinPath(filesPath, n), st.st_dev, result.failed)) {
                 ++result.removed;
                 unlinkat(t.info.get(), (n + kInfoSuffix).c_str(), 0);
             } else {

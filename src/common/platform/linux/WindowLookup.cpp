@@ -28,7 +28,7 @@ namespace {
 
 // Every Gecko-family browser registers "MozillaWindowClass" on Windows; on X11 they
 // share the instance name "Navigator" and differ in the class.
-const std::array<WindowClassRule, 3> kRules{{
+const std::array<WindowClassRule, 4> kRules{{
     {"IEFrame", {"iexplore.exe"}, {"iexplore.exe"}},
     {"MozillaWindowClass",
      {"navigator", "firefox", "firefox-esr", "librewolf", "waterfox", "seamonkey", "pale moon",
@@ -39,6 +39,15 @@ const std::array<WindowClassRule, 3> kRules{{
     {"OpWindow",
      {"opera", "opera-beta", "opera-developer"},
      {"opera", "opera-beta", "opera-developer", "opera.exe"}},
+    // Chromium-based browsers share one class on Windows; on X11 the class names the
+    // browser and its channel.
+    {"Chrome_WidgetWin_1",
+     {"google-chrome", "google-chrome-beta", "google-chrome-unstable", "chromium",
+      "chromium-browser", "microsoft-edge", "microsoft-edge-beta", "microsoft-edge-dev",
+      "brave-browser", "brave-browser-beta", "brave-browser-nightly", "vivaldi-stable",
+      "vivaldi-snapshot"},
+     {"chrome", "chromium", "chromium-browser", "msedge", "brave", "vivaldi-bin", "chrome.exe",
+      "msedge.exe", "brave.exe", "vivaldi.exe"}},
 }};
 
 bool Listed(const std::vector<std::string_view>& names, std::string_view value) {

@@ -1,0 +1,11 @@
+BEGIN TRANSACTION;
+CREATE TABLE meta(key LONGVARCHAR NOT NULL UNIQUE PRIMARY KEY, value LONGVARCHAR);
+INSERT INTO "meta" VALUES('mmap_status','-1');
+INSERT INTO "meta" VALUES('version','2');
+INSERT INTO "meta" VALUES('last_compatible_version','1');
+CREATE TABLE omni_box_shortcuts(id VARCHAR PRIMARY KEY,text VARCHAR,fill_into_edit VARCHAR,url VARCHAR,document_type INTEGER,contents VARCHAR,contents_class VARCHAR,description VARCHAR,description_class VARCHAR,transition INTEGER,type INTEGER,keyword VARCHAR,last_access_time INTEGER,number_of_hits INTEGER);
+INSERT INTO "omni_box_shortcuts" VALUES('76c9eb88-2047-482d-9e9b-70ce9e6e79a5','typed.test/','typed.test','http://typed.test/',0,'typed.test','0,1','','',1,1,'',13439915017598151,1);
+INSERT INTO "omni_box_shortcuts" VALUES('f62f026e-4dce-47f8-be30-cd21aed8e4ee','secret words','secret words','https://duckduckgo.com/?q=secret+words',0,'secret words','0,0','','',5,7,'duckduckgo.com',13439915028217038,1);
+INSERT INTO "omni_box_shortcuts" VALUES('b6fdf713-f639-40e6-9252-c4ef64790aab','bookmarked.test/','bookmarked.test','http://bookmarked.test/',0,'bookmarked.test','0,1','Kept bookmark','0,0',1,16,'',13439915034058080,1);
+INSERT INTO "omni_box_shortcuts" VALUES('e3e14130-9a39-48b0-a282-4209c1f64b60','form.test/form','form.test/form','http://form.test/form',0,'form.test/form','0,1','','',1,1,'',13439915040173702,1);
+COMMIT;

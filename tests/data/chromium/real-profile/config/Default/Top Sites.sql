@@ -1,0 +1,10 @@
+BEGIN TRANSACTION;
+CREATE TABLE meta(key LONGVARCHAR NOT NULL UNIQUE PRIMARY KEY, value LONGVARCHAR);
+INSERT INTO "meta" VALUES('mmap_status','-1');
+INSERT INTO "meta" VALUES('version','5');
+INSERT INTO "meta" VALUES('last_compatible_version','5');
+CREATE TABLE top_sites(url TEXT NOT NULL PRIMARY KEY,url_rank INTEGER NOT NULL,title TEXT NOT NULL);
+INSERT INTO "top_sites" VALUES('https://chrome.google.com/webstore?hl=en',2,'Web Store');
+INSERT INTO "top_sites" VALUES('http://typed.test/',0,'Typed');
+INSERT INTO "top_sites" VALUES('http://both.test/',1,'Typed');
+COMMIT;
