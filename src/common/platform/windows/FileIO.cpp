@@ -28,24 +28,38 @@ constexpr const char* kSource = "Registry";
     throw VbError(number, what + " " + Utf8FromPath(file) + ": " + why, kSource);
 }
 
-// The file a link leads to, so that a save replaces it and keeps the link.
-fs::path LinkTarget(const fs::path& file) {
-    if (!win::IsReparse(GetFileAttributesW(win::LongPathOf(file).c_str()))) return file;
-    win::Handle h(CreateFileW(win::LongPathOf(file).c_str(), 0,
-                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                              OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    if (!h) return file;
-    wchar_t buffer[32768];
-    const DWORD n = GetFinalPathNameByHandleW(h.get(), buffer, 32768, FILE_NAME_NORMALIZED);
-    if (n == 0 || n >= 32768) return file;
-    return fs::path(std::wstring(buffer, n));
+FileStamp StampOfInfo(const BY_HANDLE_FILE_INFORMATION& info, bool link) {
+    FileStamp st;
+    st.exists = true;
+    st.link = link;
+    st.device = info.dwVolumeSerialNumber;
+    st.inode = (static_cast<std::uint64_t>(info.nFileIndexHigh) << 32) | info.nFileIndexLow;
+    st.size = (static_cast<std::uint64_t>(info.nFileSizeHigh) << 32) | info.nFileSizeLow;
+    // FILETIME counts 100 ns steps.
+    st.modifiedNs = static_cast<std::int64_t>(
+                        (static_cast<std::uint64_t>(info.ftLastWriteTime.dwHighDateTime) << 32) |
+                        info.ftLastWriteTime.dwLowDateTime) *
+                    100;
+    return st;
 }
 
 }  // namespace
 
 void ReserveFileText(std::string& text, size_t size) { text.reserve(size); }
 
-bool ReadWholeFile(const fs::path& file, std::string& out) {
+FileStamp StampOf(const fs::path& file) {
+    // The entry itself: a link (reparse point) is stamped, not what it leads to.
+    win::Handle h(CreateFileW(win::LongPathOf(file).c_str(), 0,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING,
+                              FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    if (!h) return {};
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!GetFileInformationByHandle(h.get(), &info)) return {};
+    return StampOfInfo(info, win::IsReparse(info.dwFileAttributes));
+}
+
+bool ReadWholeFile(const fs::path& file, std::string& out, FileStamp* stamp) {
     win::Handle h(CreateFileW(win::LongPathOf(file).c_str(), GENERIC_READ,
                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                               OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
@@ -58,6 +72,11 @@ bool ReadWholeFile(const fs::path& file, std::string& out) {
     if (!GetFileInformationByHandle(h.get(), &info)) ThrowWin(GetLastError(), "Cannot read", file);
     if (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         ThrowWin(ERROR_DIRECTORY, "Cannot read", file);
+    // The file as it was opened; the name is stamped a link when it is one.
+    if (stamp) {
+        *stamp = StampOfInfo(info, false);
+        stamp->link = win::IsReparse(GetFileAttributesW(win::LongPathOf(file).c_str()));
+    }
     const std::uint64_t size =
         (static_cast<std::uint64_t>(info.nFileSizeHigh) << 32) | info.nFileSizeLow;
     out.clear();
@@ -86,11 +105,17 @@ void ThrowFileError(const std::error_code& ec, const std::string& what, const fs
 }
 
 void WriteFileAtomically(const fs::path& file, const std::string& text) {
-    WriteFileAtomically(file, std::vector<std::string_view>{text});
+    WriteFileAtomically(file, std::vector<std::string_view>{text}, nullptr, nullptr);
 }
 
-void WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces) {
-    const fs::path target = LinkTarget(file);
+bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces,
+                         const FileStamp* expected, FileStamp* written) {
+    const fs::path& target = file;
+    // A link in the file's place is refused, never written through.
+    if (win::IsReparse(GetFileAttributesW(win::LongPathOf(target).c_str())))
+        throw VbError(vbErrPathFileAccess,
+                      "Cannot save " + Utf8FromPath(target) + ": a link, not a file; left as it is",
+                      kSource);
     const bool existed =
         GetFileAttributesW(win::LongPathOf(target).c_str()) != INVALID_FILE_ATTRIBUTES;
     fs::path dir = target.parent_path();
@@ -122,6 +147,11 @@ void WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
     }
     if (!FlushFileBuffers(h.get())) fail(GetLastError());
     h.Reset();
+    // Another writer replaced or changed the file meanwhile: its change stays.
+    if (expected && StampOf(target) != *expected) {
+        DeleteFileW(win::LongPathOf(tmp).c_str());
+        return false;
+    }
     // An existing file is replaced keeping its attributes and security; a new one
     // is the temporary file renamed.
     const std::wstring from = win::LongPathOf(tmp);
@@ -136,6 +166,37 @@ void WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
         DeleteFileW(from.c_str());
         ThrowWin(error, "Cannot save", target);
     }
+    if (written) *written = StampOf(target);
+    return true;
+}
+
+void CreateOwnFolders(const fs::path& folder) {
+    // A new folder inherits the security of its parent: below the user's profile
+    // (where the program keeps its files) that is the user's, the system's and the
+    // administrators' alone.
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    if (ec) ThrowFileError(ec, "Cannot create", folder);
+}
+
+FolderLock::FolderLock(const fs::path& folder) {
+    // A lock file of the folder's own, locked whole; LockFileEx waits for it.
+    const fs::path file = folder / L".velloran.lock";
+    HANDLE h = CreateFileW(win::LongPathOf(file).c_str(), GENERIC_READ | GENERIC_WRITE,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_ALWAYS, FILE_ATTRIBUTE_HIDDEN, nullptr);
+    if (h == INVALID_HANDLE_VALUE) ThrowWin(GetLastError(), "Cannot lock", folder);
+    OVERLAPPED at{};
+    if (!LockFileEx(h, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &at)) {
+        const DWORD error = GetLastError();
+        CloseHandle(h);
+        ThrowWin(error, "Cannot lock", folder);
+    }
+    handle_ = reinterpret_cast<std::intptr_t>(h);
+}
+
+FolderLock::~FolderLock() {
+    if (handle_ != -1) CloseHandle(reinterpret_cast<HANDLE>(handle_));
 }
 
 std::string AtomicTemporaryName(const fs::path& file, long pid, int n) {

@@ -5,6 +5,7 @@
 #include "common/platform/windows/Win32.hpp"
 
 // After windows.h:
+#include <aclapi.h>
 #include <shellapi.h>
 
 #include <filesystem>
@@ -89,17 +90,45 @@ std::optional<std::string> WindowsPlatform::ReadTextFile(const std::string& path
     return text;
 }
 
-void WindowsPlatform::WriteTextFile(const std::string& path, const std::string& text) {
+// A file is the user's own when it is no link and its owner is the user running
+// the program (the owner decides who else may change it).
+std::optional<std::string> WindowsPlatform::ReadPrivateTextFile(const std::string& path) {
     const std::wstring p = win::LongPath(path);
-    // A link in the file's place is refused, never written through.
-    if (win::IsReparse(GetFileAttributesW(p.c_str())))
-        throw VbError::PathFileAccess(path + ": a link, not a file; left as it is");
-    win::Handle h(CreateFileW(p.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (!h) throw win::Win32Error(GetLastError(), path);
-    // Synced: a power-off may follow at once.
-    if (!WriteAll(h.get(), text) || !FlushFileBuffers(h.get()))
-        throw win::Win32Error(GetLastError(), path);
+    const DWORD a = GetFileAttributesW(p.c_str());
+    if (a == INVALID_FILE_ATTRIBUTES || win::IsReparse(a) || (a & FILE_ATTRIBUTE_DIRECTORY))
+        return std::nullopt;
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR sd = nullptr;
+    if (GetNamedSecurityInfoW(p.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
+                              nullptr, nullptr, nullptr, &sd) != ERROR_SUCCESS)
+        return std::nullopt;
+    bool own = false;
+    HANDLE token = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
+        alignas(TOKEN_USER) unsigned char buffer[256];
+        DWORD size = 0;
+        if (GetTokenInformation(token, TokenUser, buffer, sizeof buffer, &size))
+            own = owner && EqualSid(owner, reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid);
+        CloseHandle(token);
+    }
+    LocalFree(sd);
+    if (!own) return std::nullopt;
+    return ReadTextFile(path);
+}
+
+void WindowsPlatform::WriteTextFile(const std::string& path, const std::string& text) {
+    // Written whole beside the file, then renamed over it; a link is refused.
+    WriteFileAtomically(PathFromUtf8(path), text);
+}
+
+void WindowsPlatform::EditTextFile(
+    const std::string& path,
+    const std::function<std::string(const std::optional<std::string>&)>& edit) {
+    const std::filesystem::path file = PathFromUtf8(path);
+    FolderLock lock(file.parent_path().empty() ? std::filesystem::path(L".") : file.parent_path());
+    std::string text;
+    const bool exists = ReadWholeFile(file, text);
+    WriteFileAtomically(file, edit(exists ? std::optional<std::string>(text) : std::nullopt));
 }
 
 void WindowsPlatform::CheckReplaceable(const std::string& path) {

@@ -38,6 +38,10 @@ public:
     bool ProcessAliveOnThisHost(const std::string& host, long pid) override;
     std::string ExecutablePath() override;
     std::optional<std::string> ReadTextFile(const std::string& path) override;
+    std::optional<std::string> ReadPrivateTextFile(const std::string& path) override;
+    void EditTextFile(
+        const std::string& path,
+        const std::function<std::string(const std::optional<std::string>&)>& edit) override;
     void WriteTextFile(const std::string& path, const std::string& text) override;
     void ReplaceFileContent(const std::string& path, const std::string& text) override;
     void CheckReplaceable(const std::string& path) override;
