@@ -21,6 +21,8 @@ set(VELLORAN_LINUX_ONLY_TESTS
   common/platform/DesktopTracesTest.cpp
   common/platform/DrivesTest.cpp
   common/platform/FileOpsTest.cpp
+  # Atomic saves, stamps and folder locks checked through POSIX modes and links.
+  common/platform/FileIOTest.cpp
   common/platform/LogindTest.cpp
   common/platform/TrashTest.cpp
   common/platform/WindowLookupTest.cpp
@@ -41,6 +43,7 @@ set(VELLORAN_LINUX_ONLY_TESTS
   # lock links and mounts (Windows: tests/common/platform/windows/).
   cleaning/browsers/NetscapeCleanerTest.cpp
   cleaning/browsers/OperaCleanerTest.cpp
+  cleaning/browsers/CookieSitesTest.cpp
   app/FrmCookiesTest.cpp
   tools/eradicator/FileFinderTest.cpp
   tools/eradicator/SecureDeleterTest.cpp
