@@ -6,6 +6,8 @@
 #include <sqlite3.h>
 
 #include <filesystem>
+
+#include "common/platform/Paths.hpp"
 #include <string>
 
 #include "support/TestProcess.hpp"
@@ -34,7 +36,7 @@ inline void CopyRealProfileTree(const std::filesystem::path& from,
         const fs::path db = to / rel.parent_path() / rel.stem();
         fs::remove(db);
         sqlite3* handle = nullptr;
-        ASSERT_EQ(sqlite3_open(db.c_str(), &handle), SQLITE_OK);
+        ASSERT_EQ(sqlite3_open(Utf8FromPath(db).c_str(), &handle), SQLITE_OK);
         char* error = nullptr;
         const int rc = sqlite3_exec(handle, ("PRAGMA synchronous=OFF;" + ReadAll(e.path())).c_str(),
                                     nullptr, nullptr, &error);

@@ -1,6 +1,7 @@
 // The "Chromium-based browsers" group on the profile that the real Chromium made,
 // copied into the folders of Chrome, Chromium, Edge, Brave and Vivaldi.
 #include "cleaning/browsers/ChromiumFamilyCleaner.hpp"
+#include "common/platform/Paths.hpp"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -24,7 +25,7 @@ namespace {
 
 std::int64_t Query(const fs::path& db, const std::string& sql) {
     sqlite3* h = nullptr;
-    sqlite3_open_v2(db.c_str(), &h, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_open_v2(Utf8FromPath(db).c_str(), &h, SQLITE_OPEN_READONLY, nullptr);
     sqlite3_stmt* st = nullptr;
     std::int64_t value = -1;
     if (sqlite3_prepare_v2(h, sql.c_str(), -1, &st, nullptr) == SQLITE_OK &&
@@ -39,7 +40,7 @@ std::int64_t Query(const fs::path& db, const std::string& sql) {
 
 std::string IntegrityCheck(const fs::path& db) {
     sqlite3* h = nullptr;
-    sqlite3_open_v2(db.c_str(), &h, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_open_v2(Utf8FromPath(db).c_str(), &h, SQLITE_OPEN_READONLY, nullptr);
     std::string result;
     sqlite3_exec(
         h, "PRAGMA integrity_check",
