@@ -53,6 +53,11 @@ set(VELLORAN_LINUX_ONLY_TESTS
 list(TRANSFORM VELLORAN_LINUX_ONLY_TESTS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
 list(REMOVE_ITEM CORE_TEST_SOURCES ${VELLORAN_LINUX_ONLY_TESTS})
 
+# Single cases that cannot apply on Windows: Chromium's Linux lock is a symbolic
+# link, which Wine cannot make.
+set(VELLORAN_LINUX_ONLY_CASES
+    "ChromiumFamilyCleanerTest.AProfileInUseIsNeverWrittenAndTheLineSaysSo")
+
 add_executable(velloran_tests ${CORE_TEST_SOURCES})
 # support/windows/: the system calls the tests share (TestSystem.hpp).
 target_include_directories(velloran_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}
@@ -66,7 +71,7 @@ target_compile_definitions(velloran_tests PRIVATE
 add_dependencies(velloran_tests velloran-cli)
 # Listed when ctest starts, not at build time: listing needs Wine running.
 gtest_discover_tests(velloran_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 300
-                     TEST_FILTER "-WindowsHostLinks.*"
+                     TEST_FILTER "-WindowsHostLinks.*:${VELLORAN_LINUX_ONLY_CASES}"
                      PROPERTIES LABELS windows TIMEOUT 120)
 
 # Wine shows a symbolic link of the host's file system as a reparse point, and

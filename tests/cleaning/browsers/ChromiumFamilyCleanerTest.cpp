@@ -67,6 +67,12 @@ std::string Joined(const std::vector<std::string>& lines) {
     return all;
 }
 
+// `base` joined with a relative path written with '/', in the system's own form, as the
+// program writes the folders it names.
+fs::path Under(const fs::path& base, const char* relative) {
+    return (base / relative).make_preferred();
+}
+
 // A row's folders in the test home: its user data folder and its cache folder
 // ("" where the caches are inside the profile).
 struct Row {
@@ -82,7 +88,7 @@ protected:
     void SetUp() override {
         root = MakeTempDir("velloran-chromium");
         where = {(root / "home").string(), (root / "config").string(), (root / "cache").string(),
-                 (root / "AppData/Local").string()};
+                 Under(root, "AppData/Local").string(), Under(root, "AppData/Roaming").string()};
         platform.home = where.home;
         platform.scratch = root / "scratch";
         fs::create_directories(platform.scratch);
@@ -99,13 +105,13 @@ protected:
         return {
             {"Google Chrome", fs::path(where.configHome) / "google-chrome",
              fs::path(where.cacheHome) / "google-chrome"},
-            {"Chromium", home / "snap/chromium/common/chromium",
-             home / "snap/chromium/common/.cache/chromium"},
-            {"Microsoft Edge", home / ".var/app/com.microsoft.Edge/config/microsoft-edge",
-             home / ".var/app/com.microsoft.Edge/cache/microsoft-edge"},
-            {"Brave", fs::path(where.configHome) / "BraveSoftware/Brave-Browser",
-             fs::path(where.cacheHome) / "BraveSoftware/Brave-Browser"},
-            {"Vivaldi", fs::path(where.localAppData) / "Vivaldi/User Data", ""},
+            {"Chromium", Under(home, "snap/chromium/common/chromium"),
+             Under(home, "snap/chromium/common/.cache/chromium")},
+            {"Microsoft Edge", Under(home, ".var/app/com.microsoft.Edge/config/microsoft-edge"),
+             Under(home, ".var/app/com.microsoft.Edge/cache/microsoft-edge")},
+            {"Brave", Under(where.configHome, "BraveSoftware/Brave-Browser"),
+             Under(where.cacheHome, "BraveSoftware/Brave-Browser")},
+            {"Vivaldi", Under(where.localAppData, "Vivaldi/User Data"), ""},
         };
     }
 
@@ -382,17 +388,19 @@ TEST_F(ChromiumFamilyCleanerTest, ProfilesOfEveryRowAreFoundAndListedByTheCookie
     const auto profiles = ChromiumProfiles(platform, where, *edgeRow);
     ASSERT_EQ(profiles.size(), 2u);
     EXPECT_EQ(profiles[0].folder, (edge / "Default").string());
-    EXPECT_EQ(profiles[0].cacheFolder,
-              (fs::path(where.cacheHome) / "microsoft-edge/Default").string());
+    EXPECT_EQ(profiles[0].cacheFolder, Under(where.cacheHome, "microsoft-edge/Default").string());
     EXPECT_EQ(profiles[1].folder, (edge / "Profile 3").string());
 
     // Windows keeps the caches inside the profile; two rows reaching one folder
     // through a link clean it once, under the first row's name for it.
-    const fs::path vivaldi = fs::path(where.localAppData) / "Vivaldi/User Data";
-    const fs::path link = fs::path(where.home) / ".var/app/com.vivaldi.Vivaldi/config/vivaldi";
+    // Wine makes no links: there the profile is reached by its own row only.
+    const fs::path vivaldi = Under(where.localAppData, "Vivaldi/User Data");
+    const fs::path flatpak = Under(where.home, ".var/app/com.vivaldi.Vivaldi/config/vivaldi");
     MakeRealChromiumProfile(vivaldi, "");
-    fs::create_directories(link.parent_path());
-    fs::create_directory_symlink(vivaldi, link);
+    fs::create_directories(flatpak.parent_path());
+    std::error_code noLink;
+    fs::create_directory_symlink(vivaldi, flatpak, noLink);
+    const fs::path link = noLink ? vivaldi : flatpak;
     const std::vector<std::string> cache = Run(2);
     ASSERT_EQ(cache.size(), 3u) << Joined(cache);
     EXPECT_EQ(cache[1], "Microsoft Edge profile " + (edge / "Profile 3").string() +
@@ -406,7 +414,9 @@ TEST_F(ChromiumFamilyCleanerTest, ProfilesOfEveryRowAreFoundAndListedByTheCookie
     const auto stores = FindCookieStores(platform, GeckoLocations{}, where);
     ASSERT_EQ(stores.size(), 2u);
     EXPECT_EQ(stores[0].label, "Microsoft Edge " + (edge / "Default").string());
-    EXPECT_EQ(stores[1].label, "Vivaldi ~/.var/app/com.vivaldi.Vivaldi/config/vivaldi/Default");
+    EXPECT_EQ(stores[1].label,
+              noLink ? "Vivaldi " + (vivaldi / "Default").string()
+                     : "Vivaldi ~/.var/app/com.vivaldi.Vivaldi/config/vivaldi/Default");
     std::string error;
     const auto sites = ReadCookieSites(platform, stores[0], error);
     EXPECT_EQ(sites.size(), 5u) << error;

@@ -140,9 +140,9 @@ bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
     for (std::string_view piece : pieces) {
         while (!piece.empty()) {
             const DWORD chunk = static_cast<DWORD>(std::min<size_t>(piece.size(), 1u << 24));
-            DWORD written = 0;
-            if (!WriteFile(h.get(), piece.data(), chunk, &written, nullptr)) fail(GetLastError());
-            piece.remove_prefix(written);
+            DWORD done = 0;
+            if (!WriteFile(h.get(), piece.data(), chunk, &done, nullptr)) fail(GetLastError());
+            piece.remove_prefix(done);
         }
     }
     if (!FlushFileBuffers(h.get())) fail(GetLastError());
