@@ -7,9 +7,9 @@
 #include "app/Application.hpp"
 #include "app/ConsoleHost.hpp"
 #include "app/ConsoleSession.hpp"
-#include "cli/Json.hpp"
 #include "app/FrmCookies.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
+#include "cli/Json.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/SystemPlatform.hpp"
 
@@ -70,13 +70,13 @@ void PrintRows(const ListView& lv, const char* which) {
 // Both lists as one JSON array: {"list":"delete","name":...,"where":...}.
 void PrintRowsJson(const FrmCookies& cookies) {
     std::string out = "[";
-    for (const auto& [lv, which] : {std::pair{&cookies.lvDelete, "delete"},
-                                    std::pair{&cookies.lvKeep, "keep"}})
+    for (const auto& [lv, which] :
+         {std::pair{&cookies.lvDelete, "delete"}, std::pair{&cookies.lvKeep, "keep"}})
         for (int i = 0; i < lv->Count(); ++i) {
             const ListRow& row = lv->Row(i);
             out += std::string(out.size() > 1 ? "," : "") + "{\"list\":" + JsonString(which) +
-                   ",\"name\":" + JsonString(row.text) + ",\"where\":" +
-                   JsonString(row.subItems.empty() ? "" : row.subItems[0]) + "}";
+                   ",\"name\":" + JsonString(row.text) +
+                   ",\"where\":" + JsonString(row.subItems.empty() ? "" : row.subItems[0]) + "}";
         }
     std::cout << out << "]\n";
 }

@@ -7,10 +7,10 @@
 #include "app/Application.hpp"
 #include "app/ConsoleHost.hpp"
 #include "app/ConsoleSession.hpp"
-#include "cli/Json.hpp"
 #include "app/FrmJunk.hpp"
 #include "app/FrmMain.hpp"
 #include "cli/ConsoleProgress.hpp"
+#include "cli/Json.hpp"
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
@@ -130,8 +130,9 @@ int CmdJunk(const std::vector<std::string>& args) {
                 const std::string path = RowPath(junk.lvFiles.Row(i));
                 const auto size = app.GetPlatform().FileSize(path).value_or(0);
                 if (o.json)
-                    json += std::string(json.size() > 1 ? "," : "") + "{\"path\":" +
-                            JsonString(path) + ",\"size\":" + std::to_string(size) + "}";
+                    json += std::string(json.size() > 1 ? "," : "") +
+                            "{\"path\":" + JsonString(path) + ",\"size\":" + std::to_string(size) +
+                            "}";
                 else
                     std::cout << size << '\t' << EscapePathForLine(path) << '\n';
             }
