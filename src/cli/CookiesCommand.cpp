@@ -1,5 +1,7 @@
 #include "cli/CookiesCommand.hpp"
 
+#include <utility>
+
 #include <iostream>
 
 #include "app/Application.hpp"
@@ -7,6 +9,7 @@
 #include "app/ConsoleSession.hpp"
 #include "app/FrmCookies.hpp"
 #include "cleaning/browsers/CookieKeepList.hpp"
+#include "cli/Json.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/SystemPlatform.hpp"
 
@@ -19,6 +22,7 @@ struct CookiesOptions {
     ConsoleSession::Options session;
     RunSwitches run;                 // delete only
     std::vector<std::string> items;  // rows or sites
+    bool json = false;               // list only
 };
 
 std::string Parse(const std::vector<std::string>& args, CookiesOptions& o) {
@@ -36,6 +40,8 @@ std::string Parse(const std::vector<std::string>& args, CookiesOptions& o) {
             o.session.prefix = a.substr(9);
         } else if (o.action == "delete" && o.run.Take(a)) {
             continue;
+        } else if (o.action == "list" && a == "--json") {
+            o.json = true;
         } else if (a.starts_with("-")) {
             return "unknown option '" + a + "'";
         } else if (o.action == "list") {
@@ -45,6 +51,7 @@ std::string Parse(const std::vector<std::string>& args, CookiesOptions& o) {
         }
     }
     o.session.preview = o.run.preview;
+    o.session.quiet = o.json;
     o.session.answerNo = o.run.answerNo;
     if (o.action != "list" && o.items.empty())
         return "cookies " + o.action + " needs at least one " +
@@ -58,6 +65,20 @@ void PrintRows(const ListView& lv, const char* which) {
         std::cout << which << '\t' << row.text << '\t'
                   << (row.subItems.empty() ? "" : row.subItems[0]) << '\n';
     }
+}
+
+// Both lists as one JSON array: {"list":"delete","name":...,"where":...}.
+void PrintRowsJson(const FrmCookies& cookies) {
+    std::string out = "[";
+    for (const auto& [lv, which] :
+         {std::pair{&cookies.lvDelete, "delete"}, std::pair{&cookies.lvKeep, "keep"}})
+        for (int i = 0; i < lv->Count(); ++i) {
+            const ListRow& row = lv->Row(i);
+            out += std::string(out.size() > 1 ? "," : "") + "{\"list\":" + JsonString(which) +
+                   ",\"name\":" + JsonString(row.text) +
+                   ",\"where\":" + JsonString(row.subItems.empty() ? "" : row.subItems[0]) + "}";
+        }
+    std::cout << out << "]\n";
 }
 
 void PrintDone(const FrmCookies& cookies) {
@@ -128,9 +149,13 @@ int CmdCookies(const std::vector<std::string>& args) {
         session.Start();
         FrmCookies& cookies = session.App().Cookies();
         cookies.Load();
-        if (o.action == "list") {
+        if (o.action == "list" && o.json) {
+            PrintRowsJson(cookies);
+        } else if (o.action == "list") {
             PrintRows(cookies.lvDelete, "delete");
             PrintRows(cookies.lvKeep, "keep");
+        }
+        if (o.action == "list") {
             std::cout << std::flush;
             cookies.Unload();
             return 0;

@@ -10,6 +10,7 @@
 #include "app/FrmJunk.hpp"
 #include "app/FrmMain.hpp"
 #include "cli/ConsoleProgress.hpp"
+#include "cli/Json.hpp"
 #include "common/Target.hpp"
 #include "common/Text.hpp"
 #include "common/VbError.hpp"
@@ -21,6 +22,7 @@ namespace {
 
 struct JunkOptions {
     bool remove = false;
+    bool json = false;  // scan only: the files as one JSON array
     RunSwitches run;
     std::vector<std::string> drives;
     std::vector<std::vector<std::string>> filters;  // pattern, description, tag
@@ -40,6 +42,10 @@ std::string ParseJunk(const std::vector<std::string>& args, JunkOptions& o) {
         const std::string& a = args[i];
         std::string value;
         if (o.remove && o.run.Take(a)) continue;
+        if (!o.remove && a == "--json") {
+            o.json = true;
+            continue;
+        }
         if (a == "--drive" || a == "--filter") {
             if (i + 1 == args.size()) return a + " needs a value";
             value = args[++i];
@@ -90,7 +96,9 @@ int CmdJunk(const std::vector<std::string>& args) {
     JunkOptions o;
     if (std::string err = ParseJunk(args, o); !err.empty()) return UsageError(err);
 
-    ConsoleSession session{ConsoleSession::Options(o.run)};
+    ConsoleSession::Options options(o.run);
+    options.quiet = o.json;
+    ConsoleSession session(options);
     if (!session.Ready()) return 1;
     Application& app = session.App();
     return session.Run([&] {
@@ -116,16 +124,23 @@ int CmdJunk(const std::vector<std::string>& args) {
         progress->Follow({&junk.lblloc, &junk.lblfound}, [&junk] {
             return junk.lblloc.Caption() + "  " + junk.lblfound.Caption();
         });
+        std::string json = "[";
         const int printer = junk.lvFiles.RowsInserted.Connect([&](int first, int count) {
             progress->MakeRoomForOutput();
             for (int i = first; i < first + count; ++i) {
                 const std::string path = RowPath(junk.lvFiles.Row(i));
-                std::cout << app.GetPlatform().FileSize(path).value_or(0) << '\t'
-                          << EscapePathForLine(path) << '\n';
+                const auto size = app.GetPlatform().FileSize(path).value_or(0);
+                if (o.json)
+                    json += std::string(json.size() > 1 ? "," : "") +
+                            "{\"path\":" + JsonString(path) + ",\"size\":" + std::to_string(size) +
+                            "}";
+                else
+                    std::cout << size << '\t' << EscapePathForLine(path) << '\n';
             }
         });
         junk.cmdFind.Click();
         junk.lvFiles.RowsInserted.Disconnect(printer);
+        if (o.json) std::cout << json << "]\n";
         progress.reset();
         std::cout << std::flush;
         if (!o.remove) return 0;

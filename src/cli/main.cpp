@@ -49,6 +49,7 @@ std::string Usage(bool prefixes) {
         "                             stored settings say\n"
         "      --drive PATH           search this folder instead of every drive\n"
         "                             (repeatable)\n"
+        "      --json                 with scan: the files as one JSON array\n"
         "      --filter 'PATTERN;DESCRIPTION;TAG'\n"
         "                             use this filter instead of the filter files\n"
         "                             (repeatable)\n"
@@ -57,7 +58,7 @@ std::string Usage(bool prefixes) {
         "                             delete method (set2, set3; set1: to the trash)\n"
         "      --preview              report what would be overwritten and removed\n"
         "      --yes | --no           answer questions Yes (default) or No\n" +
-        (prefixes ? "  cookies [list] [--prefix DIR]\n" : "  cookies [list]\n") +
+        (prefixes ? "  cookies [list] [--prefix DIR] [--json]\n" : "  cookies [list] [--json]\n") +
         "                             list the cookie manager's rows: delete|keep TAB\n"
         "                             name or site TAB browser and profile\n"
         "  cookies delete [options] ROW...\n"

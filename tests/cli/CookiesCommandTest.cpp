@@ -91,6 +91,12 @@ TEST_F(CookiesCli, ListsBothListsAndEditsTheKeepList) {
                                      "delete\texample.test" + ff, "delete\tkeep.test" + ff,
                                      "delete\tsub.keep.test" + ff, "delete\tnotkeep.test" + ff}));
     EXPECT_FALSE(fs::exists(keepFile)) << "listing stores nothing";
+    const CliResult json = Cli("cookies list --json" + PrefixArg());
+    EXPECT_EQ(json.code, 0);
+    EXPECT_EQ(ParseJson(json.out), "ok") << json.out;
+    EXPECT_NE(json.out.find("{\"list\":\"delete\",\"name\":\"notkeep.test\",\"where\":\"Firefox "),
+              std::string::npos)
+        << json.out;
 
     EXPECT_EQ(Cli("cookies keep https://KEEP.test/login").code, 0);
     EXPECT_EQ(Cli("cookies keep keep.test").code, 0);  // already there: said, not an error

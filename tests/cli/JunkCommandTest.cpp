@@ -73,6 +73,18 @@ TEST_F(JunkCommandTest, ScanPrintsSizeAndEscapedPathPerFileThenTheSummary) {
     EXPECT_NE(all.out.find("3\t" + (tree / "a.tmp").string() + "\n"), std::string::npos);
     EXPECT_EQ(all.out.find("keep.txt"), std::string::npos);
 
+    // --json: the files alone on standard output, as one JSON array.
+    const CliResult json =
+        Cli("junk scan --json --drive '" + tree.string() + "' --filter '*.tmp;Temporary;temp'");
+    EXPECT_EQ(json.code, 0);
+    EXPECT_EQ(velloran::test::ParseJson(json.out), "ok") << json.out;
+    EXPECT_NE(json.out.find("\"path\":\"" + (tree / "odd").string() +
+                            "/line\\nbreak\\\\back.tmp\",\"size\":5"),
+              std::string::npos)
+        << json.out;
+    EXPECT_EQ(json.out.find("[64]"), std::string::npos) << "messages go to standard error";
+    EXPECT_EQ(Cli("junk delete --json --drive '" + tree.string() + "'").code, 2);
+
     EXPECT_EQ(Cli("junk scan --drive '" + (root / "missing").string() + "'").code, 2);
     EXPECT_EQ(Cli("junk").code, 2);
     EXPECT_EQ(Cli("junk scan --bogus").code, 2);

@@ -114,6 +114,24 @@ TEST(Trash, HomeTrashMovesRestoresCountsAndEmpties) {
     fs::remove_all(root);
 }
 
+// A trash folder under this user's name that another user owns is never opened,
+// and its emptying says so: the item is not passed over in silence.
+TEST(Trash, AnotherUsersTrashIsNamedAsNotEmptied) {
+    const fs::path root = MakeTempDir("velloran-trash-other");
+    const uid_t me = getuid() + 1;  // the folders below belong to "someone else"
+    const fs::path volume = root / "volume";
+    WriteFile(volume / (".Trash-" + std::to_string(me)) / "files/secret.txt", "x");
+    fs::create_directories(volume / (".Trash-" + std::to_string(me)) / "info");
+    Trash trash((root / "home/Trash").string(), me, {volume.string()});
+    ASSERT_EQ(trash.TrashDirs().size(), 1u);
+    EXPECT_EQ(trash.CountItems(), 0u);
+    const auto result = trash.Empty();
+    ASSERT_EQ(result.failed.size(), 1u);
+    EXPECT_NE(result.failed[0].find("not this user's trash folder"), std::string::npos);
+    EXPECT_TRUE(fs::exists(volume / (".Trash-" + std::to_string(me)) / "files/secret.txt"));
+    fs::remove_all(root);
+}
+
 TEST(Trash, OtherVolumesUseTheirOwnTrash) {
     fs::path root = MakeTempDir("velloran-volume");
     fs::path vol = root / "vol";

@@ -503,7 +503,13 @@ void Trash::Restore(const TrashDir& dir, const std::string& name) {
 
 std::vector<TrashDir> Trash::TrashDirs() const {
     std::vector<TrashDir> out;
-    if (EnsureTrashLayout(home_, uid_, false)) out.push_back(TrashDir{home_, "", true});
+    // A trash folder of this user's name that someone else owns is listed too: its
+    // emptying cannot open it and says so, instead of passing over it in silence.
+    const auto listed = [this](const std::string& path) {
+        struct stat st {};
+        return EnsureTrashLayout(path, uid_, false) || lstat(path.c_str(), &st) == 0;
+    };
+    if (listed(home_)) out.push_back(TrashDir{home_, "", true});
     std::set<std::string> seen{home_};
     for (const std::string& v : volumes_) {
         // Both forms may exist on one volume; list both.
@@ -512,13 +518,13 @@ std::vector<TrashDir> Trash::TrashDirs() const {
         struct stat st {};
         if (lstat(shared.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX)) {
             std::string mine = JoinPath(shared, uid);
-            if (!seen.count(mine) && EnsureTrashLayout(mine, uid_, false)) {
+            if (!seen.count(mine) && listed(mine)) {
                 out.push_back(TrashDir{mine, v, false});
                 seen.insert(mine);
             }
         }
         std::string own = JoinPath(v, ".Trash-" + uid);
-        if (!seen.count(own) && EnsureTrashLayout(own, uid_, false)) {
+        if (!seen.count(own) && listed(own)) {
             out.push_back(TrashDir{own, v, false});
             seen.insert(own);
         }
