@@ -25,8 +25,8 @@ void DisableArray(ControlArray<CheckBox>& array, CheckBox& selectAll) {
 // prefix, or in the source tree when run from a build.
 std::string HelpFilePath() {
     namespace fs = std::filesystem;
-    for (const fs::path& dir : {ShippedDataFolder(), fs::path(VELLORAN_DATADIR),
-                                fs::path(VELLORAN_SOURCE_DATADIR)}) {
+    for (const fs::path& dir :
+         {ShippedDataFolder(), fs::path(VELLORAN_DATADIR), fs::path(VELLORAN_SOURCE_DATADIR)}) {
         std::error_code ec;
         if (!dir.empty() && fs::exists(dir / "help" / "index.html", ec))
             return Utf8FromPath(dir / "help" / "index.html");

@@ -61,7 +61,8 @@ TEST(ShippedData, TheProgramsFolderComesFirstForItsJunkFilters) {
     std::ofstream(scan / L"kept.txt") << "x";
 
     const fs::path out = scratch.Path() / L"out.txt";
-    const DWORD code = Run(home / L"velloran-cli.exe", L"junk scan --drive \"" + scan.native() + L"\"", out);
+    const DWORD code =
+        Run(home / L"velloran-cli.exe", L"junk scan --drive \"" + scan.native() + L"\"", out);
     const std::string printed = ReadAll(out);
     EXPECT_EQ(code, 0u) << printed;
     EXPECT_NE(printed.find("left.vlnprobe"), std::string::npos) << printed;
