@@ -13,8 +13,10 @@ so the installed program cannot reach the source tree's data.
 import glob
 import os
 import shutil
+import struct
 import subprocess
 import sys
+import tempfile
 import zipfile
 
 wine_run, prefix, setup_exe, portable_zip, version = sys.argv[1:6]
@@ -41,10 +43,19 @@ def check(condition, message):
 
 
 def wine(*args, timeout=300):
-    """Runs a Windows program in the prefix, waiting for it; (exit code, output)."""
-    result = subprocess.run([wine_run, prefix, *args], cwd=drive_c, env=env,
-                            stdin=subprocess.DEVNULL, capture_output=True, timeout=timeout)
-    return result.returncode, result.stdout.decode("utf-8", "replace")
+    """Runs a Windows program in the prefix, waiting for it; (exit code, output).
+
+    The output goes through a file, not a pipe: the system processes Wine starts
+    along with the first program would hold a pipe open after the program ends.
+    """
+    # Drive C: as the current folder: it is there when drive Z: is not.
+    cwd = drive_c if os.path.isdir(drive_c) else prefix
+    with tempfile.TemporaryFile() as out:
+        code = subprocess.run([wine_run, prefix, *args], cwd=cwd, env=env,
+                              stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.DEVNULL,
+                              timeout=timeout).returncode
+        out.seek(0)
+        return code, out.read().decode("utf-8", "replace")
 
 
 def wine_and_children(*args):
@@ -94,11 +105,30 @@ def tree(root):
     return files
 
 
-def link_names(path, target):
-    """Whether a shell link names `target` (Wine writes it in the ANSI and UTF-16 forms)."""
+def read_link(path):
+    """A shell link's target path, arguments and working folder (MS-SHLLINK)."""
     with open(path, "rb") as f:
         data = f.read()
-    return target.encode("latin-1") in data or target.encode("utf-16-le") in data
+    flags = struct.unpack_from("<I", data, 20)[0]
+    pos = 76
+    if flags & 0x1:  # an item ID list
+        pos += 2 + struct.unpack_from("<H", data, pos)[0]
+    target = ""
+    if flags & 0x2:  # link information, with the local base path
+        size, _, info_flags, _, base = struct.unpack_from("<IIIII", data, pos)
+        if info_flags & 0x1:
+            target = data[pos + base:data.index(b"\0", pos + base)].decode("latin-1")
+        pos += size
+    strings = {}
+    for bit, name in ((0x4, "name"), (0x8, "relative"), (0x10, "folder"), (0x20, "arguments"),
+                      (0x40, "icon")):
+        if flags & bit:
+            count = struct.unpack_from("<H", data, pos)[0]
+            width = 2 if flags & 0x80 else 1
+            raw = data[pos + 2:pos + 2 + count * width]
+            strings[name] = raw.decode("utf-16-le" if width == 2 else "latin-1").rstrip("\0")
+            pos += 2 + count * width
+    return target, strings.get("arguments", ""), strings.get("folder", "")
 
 
 def install():
@@ -162,15 +192,16 @@ if install():
     check(reg_values(uninstall_key.replace("Software\\", "Software\\Wow6432Node\\")) is None,
           "the uninstall key is in the 32-bit view")
 
-    # The Start menu entry opens the main program.
+    # The Start menu entry opens the main program: it names it, and the shell starts
+    # it (start fails when a link's program is not there).
     if check(os.path.isfile(start_link), "no Start menu entry"):
-        check(link_names(start_link, f"{install_win}\\{main_program}"),
-              f"the Start menu entry does not name {main_program}")
+        target, arguments, folder = read_link(start_link)
+        check((target, arguments, folder) == (f"{install_win}\\{main_program}", "", install_win),
+              f"the Start menu entry opens {target!r} {arguments!r} in {folder!r}")
         if main_program == "velloran-cli.exe":
-            # Started without arguments it prints its usage and ends with status 2.
             code, out = wine("start", "/wait",
                              "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\Velloran.lnk")
-            check(code == 2, f"the Start menu entry did not start the console program: {code}")
+            check(code == 0, f"the Start menu entry did not start the program: {code}")
 
     # The installed program runs, and its junk filters come from its own folder:
     # with drive Z: gone there is no other.

@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Runs `program` with `arguments`, its standard output into `out`; the exit code.
-DWORD Run(const fs::path& program, const std::wstring& arguments, const fs::path& out) {
+DWORD RunProgram(const fs::path& program, const std::wstring& arguments, const fs::path& out) {
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     win::Handle file(CreateFileW(out.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit,
                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -61,8 +61,8 @@ TEST(ShippedData, TheProgramsFolderComesFirstForItsJunkFilters) {
     std::ofstream(scan / L"kept.txt") << "x";
 
     const fs::path out = scratch.Path() / L"out.txt";
-    const DWORD code =
-        Run(home / L"velloran-cli.exe", L"junk scan --drive \"" + scan.native() + L"\"", out);
+    const DWORD code = RunProgram(home / L"velloran-cli.exe",
+                                  L"junk scan --drive \"" + scan.native() + L"\"", out);
     const std::string printed = ReadAll(out);
     EXPECT_EQ(code, 0u) << printed;
     EXPECT_NE(printed.find("left.vlnprobe"), std::string::npos) << printed;
