@@ -5,6 +5,7 @@
 #include "common/platform/windows/Win32.hpp"
 
 #include <string>
+#include <vector>
 
 #include "common/platform/Paths.hpp"
 
@@ -29,24 +30,51 @@ private:
     HMODULE h_;
 };
 
-TEST(ProgramResources, IconInEverySizeFromTheBitmapsAndThePng) {
-    Module module;
-    ASSERT_NE(module.get(), nullptr);
-    // 256 is the PNG entry; the others are bitmaps.
-    for (int size : {16, 20, 24, 32, 40, 48, 64, 128, 256}) {
-        HICON icon = static_cast<HICON>(
-            LoadImageW(module.get(), MAKEINTRESOURCEW(1), IMAGE_ICON, size, size, 0));
-        ASSERT_NE(icon, nullptr) << size;
-        ICONINFO info{};
-        ASSERT_TRUE(GetIconInfo(icon, &info)) << size;
-        BITMAP bitmap{};
-        GetObjectW(info.hbmColor, sizeof bitmap, &bitmap);
-        EXPECT_EQ(bitmap.bmWidth, size);
-        EXPECT_EQ(bitmap.bmHeight, size);
+// The size of an icon image as Windows decodes it; 0 when it does not.
+int DecodedWidth(HMODULE module, WORD id) {
+    HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(id), MAKEINTRESOURCEW(3));  // RT_ICON
+    if (!found) return 0;
+    auto* bits = static_cast<BYTE*>(LockResource(LoadResource(module, found)));
+    HICON icon =
+        CreateIconFromResourceEx(bits, SizeofResource(module, found), TRUE, 0x00030000, 0, 0, 0);
+    if (!icon) return 0;
+    ICONINFO info{};
+    BITMAP bitmap{};
+    if (GetIconInfo(icon, &info)) {
+        GetObjectW(info.hbmColor ? info.hbmColor : info.hbmMask, sizeof bitmap, &bitmap);
         if (info.hbmColor) DeleteObject(info.hbmColor);
         if (info.hbmMask) DeleteObject(info.hbmMask);
-        DestroyIcon(icon);
     }
+    DestroyIcon(icon);
+    return bitmap.bmWidth;
+}
+
+TEST(ProgramResources, IconOneHoldsEverySizeAndEachImageDecodes) {
+    Module module;
+    ASSERT_NE(module.get(), nullptr);
+    // Icon group 1 is the one Explorer shows for the file.
+    HRSRC group = FindResourceW(module.get(), MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(14));
+    ASSERT_NE(group, nullptr) << "no icon group 1";
+    const auto* dir = static_cast<const BYTE*>(LockResource(LoadResource(module.get(), group)));
+    const int count = dir[4] | dir[5] << 8;
+    std::vector<int> sizes;
+    for (int i = 0; i < count; ++i) {
+        // 14 bytes an entry: width (0 for 256), height, colours, reserved, planes,
+        // bits, bytes, then the image's resource ID.
+        const BYTE* entry = dir + 6 + 14 * i;
+        const int size = entry[0] ? entry[0] : 256;
+        const WORD id = static_cast<WORD>(entry[12] | entry[13] << 8);
+        sizes.push_back(size);
+        // 256 is stored as PNG, the others as bitmaps: both must decode.
+        EXPECT_EQ(DecodedWidth(module.get(), id), size) << "image " << id;
+    }
+    EXPECT_EQ(sizes, (std::vector<int>{16, 20, 24, 32, 40, 48, 64, 128, 256}));
+
+    // As a program asks for it by size.
+    HICON icon =
+        static_cast<HICON>(LoadImageW(module.get(), MAKEINTRESOURCEW(1), IMAGE_ICON, 48, 48, 0));
+    EXPECT_NE(icon, nullptr);
+    if (icon) DestroyIcon(icon);
 }
 
 TEST(ProgramResources, VersionInformationIsTheProjects) {
