@@ -25,16 +25,23 @@ foreach(target ${stage_targets})
          COMMAND ${CMAKE_STRIP} --strip-unneeded ${VELLORAN_STAGE}/$<TARGET_FILE_NAME:${target}>)
   endif()
 endforeach()
-add_custom_target(velloran_stage
+# Staged again only when a program or a data file changed (strip stamps the time
+# into a program), so that the installer and the zip carry the very same files;
+# both are made anew on every request, which takes seconds.
+file(GLOB help_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/data/help/*)
+set(stage_stamp ${CMAKE_BINARY_DIR}/dist/stage.stamp)
+add_custom_command(OUTPUT ${stage_stamp}
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${VELLORAN_STAGE}
   COMMAND ${CMAKE_COMMAND} -E make_directory ${VELLORAN_STAGE}
   COMMAND ${CMAKE_COMMAND} -E copy ${stage_programs} ${VELLORAN_STAGE}/
   ${strip_commands}
   COMMAND ${CMAKE_COMMAND} -E copy_directory ${PROJECT_SOURCE_DIR}/data/help ${VELLORAN_STAGE}/help
   COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/data/junk-filters.txt ${VELLORAN_STAGE}/
+  COMMAND ${CMAKE_COMMAND} -E touch ${stage_stamp}
+  DEPENDS ${stage_targets} ${help_pages} ${PROJECT_SOURCE_DIR}/data/junk-filters.txt
   COMMENT "Staging the Windows program folder in ${VELLORAN_STAGE}"
   VERBATIM)
-add_dependencies(velloran_stage ${stage_targets} velloran_icon)
+add_custom_target(velloran_stage DEPENDS ${stage_stamp})
 
 find_program(MAKENSIS makensis)
 if(MAKENSIS)
