@@ -8,7 +8,9 @@
 # program draws nothing. Either way the program runs as the invoking user, names
 # the Windows versions it was tested on, and is long-path aware. No active code
 # page is set: the programs use the W calls throughout. A second call for the
-# same target does nothing.
+# same target does nothing. The .rc takes ID 1 of the icon group, the manifest
+# and the version information; a program's own .rc uses other IDs and adds no
+# manifest.
 enable_language(RC)
 
 set(VELLORAN_PUBLISHER "The Velloran developers")
