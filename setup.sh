@@ -3,7 +3,8 @@
 #   ./setup.sh run [ARGS...]   install what is missing, build, start Velloran
 #   ./setup.sh test            install what is missing, build, run the whole test suite,
 #                              then the same for the Windows build under Wine
-#   ./setup.sh windows         install what is missing, build the Windows programs
+#   ./setup.sh windows         install what is missing, build the Windows programs,
+#                              their installer and the portable zip
 #   ./setup.sh package         install what is missing, build velloran_<version>_<arch>.deb
 #   ./setup.sh format-check    fail when a source file differs from clang-format's output
 set -euo pipefail
@@ -26,8 +27,9 @@ packages=(
   librsvg2-bin desktop-file-utils appstream groff-base dpkg-dev file
 )
 # The Windows build: the cross compiler, Wine for its tests, GoogleTest's sources,
-# and tclsh, which SQLite's amalgamation is made with.
-windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest tcl)
+# tclsh, which SQLite's amalgamation is made with, and makensis and zip for the
+# installer and the portable zip.
+windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest tcl nsis zip)
 
 install_missing() {
   local missing=()
@@ -90,7 +92,9 @@ case "$mode" in
   windows)
     install_missing "${windows_packages[@]}"
     build_windows
-    ls "$windows_build"/src/velloran-cli.exe "$windows_build"/tests/velloran_tests.exe
+    cmake --build "$windows_build" --target installer portable
+    ls "$windows_build"/src/velloran-cli.exe "$windows_build"/velloran-*-setup.exe \
+      "$windows_build"/velloran-*-windows-x64.zip
     ;;
   package)
     install_missing

@@ -13,7 +13,7 @@ set(VELLORAN_HOST_ROOT "Z:" CACHE STRING "Drive under which Wine shows the build
 # GCC 12 warns wrongly about std::string's inlined copies where a one-character
 # text is joined to a string (its bug 105329); the cross compiler's inlining meets
 # it where the native one does not.
-add_compile_options(-Wno-restrict)
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
 
 # Windows 7 APIs and later (FindFirstFileExW's large fetch, RegDeleteTreeW).
 add_compile_definitions(_WIN32_WINNT=0x0601 WINVER=0x0601 UNICODE _UNICODE
@@ -42,3 +42,6 @@ add_library(SQLite::SQLite3 ALIAS velloran_sqlite3)
 # user's), no debug output, the null display driver (window lookups need one).
 set(VELLORAN_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/cmake/wine-run.sh ${VELLORAN_WINEPREFIX})
+
+# The programs' icon, manifest and version information.
+include(${CMAKE_CURRENT_LIST_DIR}/WindowsResources.cmake)

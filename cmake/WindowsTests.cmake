@@ -63,7 +63,7 @@ add_executable(velloran_tests ${CORE_TEST_SOURCES})
 target_include_directories(velloran_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}
                            ${CMAKE_CURRENT_SOURCE_DIR}/support/windows)
 target_link_libraries(velloran_tests PRIVATE velloran_console SQLite::SQLite3 gtest gmock
-                      gtest_main)
+                      gtest_main version)
 # Wine sees the build machine's files under drive Z:.
 target_compile_definitions(velloran_tests PRIVATE
   VELLORAN_CLI_PATH="${VELLORAN_HOST_ROOT}$<TARGET_FILE:velloran-cli>"
@@ -87,3 +87,17 @@ add_test(NAME WindowsHostLinks COMMAND velloran_tests --gtest_filter=WindowsHost
 set_tests_properties(WindowsHostLinkFixture PROPERTIES FIXTURES_SETUP HostLink LABELS windows)
 set_tests_properties(WindowsHostLinks PROPERTIES FIXTURES_REQUIRED HostLink LABELS windows
                      ENVIRONMENT "VELLORAN_LINK_FIXTURE=${VELLORAN_HOST_ROOT}${link_fixture}")
+
+# The installer and the portable zip, built by the first test and then installed,
+# run and uninstalled in a prefix of their own (the installer writes to the
+# machine's part of the registry, and the test takes drive Z: away).
+add_test(NAME WindowsDownloadsBuild
+         COMMAND ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target installer portable)
+add_test(NAME WindowsInstaller
+         COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/packaging/windows_installer.py
+                 ${PROJECT_SOURCE_DIR}/cmake/wine-run.sh ${CMAKE_BINARY_DIR}/wineprefix-setup
+                 ${VELLORAN_SETUP} ${VELLORAN_PORTABLE} ${PROJECT_VERSION})
+set_tests_properties(WindowsDownloadsBuild PROPERTIES FIXTURES_SETUP Downloads LABELS windows
+                     TIMEOUT 600)
+set_tests_properties(WindowsInstaller PROPERTIES FIXTURES_REQUIRED Downloads LABELS windows
+                     TIMEOUT 900)

@@ -8,6 +8,8 @@
 #include "cleaning/TaskCatalogue.hpp"
 #include "common/ErrorHandler.hpp"
 #include "common/ModFunctions.hpp"
+#include "common/platform/Paths.hpp"
+#include "common/platform/UserFolders.hpp"
 
 namespace velloran {
 
@@ -19,15 +21,17 @@ void DisableArray(ControlArray<CheckBox>& array, CheckBox& selectAll) {
     selectAll.SetEnabled(false);
 }
 
-// The help pages shipped beside the program, or in the source tree when run from a build.
+// The help pages shipped beside the program (Windows), under the installation
+// prefix, or in the source tree when run from a build.
 std::string HelpFilePath() {
     namespace fs = std::filesystem;
-    for (const fs::path& dir : {fs::path(VELLORAN_DATADIR), fs::path(VELLORAN_SOURCE_DATADIR)}) {
+    for (const fs::path& dir :
+         {ShippedDataFolder(), fs::path(VELLORAN_DATADIR), fs::path(VELLORAN_SOURCE_DATADIR)}) {
         std::error_code ec;
-        if (fs::exists(dir / "help" / "index.html", ec))
-            return (dir / "help" / "index.html").string();
+        if (!dir.empty() && fs::exists(dir / "help" / "index.html", ec))
+            return Utf8FromPath(dir / "help" / "index.html");
     }
-    return (std::filesystem::path(VELLORAN_DATADIR) / "help" / "index.html").string();
+    return Utf8FromPath(fs::path(VELLORAN_DATADIR) / "help" / "index.html");
 }
 
 }  // namespace

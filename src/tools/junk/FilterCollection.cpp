@@ -29,6 +29,10 @@ FilterCollection::FilterCollection(std::vector<fs::path> sources) : sources_(std
 
 fs::path FilterCollection::ShippedFile() {
     std::error_code ec;
+    if (const fs::path beside = ShippedDataFolder(); !beside.empty()) {
+        fs::path file = beside / "junk-filters.txt";
+        if (fs::exists(file, ec)) return file;
+    }
     fs::path installed = fs::path(VELLORAN_DATADIR) / "junk-filters.txt";
     if (fs::exists(installed, ec)) return installed;
     return fs::path(VELLORAN_SOURCE_DATADIR) / "junk-filters.txt";

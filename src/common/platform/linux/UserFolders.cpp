@@ -38,4 +38,6 @@ fs::path XdgStateHome() { return XdgDir("XDG_STATE_HOME", ".local/state"); }
 fs::path XdgDataHome() { return XdgDir("XDG_DATA_HOME", ".local/share"); }
 fs::path XdgCacheHome() { return XdgDir("XDG_CACHE_HOME", ".cache"); }
 
+fs::path ShippedDataFolder() { return {}; }
+
 }  // namespace velloran

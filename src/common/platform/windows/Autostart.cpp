@@ -16,17 +16,6 @@ namespace {
 constexpr std::string_view kRunKey = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
 constexpr std::string_view kRunValue = "Velloran";
 
-fs::path ProgramFolder() {
-    std::wstring buffer(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD n =
-            GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (n == 0) return {};
-        if (n < buffer.size()) return fs::path(buffer.substr(0, n)).parent_path();
-        buffer.resize(buffer.size() * 2);
-    }
-}
-
 // Asked by making a file there: folder permissions alone do not tell (a read-only
 // medium, a program folder under Program Files for a standard user).
 bool Writable(const fs::path& folder) {
@@ -40,7 +29,7 @@ bool Writable(const fs::path& folder) {
 }  // namespace
 
 std::string StartupDeleteListPath() {
-    fs::path folder = ProgramFolder();
+    fs::path folder = win::ProgramFolder();
     if (folder.empty() || !Writable(folder)) folder = XdgStateHome() / L"Velloran";
     return win::DisplayPath((folder / L"delstart.dat").native());
 }

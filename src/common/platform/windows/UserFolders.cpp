@@ -49,4 +49,6 @@ fs::path XdgStateHome() { return Folder(L"LOCALAPPDATA", CSIDL_LOCAL_APPDATA); }
 fs::path XdgDataHome() { return Folder(L"LOCALAPPDATA", CSIDL_LOCAL_APPDATA); }
 fs::path XdgCacheHome() { return Folder(L"LOCALAPPDATA", CSIDL_LOCAL_APPDATA); }
 
+fs::path ShippedDataFolder() { return win::ProgramFolder(); }
+
 }  // namespace velloran

@@ -83,6 +83,17 @@ std::string DisplayPath(std::wstring_view path) {
     return out;
 }
 
+std::filesystem::path ProgramFolder() {
+    std::wstring buffer(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD n =
+            GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
+        if (n == 0) return {};
+        if (n < buffer.size()) return std::filesystem::path(buffer.substr(0, n)).parent_path();
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
 std::string ErrorText(DWORD error) {
     wchar_t* text = nullptr;
     const DWORD n = FormatMessageW(

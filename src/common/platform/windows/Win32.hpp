@@ -37,6 +37,9 @@ std::wstring ShellPath(std::string_view utf8);
 // A path as the user reads it: backslashes, no "\\?\" prefix.
 std::string DisplayPath(std::wstring_view path);
 
+// The folder of the running program's file; empty when the system does not say.
+std::filesystem::path ProgramFolder();
+
 // The system's message for an error code, without the line break at its end.
 std::string ErrorText(DWORD error);
 // A Windows error as the error a user reads: 53 not found, 76 path not found, 70
