@@ -125,7 +125,13 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
     OverwriteJob job{path, std::move(passes), verifyLast, &im.abort, &total, &done, im.hook};
     std::vector<std::string> report;
     bool result = false;
-    RunPumping(path, total, done, [&] { result = im.platform.OverwriteAndRemove(job, report); });
+    try {
+        RunPumping(path, total, done,
+                   [&] { result = im.platform.OverwriteAndRemove(job, report); });
+    } catch (...) {
+        im.report = std::move(report);  // what was refused, beside the error
+        throw;
+    }
     im.report = std::move(report);
     return result;
 }
@@ -149,9 +155,9 @@ void SecureDeleter::FinishBatch() {
             } catch (const VbError& e) {
                 im.batchReport.push_back({path, e.Description(), true});
             }
-        }
-        if (!r.complete)
+        } else if (!r.complete) {
             for (std::string& line : r.report) im.batchReport.push_back({path, std::move(line)});
+        }
     }
 }
 

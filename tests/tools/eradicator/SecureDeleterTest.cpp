@@ -337,7 +337,7 @@ struct BatchOrder {
 };
 
 TEST_F(SecureDeleterTest, ABatchPutsEachPassOfEveryFileOnTheDiskBeforeTheNextPass) {
-    FakePlatform recording;
+    test::FakePlatform recording;
     recording.realFiles = &Real();
     SecureDeleter d(recording);
     d.SetBatching(true);
@@ -369,7 +369,7 @@ TEST_F(SecureDeleterTest, ABatchPutsEachPassOfEveryFileOnTheDiskBeforeTheNextPas
     d.SetBatchHooks({}, [&](int pass) { durable.push_back(pass); });
     d.FinishBatch();
 
-    const BatchOrder order(recording.passes);
+    BatchOrder order(recording.passes);
     EXPECT_FALSE(order.nextPassBeforeSync);
     EXPECT_EQ(order.syncs, (std::vector<int>{1, 2, 3}));
     std::set<std::string> all = paths;
@@ -414,7 +414,7 @@ TEST_F(SecureDeleterTest, EachFileOfABatchGetsItsOwnPassesAndAFullQueueIsWipedAt
 }
 
 TEST_F(SecureDeleterTest, AStopMidBatchEndsItRemovesItsFilesAndNamesThem) {
-    FakePlatform recording;
+    test::FakePlatform recording;
     recording.realFiles = &Real();
     SecureDeleter d(recording);
     d.SetBatching(true);
@@ -426,7 +426,7 @@ TEST_F(SecureDeleterTest, AStopMidBatchEndsItRemovesItsFilesAndNamesThem) {
     });
     d.FinishBatch();
     EXPECT_TRUE(DirEmpty()) << "a stopped wipe still removes what it damaged";
-    const BatchOrder order(recording.passes);
+    BatchOrder order(recording.passes);
     EXPECT_EQ(order.syncs, (std::vector<int>{1, 2}));
     EXPECT_TRUE(order.writtenBeforeSync[3].empty());
     const std::vector<SecureDeleter::Left> left = d.TakeBatchReport();
