@@ -547,17 +547,27 @@ struct FolderNames {
     }
 };
 
-// Makes the pass just written durable for every file that wrote it: the disk is
-// asked to write them all first, so the waits overlap, then each is synced.
+// Makes the pass just written durable for every file that wrote it. Several
+// files: one syncfs per file system, which waits for all their data and flushes
+// the disk's cache once, where a sync per file would flush it per file. One file,
+// or a file system that cannot report: fdatasync of each.
 void MakeDurable(std::vector<BatchFile*>& wrote, std::size_t pass) {
-    for (BatchFile* f : wrote) sync_file_range(f->o.fd.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
-    for (BatchFile* f : wrote) {
-        if (fdatasync(f->o.fd.get()) != 0) {
-            f->result.report.push_back(f->job.path + ": pass " + std::to_string(pass) +
-                                       " could not be flushed: " + std::strerror(errno));
-            f->ps.complete = false;
+    std::map<dev_t, std::vector<BatchFile*>> byDevice;
+    for (BatchFile* f : wrote) byDevice[f->o.st.st_dev].push_back(f);
+    for (auto& [device, files] : byDevice) {
+        if (files.size() > 1 && syncfs(files.front()->o.fd.get()) == 0) {
+            for (BatchFile* f : files) f->durable = pass;
+            continue;
         }
-        f->durable = pass;
+        for (BatchFile* f : files) sync_file_range(f->o.fd.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+        for (BatchFile* f : files) {
+            if (fdatasync(f->o.fd.get()) != 0) {
+                f->result.report.push_back(f->job.path + ": pass " + std::to_string(pass) +
+                                           " could not be flushed: " + std::strerror(errno));
+                f->ps.complete = false;
+            }
+            f->durable = pass;
+        }
     }
 }
 
