@@ -67,9 +67,10 @@ int main(int argc, char** argv) {
         unlink(f.c_str());
         MakeFile(f, mb);
         start = Clock::now();
-        zero = std::min(zero, Time([&] { d.DeleteZero(f);
-            d.FinishBatch();
-        }));
+        zero = std::min(zero, Time([&] {
+                            d.DeleteZero(f);
+                            d.FinishBatch();
+                        }));
         zeroPass = std::min(zeroPass, sincePass());
         MakeFile(f, mb);
         shred0 = std::min(shred0, Shell("shred -n 0 -z -u '" + f + "'"));
@@ -83,7 +84,8 @@ int main(int argc, char** argv) {
         dd / zeroPass, zero / shred0);
 
     MakeFile(f, mb);
-    double zap = Time([&] { d.DeleteZapper(f);
+    double zap = Time([&] {
+        d.DeleteZapper(f);
         d.FinishBatch();
     });
     MakeFile(f, mb);
@@ -107,7 +109,8 @@ int main(int argc, char** argv) {
                     std::chrono::duration<double>(now - previous).count());
             previous = now;
         });
-        gutRuns.push_back(Time([&] { d.DeleteGutmann(f);
+        gutRuns.push_back(Time([&] {
+            d.DeleteGutmann(f);
             d.FinishBatch();
         }));
     }

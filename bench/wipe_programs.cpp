@@ -128,18 +128,19 @@ int main(int argc, char** argv) {
             make();
             v.push_back(velloran(f));
         }
-        rows.push_back({"one 256 MB file, one pass of zeros", Median(v), "dd conv=fdatasync",
-                        Median(d)});
+        rows.push_back(
+            {"one 256 MB file, one pass of zeros", Median(v), "dd conv=fdatasync", Median(d)});
     }
     fs::remove_all(work);
 
-    std::printf("%-50s %12s   %-22s %10s   %s\n", "work (median of runs)", "velloran-cli",
-                "peer", "peer", "ratio");
+    std::printf("%-50s %12s   %-22s %10s   %s\n", "work (median of runs)", "velloran-cli", "peer",
+                "peer", "ratio");
     for (const Row& r : rows)
         std::printf("%-50s %10.2f s   %-22s %8.2f s   %.2f x\n", r.work.c_str(), r.velloran,
                     r.peer.c_str(), r.other, r.velloran / r.other);
-    std::printf("goals: 2,000 files <= 0.25 x; Gutmann on 300 files <= 0.5 x; "
-                "the large file's rate >= 0.95 x dd (time ratio <= %.2f x)\n",
-                1 / 0.95);
+    std::printf(
+        "goals: 2,000 files <= 0.25 x; Gutmann on 300 files <= 0.5 x; "
+        "the large file's rate >= 0.95 x dd (time ratio <= %.2f x)\n",
+        1 / 0.95);
     return 0;
 }

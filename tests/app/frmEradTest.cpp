@@ -165,10 +165,9 @@ TEST_F(frmEradTest, FolderRunWipesItsFilesPassByPassBeforeTheFolderGoes) {
                                         "Overwrite:3:/other/d.txt", "DeletePath:/other"}));
     EXPECT_EQ(platform.passes,
               (std::vector<std::string>{
-                  "write 1 /data/a.txt", "write 1 /data/b.txt", "write 1 /data/sub/c.txt",
-                  "sync 1", "write 2 /data/a.txt", "write 2 /data/b.txt",
-                  "write 2 /data/sub/c.txt", "sync 2", "write 3 /data/a.txt",
-                  "write 3 /data/b.txt", "write 3 /data/sub/c.txt", "sync 3",
+                  "write 1 /data/a.txt", "write 1 /data/b.txt", "write 1 /data/sub/c.txt", "sync 1",
+                  "write 2 /data/a.txt", "write 2 /data/b.txt", "write 2 /data/sub/c.txt", "sync 2",
+                  "write 3 /data/a.txt", "write 3 /data/b.txt", "write 3 /data/sub/c.txt", "sync 3",
                   "write 1 /other/d.txt", "sync 1", "write 2 /other/d.txt", "sync 2",
                   "write 3 /other/d.txt", "sync 3"}));
     // One progress text per file found, as before.

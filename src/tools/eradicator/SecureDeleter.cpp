@@ -116,7 +116,8 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
     Impl& im = *impl_;
     im.report.clear();
     if (im.batching) {
-        im.queue.push_back({path, std::move(passes), verifyLast, nullptr, nullptr, nullptr, im.hook});
+        im.queue.push_back(
+            {path, std::move(passes), verifyLast, nullptr, nullptr, nullptr, im.hook});
         im.queuedBytes += im.platform.FileSize(path).value_or(0);
         if (im.queue.size() >= kBatchFiles || im.queuedBytes >= kBatchBytes) FinishBatch();
         return true;
@@ -140,8 +141,8 @@ void SecureDeleter::FinishBatch() {
     Impl& im = *impl_;
     if (im.queue.empty()) return;
     std::atomic<std::uint64_t> total{0}, done{0};
-    OverwriteBatch batch{std::exchange(im.queue, {}), &im.abort, &total, &done, im.written,
-                         im.durable};
+    OverwriteBatch batch{
+        std::exchange(im.queue, {}), &im.abort, &total, &done, im.written, im.durable};
     im.queuedBytes = 0;
     std::vector<OverwriteResult> results;
     RunPumping(batch.jobs.back().path, total, done,

@@ -18,8 +18,8 @@
 #include "common/VbError.hpp"
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/EnvGuard.hpp"
-#include "support/FakePlatform.hpp"
 #include "support/Ext4Image.hpp"
+#include "support/FakePlatform.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
@@ -343,8 +343,7 @@ TEST_F(SecureDeleterTest, ABatchPutsEachPassOfEveryFileOnTheDiskBeforeTheNextPas
     d.SetBatching(true);
     fs::create_directories(dir_ / "sub");
     std::set<std::string> paths;
-    for (const char* name : {"one.doc", "two.doc", "sub/three.doc"})
-        paths.insert(Make(name, 5000));
+    for (const char* name : {"one.doc", "two.doc", "sub/three.doc"}) paths.insert(Make(name, 5000));
     paths.insert(Make("big.bin", 9 << 20));  // more than one chunk
     // Many names of one length in one folder: more than one character repeated
     // can hide at once.
@@ -442,9 +441,8 @@ TEST_F(SecureDeleterTest, AStopMidBatchEndsItRemovesItsFilesAndNamesThem) {
 TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
     test::Ext4Image disk;
     if (!disk.Usable()) GTEST_SKIP() << "mkfs.ext4 or loop mounts are not available here";
-    const std::vector<std::string> methods = {"plain",        "zero",        "zapper",
-                                              "gutmann",      "batch-zero",  "batch-zapper",
-                                              "batch-gutmann"};
+    const std::vector<std::string> methods = {
+        "plain", "zero", "zapper", "gutmann", "batch-zero", "batch-zapper", "batch-gutmann"};
     for (const std::string& m : methods) {
         std::string marker = "VELLORAN-MARKER-" + m + "-7f3a";
         std::string data;

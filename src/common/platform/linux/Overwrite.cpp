@@ -496,7 +496,7 @@ struct BatchFile {
     PassState ps;
     std::vector<OverwritePass> passes;
     bool shared = false;
-    bool failed = false;  // writing failed: no further pass
+    bool failed = false;      // writing failed: no further pass
     std::size_t durable = 0;  // passes that have reached the disk
 };
 
@@ -509,7 +509,8 @@ std::optional<std::string> HiddenName(std::size_t length, std::uint64_t index) {
     if (index < kBase) return std::string(length, kChars[index]);
     index -= kBase - 1;
     std::string name(length, '0');
-    for (std::size_t i = length; i-- > 0 && index > 0; index /= kBase) name[i] = kChars[index % kBase];
+    for (std::size_t i = length; i-- > 0 && index > 0; index /= kBase)
+        name[i] = kChars[index % kBase];
     if (index > 0) return std::nullopt;
     return name;
 }
@@ -642,7 +643,8 @@ std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch
         MakeDurable(wrote, pass);
         if (batch.durable) batch.durable(static_cast<int>(pass));
         for (BatchFile* f : wrote)
-            if (f->job.afterPass) f->job.afterPass(static_cast<int>(pass), f->o.fd.get(), End(f->ps));
+            if (f->job.afterPass)
+                f->job.afterPass(static_cast<int>(pass), f->o.fd.get(), End(f->ps));
     }
     for (auto& f : files) {
         if (aborted()) break;
