@@ -106,6 +106,10 @@ int main(int argc, char** argv) {
             fs::remove_all(b);
         }
         rows.push_back({name, Median(v), "shred " + shredOptions, Median(s)});
+        // Shown at once too: a busy machine can take long over the next case.
+        std::printf("%s: velloran-cli %.2f s, shred %.2f s, ratio %.2f\n", name, Median(v),
+                    Median(s), Median(v) / Median(s));
+        std::fflush(stdout);
     };
     folderCase("folder of 2,000 files of 4 KB, Zero And Delete", "zero", 2000, "-u -n 0 -z");
     folderCase("300 files of 4 KB, Gutmann", "gutmann", 300, "-u -n 35");
