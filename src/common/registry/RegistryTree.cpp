@@ -144,6 +144,7 @@ void RegHive::JoinText() {
 // ---- TreeStore ----
 
 TreeStore::Start TreeStore::Begin(std::uint32_t root, std::string_view path) const {
+    BeforeAccess();
     Start s{nullptr, SplitRegPath(path)};
     for (const auto& t : s.tokens) CheckKeyName(t);
     if (s.tokens.size() > kMaxKeyDepth)

@@ -161,6 +161,10 @@ public:
     RegHive& MachineHive() { return machine_; }
 
 protected:
+    // Called before any key is looked at: a store that reads its files on first
+    // use reads them here (and throws when they cannot be read).
+    virtual void BeforeAccess() const {}
+
     RegHive user_;
     RegHive machine_;
 
