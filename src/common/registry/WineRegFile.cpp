@@ -199,25 +199,22 @@ std::u16string Folded(std::u16string_view name) {
 // loading stays linear whatever the order.
 class LoadIndex {
 public:
+    explicit LoadIndex(RegHive& hive) : hive_(hive) {}
+
     RegKeyNode* Subkey(RegKeyNode* parent, std::u16string_view name, std::uint64_t modified) {
         auto unsorted = keys_.find(parent);
         if (unsorted == keys_.end()) {
-            auto& subs = parent->subkeys;
-            if (subs.empty() || RegCompareNames(subs.back()->name, name) < 0 ||
-                subs.size() < kSmall)
-                return parent->AddSubkey(name, modified);
-            if (RegKeyNode* found = parent->FindSubkey(name)) return found;
+            size_t at = 0;
+            RegKeyNode* found = parent->FindSubkey(name, &at);
+            if (found) return found;
+            if (at == parent->subkeys.size() || parent->subkeys.size() < kSmall)
+                return Add(parent, at, name, modified);
             unsorted = keys_.emplace(parent, Names<RegKeyNode*>{}).first;
-            for (auto& k : subs) unsorted->second.emplace(Folded(k->name), k.get());
+            for (auto& k : parent->subkeys) unsorted->second.emplace(Folded(k->name), k.get());
         }
         auto [it, added] = unsorted->second.emplace(Folded(name), nullptr);
         if (!added) return it->second;
-        auto key = std::make_unique<RegKeyNode>();
-        key->name = name;
-        key->parent = parent;
-        key->modified = modified;
-        it->second = key.get();
-        parent->subkeys.push_back(std::move(key));
+        it->second = Add(parent, parent->subkeys.size(), name, modified);
         return it->second;
     }
 
@@ -252,8 +249,21 @@ public:
     }
 
 private:
+    RegKeyNode* Add(RegKeyNode* parent, size_t at, std::u16string_view name,
+                    std::uint64_t modified) {
+        RegKeyPtr key = hive_.NewKey();
+        key->name = name;
+        key->parent = parent;
+        key->modified = modified;
+        RegKeyNode* added = key.get();
+        parent->subkeys.insert(parent->subkeys.begin() + static_cast<std::ptrdiff_t>(at),
+                               std::move(key));
+        return added;
+    }
+
     // Below this many names a sorted insert costs less than an index.
     static constexpr size_t kSmall = 64;
+    RegHive& hive_;
     template <class T>
     using Names = std::unordered_map<std::u16string, T>;
     std::unordered_map<RegKeyNode*, Names<RegKeyNode*>> keys_;
@@ -460,7 +470,8 @@ private:
 
 class Parser {
 public:
-    Parser(RegHive& hive, const std::string& fileName) : hive_(hive), file_(fileName) {}
+    Parser(RegHive& hive, const std::string& fileName)
+        : hive_(hive), file_(fileName), index_(hive) {}
 
     void Run() {
         LineReader rd(hive_.text);
@@ -474,6 +485,11 @@ public:
                 throw ParseError("the first line is not \"WINE REGISTRY Version 2\"");
             RegKeyNode* key = nullptr;
             hive_.headerEnd = hive_.text.size();
+            // A section takes a few hundred bytes: room for most files' sections at
+            // once, rather than copies of the list while it grows.
+            hive_.chunks.reserve(hive_.text.size() / 192 + 16);
+            // Keys and their names take about as much memory as their text.
+            hive_.ReservePool(hive_.text.size());
             while (rd.Next(line, start)) {
                 std::string_view p = SkipSpace(line);
                 char c = p.empty() ? '\0' : p[0];
