@@ -98,7 +98,7 @@ struct RegKeyNode {
     std::uint64_t modified = 0;  // FILETIME: 100 ns ticks since 1601
     // Scratch for the writer.
     std::int64_t order = -1;
-    bool emitted = false;
+    std::uint32_t emittedIn = 0;  // the render that wrote its section
 
     // `index` receives the insertion point when the name is missing.
     RegKeyNode* FindSubkey(std::u16string_view n, size_t* index = nullptr) const;
@@ -161,12 +161,14 @@ struct RegHive {
     // Texts replaced by a save: values not parsed yet still point into them.
     std::vector<std::string> retiredTexts;
     size_t headerEnd = 0;
-    std::vector<Chunk> chunks;
+    // On the hive's blocks: a large file has a chunk for each of many keys.
+    std::pmr::vector<Chunk> chunks{&blocks};
     bool fromFile = false;  // false: a new file, written with a fresh header
     std::string arch;       // "win32", "win64" or empty
     int archLine = 0;
     // The layout of the text last rendered, adopted once it is on disk.
-    std::vector<Chunk> renderedChunks;
+    std::pmr::vector<Chunk> renderedChunks{&blocks};
+    std::uint32_t renders = 0;  // counts the renders, for RegKeyNode::emittedIn
     size_t renderedHeaderEnd = 0;
 
     void Touch(RegKeyNode* key);

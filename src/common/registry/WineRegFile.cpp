@@ -949,7 +949,6 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
         RegKeyNode* k = stack.back();
         stack.pop_back();
         k->order = static_cast<std::int64_t>(order.size());
-        k->emitted = false;
         order.push_back(k);
         for (auto s = k->subkeys.rbegin(); s != k->subkeys.rend(); ++s) stack.push_back(s->get());
     }
@@ -958,9 +957,10 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
 
 // The file's sections in their order, each kept, re-rendered or reduced to its
 // comments.
-std::vector<RenderItem> ChunkItems(RegHive& hive) {
+using RenderItems = std::pmr::vector<RenderItem>;
+RenderItems ChunkItems(RegHive& hive) {
     const std::string_view text = hive.text;
-    std::vector<RenderItem> items;
+    RenderItems items(&hive.blocks);
     items.reserve(hive.chunks.size() + 8);
     for (size_t i = 0; i < hive.chunks.size(); ++i) {
         const auto& c = hive.chunks[i];
@@ -968,10 +968,10 @@ std::vector<RenderItem> ChunkItems(RegHive& hive) {
         std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
         if (!k->deleted && !k->touched) {
             items.push_back({RenderItem::Verbatim, static_cast<long>(i), k});
-            k->emitted = true;
-        } else if (!k->deleted && !k->emitted && NeedsSection(k)) {
+            k->emittedIn = hive.renders;
+        } else if (!k->deleted && k->emittedIn != hive.renders && NeedsSection(k)) {
             items.push_back({RenderItem::Canonical, static_cast<long>(i), k});
-            k->emitted = true;
+            k->emittedIn = hive.renders;
         } else if (HasComment(trivia)) {
             items.push_back({RenderItem::Trivia, static_cast<long>(i), nullptr});
         }
@@ -983,12 +983,15 @@ std::vector<RenderItem> ChunkItems(RegHive& hive) {
 // after the nearest key before it in Wine's order (0: before every item, i + 1:
 // after item i). In writing order; usually there are none.
 using NewSections = std::vector<std::pair<size_t, RegKeyNode*>>;
-NewSections PlaceNewSections(const std::vector<RenderItem>& items,
-                             const std::vector<RegKeyNode*>& order) {
-    const auto isNew = [](const RegKeyNode* k) {
-        return k->touched && !k->emitted && NeedsSection(k);
+NewSections PlaceNewSections(RegHive& hive, const RenderItems& items) {
+    const auto isNew = [&hive](const RegKeyNode* k) {
+        return k->touched && k->emittedIn != hive.renders && NeedsSection(k);
     };
-    if (std::none_of(order.begin(), order.end(), isNew)) return {};
+    // Only a changed key can be new: the whole tree is numbered only when one is.
+    if (std::none_of(hive.touchedKeys.begin(), hive.touchedKeys.end(),
+                     [&](const RegKeyNode* k) { return !k->deleted && isNew(k); }))
+        return {};
+    const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
     for (size_t i = 0; i < items.size(); ++i)
         if (items[i].key) placed.emplace_back(items[i].key->order, i);
@@ -1096,9 +1099,9 @@ private:
 
 PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch) {
     hive.JoinText();
-    const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
-    const std::vector<RenderItem> items = ChunkItems(hive);
-    const NewSections after = PlaceNewSections(items, order);
+    ++hive.renders;
+    const RenderItems items = ChunkItems(hive);
+    const NewSections after = PlaceNewSections(hive, items);
 
     SectionWriter writer(hive);
     writer.Header(branch, arch);
