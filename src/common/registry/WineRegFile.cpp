@@ -394,14 +394,14 @@ bool ContinuesOnNextLine(std::string_view line) {
     return !line.empty() && line.back() == '\\';
 }
 
-// Checks the value lines of a large file's later part on the other core while the
-// loading thread reads the keys; the check of value lines is most of a load.
+// Checks the value lines of a large file on the other core while the loading
+// thread reads the keys.
 class LaterValueCheck {
 public:
     // The part starts at a key line: no value goes on from before it.
     static size_t Start(std::string_view text) {
         if (text.size() < kMinBytes) return std::string_view::npos;
-        size_t at = text.size() / 100 * kPercentBehind;
+        size_t at = 0;
         for (;;) {
             at = text.find("\n[", at);
             if (at == std::string_view::npos) return at;
@@ -432,9 +432,10 @@ public:
     }
 
 private:
+    // The loading thread reads every line for the keys, which costs more than this
+    // check in files of few values a key and of many alike: the check takes all
+    // value lines from the first section on.
     static constexpr size_t kMinBytes = 4 << 20;
-    // The loading thread also reads every line for the keys; this balances the two.
-    static constexpr size_t kPercentBehind = 15;
 
     void Check() {
         LineReader rd(text_.substr(from_));
@@ -987,10 +988,16 @@ NewSections PlaceNewSections(RegHive& hive, const RenderItems& items) {
     const auto isNew = [&hive](const RegKeyNode* k) {
         return k->touched && k->emittedIn != hive.renders && NeedsSection(k);
     };
-    // Only a changed key can be new: the whole tree is numbered only when one is.
-    if (std::none_of(hive.touchedKeys.begin(), hive.touchedKeys.end(),
-                     [&](const RegKeyNode* k) { return !k->deleted && isNew(k); }))
-        return {};
+    // The tree is numbered only when some key is new, which is seldom.
+    bool any = false;
+    std::vector<const RegKeyNode*> stack{hive.root.get()};
+    while (!any && !stack.empty()) {
+        const RegKeyNode* k = stack.back();
+        stack.pop_back();
+        any = isNew(k);
+        for (const auto& s : k->subkeys) stack.push_back(s.get());
+    }
+    if (!any) return {};
     const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
     for (size_t i = 0; i < items.size(); ++i)
