@@ -12,7 +12,10 @@ ConsoleSession::ConsoleSession(const Options& options)
       platform_(MakeSystemPlatform(target_)),
       host_(options.quiet ? std::cerr : std::cout, std::cerr, options.answerNo) {
     try {
-        store_ = OpenRegistryStore(target_);
+        // A prefix's user.reg can be large; a run that needs no registry (the
+        // clipboard, the trash, a junk search) never waits for it.
+        store_ = OpenRegistryStore(
+            target_, target_.HasPrefix() ? RegistryLoad::OnFirstUse : RegistryLoad::Now);
         settingsStore_ = OpenSettingsStore(target_);
     } catch (const VbError& e) {
         std::cerr << "velloran-cli: " << e.Description() << '\n';

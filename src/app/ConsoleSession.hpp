@@ -32,7 +32,8 @@ public:
     };
     explicit ConsoleSession(const Options& options);
 
-    // False, with the reason printed, when the target's registry cannot be read.
+    // False, with the reason printed, when the target's registry cannot be read. A
+    // prefix's files are read when a task first needs them, and refused there.
     bool Ready() const { return app_ != nullptr; }
     Application& App() { return *app_; }
     const PreviewSummary& Summary() const { return summary_; }

@@ -363,6 +363,16 @@ void FrmJunk::StartCleaning() {
     WithErrorHandler(app_, "FrmJunk:StartCleaning", [this] {
         csDel_ = std::make_shared<SecureDeleter>(app_.GetPlatform());
         csDel_->SetPump([this] { GetHost().DoEvents(); });
+        csDel_->SetBatching(true);
+        // The run's hold on the deleter: the window's may be released by a stop.
+        std::shared_ptr<SecureDeleter> run = csDel_;
+        // The overwriting is queued and done in batches: what is queued is wiped
+        // before the run ends, a stop included.
+        auto finish = [&] {
+            run->FinishBatch();
+            for (SecureDeleter::Left& left : run->TakeBatchReport())
+                NotDone.push_back({left.path, left.line, !left.error});
+        };
         if (lvFiles.Count() == 0) return;
         long checked = 0;
         for (int i = 0; i < lvFiles.Count(); ++i) checked += lvFiles.Row(i).checked ? 1 : 0;
@@ -373,13 +383,14 @@ void FrmJunk::StartCleaning() {
             int row = -1;
             for (int i = 0; i < lvFiles.Count(); ++i) {
                 // Left with the deletion object still held, as a stop always did.
-                if (app_.StopRequested != vbFalse) return;
+                if (app_.StopRequested != vbFalse) return finish();
                 if (lvFiles.Row(i).checked && !ScanAborted) {
                     row = i;
                     break;
                 }
             }
             if (row < 0) {
+                finish();
                 csDel_.reset();
                 return;
             }
@@ -390,23 +401,23 @@ void FrmJunk::StartCleaning() {
             pbar.SetValue(pbar.Value() + 1);
             pbar.SetCaption("Deleting " + name + " ...");
 
-            // A stop during the call may release the window's hold on the deleter.
-            std::shared_ptr<SecureDeleter> deleter = csDel_;
             try {
                 bool complete = true;
-                SecureDeleter& d = Require(deleter);
                 if (options.Ticked(Option::SecureDelete))
-                    complete = d.DeleteWith(options.deleteMethod, path, true);
+                    complete = run->DeleteWith(options.deleteMethod, path, true);
                 else
-                    complete = d.DeletePlain(path, options.Value(Option::RecycleBin) != 0);
+                    complete = run->DeletePlain(path, options.Value(Option::RecycleBin) != 0);
                 // A stopped overwrite is the user's choice; anything else left is told.
                 if (!complete)
-                    for (const std::string& line : deleter->Report())
+                    for (const std::string& line : run->Report())
                         NotDone.push_back({path, line, true});
             } catch (const VbError& e) {
                 // A file that cannot be deleted leaves the list all the same, and is told.
                 NotDone.push_back({path, e.Description(), false});
             }
+            // A batch that filled up during the call has its lines ready.
+            for (SecureDeleter::Left& left : run->TakeBatchReport())
+                NotDone.push_back({left.path, left.line, !left.error});
             lvFiles.Remove(row);
         }
     });

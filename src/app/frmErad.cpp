@@ -157,10 +157,20 @@ void frmErad::FileERadicator(int mode) {
         app_.StopRequested = vbFalse;
         NotDone.clear();
         warnedCopyOnWrite_ = false;
+        runDeleter_ = std::make_shared<SecureDeleter>(app_.GetPlatform());
+        runDeleter_->SetBatching(true);
+        runDeleter_->SetPump([this] { GetHost().DoEvents(); });
+        runDeleter_->DeleteProgress.Connect(
+            [this](const std::string& p, double total, double done) {
+                csDel_DeleteProgress(p, total, done);
+            });
         if (mode == kModeFolders)
             RunFolders();
         else if (mode == kModeFiles)
             RunFiles();
+        // Files handed over before a stop are wiped before the run ends.
+        FinishBatch();
+        runDeleter_.reset();
         EndRun();
     });
 }
@@ -212,6 +222,8 @@ void frmErad::RunFolders() {
         erasedBytes_ = 0;
         pbar.SetMax(static_cast<long>(folderSize_));
         fF_->Search(folder, "*.*");
+        // The folder goes only once every file in it is wiped.
+        FinishBatch();
         const std::string shown = folder;
         ShellDelete(app_, kShellOpDelete, folder, recycle);
         if (platform.DirectoryExists(folder))
@@ -258,15 +270,34 @@ void frmErad::WarnOncePerRun(const std::vector<std::string>& paths) {
     app_.MsgBox(text, vbInformation);
 }
 
+void frmErad::FinishBatch() {
+    // A stop or a closing window may release the deleter during the wipe.
+    std::shared_ptr<SecureDeleter> deleter = runDeleter_;
+    if (!deleter) return;
+    csDel_ = deleter;
+    try {
+        deleter->FinishBatch();
+    } catch (const VbError& e) {
+        NotDone.push_back(e.Description());
+    }
+    for (SecureDeleter::Left& left : deleter->TakeBatchReport()) NotDone.push_back(left.line);
+    csDel_.reset();
+}
+
 void frmErad::EradicateFile(const std::string& path) {
     Platform& platform = app_.GetPlatform();
     const Options options = app_.CurrentOptions();
-    csDel_ = std::make_shared<SecureDeleter>(platform);
-    std::shared_ptr<SecureDeleter> deleter = csDel_;
-    deleter->SetPump([this] { GetHost().DoEvents(); });
-    deleter->DeleteProgress.Connect([this](const std::string& p, double total, double done) {
-        csDel_DeleteProgress(p, total, done);
-    });
+    // Within a run the overwriting is queued and done in batches; a call from
+    // outside a run wipes the file at once.
+    std::shared_ptr<SecureDeleter> deleter = runDeleter_;
+    if (!deleter) {
+        deleter = std::make_shared<SecureDeleter>(platform);
+        deleter->SetPump([this] { GetHost().DoEvents(); });
+        deleter->DeleteProgress.Connect([this](const std::string& p, double total, double done) {
+            csDel_DeleteProgress(p, total, done);
+        });
+    }
+    csDel_ = deleter;
     try {
         bool complete = true;
         const bool secure = options.Ticked(Option::SecureDelete);
@@ -283,6 +314,8 @@ void frmErad::EradicateFile(const std::string& path) {
     } catch (const VbError& e) {
         NotDone.push_back(e.Description());
     }
+    // A batch that filled up during the call has its lines ready.
+    for (SecureDeleter::Left& left : deleter->TakeBatchReport()) NotDone.push_back(left.line);
     csDel_.reset();
 }
 
@@ -316,6 +349,7 @@ void frmErad::Form_QueryUnload(int& /*cancel*/, int /*mode*/) {
     app_.StopRequested = vbTrue;
     if (fF_) fF_->Cancel = vbTrue;
     if (csDel_) csDel_->SetAbortDelete(true);
+    if (runDeleter_) runDeleter_->SetAbortDelete(true);
 }
 
 void frmErad::Form_Unload(int& /*cancel*/) {

@@ -68,6 +68,10 @@ private:
     Application& app_;
     std::shared_ptr<FileFinder> fF_;
     std::shared_ptr<SecureDeleter> csDel_;
+    // The run's deleter: it queues the files and wipes them in batches, so it
+    // lives for the whole run (csDel_ may be released by a closing window).
+    std::shared_ptr<SecureDeleter> runDeleter_;
+    void FinishBatch();
     double folderSize_ = 0;
     double erasedBytes_ = 0;
     std::int16_t lastPercent_ = 0;

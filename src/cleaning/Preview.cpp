@@ -136,6 +136,26 @@ bool PreviewPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<st
     return true;
 }
 
+std::vector<OverwriteResult> PreviewPlatform::OverwriteAndRemoveBatch(const OverwriteBatch& batch) {
+    std::vector<OverwriteResult> results(batch.jobs.size());
+    std::atomic<std::uint64_t> total{0}, done{0};
+    std::uint64_t all = 0;
+    for (std::size_t i = 0; i < batch.jobs.size(); ++i) {
+        OverwriteJob job = batch.jobs[i];
+        job.total = &total;
+        job.done = &done;
+        try {
+            results[i].complete = OverwriteAndRemove(job, results[i].report);
+        } catch (...) {
+            results[i].error = std::current_exception();
+        }
+        all += total.exchange(0);
+    }
+    if (batch.total) *batch.total = all;
+    if (batch.done) *batch.done = all;
+    return results;
+}
+
 bool PreviewPlatform::PowerOff() {
     summary_.operations.emplace_back("power off the computer");
     return true;

@@ -121,6 +121,7 @@ public:
     void MoveToRecycleBin(const std::string& path) override;
     void DeleteFileEntry(const std::string& path) override;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
+    std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch) override;
     std::optional<std::uint64_t> FileSize(const std::string& path) override {
         if (Removed(path)) return std::nullopt;
         return inner_.FileSize(path);

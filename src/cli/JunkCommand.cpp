@@ -157,18 +157,31 @@ int CmdJunk(const std::vector<std::string>& args) {
             return ConsoleProgress::Percent(junk.pbar.Value(), junk.pbar.Max(),
                                             junk.pbar.Caption());
         });
+        // A row leaves the list when its file is handed to the deleter, which may
+        // wipe it later in a batch: the lines are written once the deletion is over.
+        std::vector<std::string> handled;
         junk.lvFiles.RowRemoved.Connect([&](int i) {
-            progress->MakeRoomForOutput();
-            const std::string path = paths.at(static_cast<std::size_t>(i));
+            handled.push_back(paths.at(static_cast<std::size_t>(i)));
             paths.erase(paths.begin() + i);
-            const char* outcome = "deleted\t";
-            for (const FrmJunk::Leftover& left : junk.NotDone)
-                if (left.path == path)
-                    outcome = left.removed ? "not overwritten\t" : "not deleted\t";
-            std::cout << outcome << EscapePathForLine(path) << '\n';
+        });
+        auto tell = [&] {
+            if (handled.empty()) return;
+            progress->MakeRoomForOutput();
+            for (const std::string& path : handled) {
+                const char* outcome = "deleted\t";
+                for (const FrmJunk::Leftover& left : junk.NotDone)
+                    if (left.path == path)
+                        outcome = left.removed ? "not overwritten\t" : "not deleted\t";
+                std::cout << outcome << EscapePathForLine(path) << '\n';
+            }
+            handled.clear();
+        };
+        junk.pbar.Changed.Connect([&] {
+            if (junk.pbar.Caption() == "Eradicating process completed.") tell();
         });
         junk.chkselallfiles.SetValue(1);
         junk.cmddelete.Click();
+        tell();
         return 0;
     });
 }

@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/AppFixture.hpp"
@@ -142,6 +145,82 @@ TEST_F(frmEradTest, StopMidRunLeavesTheRestAndSaysSo) {
     EXPECT_EQ(platform.calls, std::vector<std::string>{"DeleteFileEntry:/data/a.txt"});
     EXPECT_EQ(host.boxes.back().text, "Selected task(s) aborted by user successfully!");
     EXPECT_EQ(captions.back(), "File(s) Eradication Aborted by user.");
+}
+
+// The eradicator hands each found file over on its own; the wipe below it goes by
+// batches, each pass on the disk for all files before the next, and the folder
+// goes only after its files.
+TEST_F(frmEradTest, FolderRunWipesItsFilesPassByPassBeforeTheFolderGoes) {
+    platform.files = {"/data/a.txt", "/data/b.txt", "/data/sub/c.txt", "/other/d.txt"};
+    platform.dirs = {"/data", "/data/sub", "/other"};
+    Method(1, 0, 0);  // the zapper
+    frmErad& erad = Open();
+    erad.DropFiles({"/data", "/other"});
+    Record(erad);
+    erad.cmdwipef.UserClick();
+
+    EXPECT_EQ(platform.calls,
+              (std::vector<std::string>{"Overwrite:3:/data/a.txt", "Overwrite:3:/data/b.txt",
+                                        "Overwrite:3:/data/sub/c.txt", "DeletePath:/data",
+                                        "Overwrite:3:/other/d.txt", "DeletePath:/other"}));
+    EXPECT_EQ(platform.passes,
+              (std::vector<std::string>{
+                  "write 1 /data/a.txt", "write 1 /data/b.txt", "write 1 /data/sub/c.txt", "sync 1",
+                  "write 2 /data/a.txt", "write 2 /data/b.txt", "write 2 /data/sub/c.txt", "sync 2",
+                  "write 3 /data/a.txt", "write 3 /data/b.txt", "write 3 /data/sub/c.txt", "sync 3",
+                  "write 1 /other/d.txt", "sync 1", "write 2 /other/d.txt", "sync 2",
+                  "write 3 /other/d.txt", "sync 3"}));
+    // One progress text per file found, as before.
+    for (const char* f : {"/data/a.txt", "/data/b.txt", "/data/sub/c.txt", "/other/d.txt"})
+        EXPECT_EQ(std::count_if(captions.begin(), captions.end(),
+                                [&](const std::string& c) {
+                                    return c.starts_with(" Eradicating " + std::string(f));
+                                }),
+                  1)
+            << f;
+    EXPECT_EQ(host.boxes.back().text, "Selected task(s) completed successfully!");
+}
+
+// A window closed during a run stops the batch in progress; its files are removed
+// and named, and the run ends as stopped.
+TEST_F(frmEradTest, ClosingTheWindowMidBatchEndsItAndNamesWhatWasNotOverwritten) {
+    LinuxPlatform real{Target{}};
+    platform.realFiles = &real;
+    platform.files.clear();
+    const fs::path root = MakeTempDir("velloran-erad-stop");
+    for (const char* f : {"one.doc", "two.doc", "three.doc"})
+        std::ofstream(root / f) << "secret contents";
+    Method(1, 0, 1);  // Gutmann
+    frmErad& erad = Open();
+    erad.DropFiles({root.string()});
+    // The batch waits after its first pass until the window, pumped meanwhile,
+    // has been closed.
+    std::atomic<bool> synced{false};
+    platform.atSync = [&](int, std::atomic<bool>* abort) {
+        synced = true;
+        for (int i = 0; i < 1000 && !abort->load(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    };
+    bool closed = false;
+    for (int i = 1; i < 2000; ++i)
+        host.atDoEvents[host.doEvents + i] = [&] {
+            if (!closed && synced) {
+                closed = true;
+                erad.Unload(0);
+            }
+        };
+    erad.cmdwipef.UserClick();
+    ASSERT_TRUE(closed);
+    EXPECT_FALSE(fs::exists(root / "one.doc"));
+    EXPECT_FALSE(fs::exists(root / "two.doc"));
+    EXPECT_FALSE(fs::exists(root / "three.doc"));
+    ASSERT_EQ(erad.NotDone.size(), 3u);
+    for (const std::string& line : erad.NotDone)
+        EXPECT_NE(line.find(": the wipe was stopped; 1 of 35 overwrite pass(es) reached the disk"),
+                  std::string::npos)
+            << line;
+    EXPECT_EQ(host.boxes.back().text, "Selected task(s) aborted by user successfully!");
+    fs::remove_all(root);
 }
 
 TEST_F(frmEradTest, FolderWipeOnDiskOverwritesTheTreeAndNothingALinkPointsTo) {

@@ -151,6 +151,15 @@ TEST_F(CleanCommandTest, MalformedRegistryIsRefusedAndLeftWhole) {
     const std::string before = ReadAll(dir / "prefix" / "user.reg");
     CliResult r = Cli(env, "clean win_chk:5");
     EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("line 4: malformed DWORD value. This is not a valid Wine registry file"),
+              std::string::npos)
+        << r.err;
+    EXPECT_EQ(ReadAll(dir / "prefix" / "user.reg"), before);
+
+    // The file is read only when a task needs it: the clipboard alone never sees it.
+    r = Cli(env, "clean windows.clipboard");
+    EXPECT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_EQ(r.err.find("not a valid Wine registry file"), std::string::npos) << r.err;
     EXPECT_EQ(ReadAll(dir / "prefix" / "user.reg"), before);
 }
 

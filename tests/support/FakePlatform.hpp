@@ -1,5 +1,6 @@
 #pragma once
 // A platform with every answer set by the test.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <set>
@@ -136,6 +137,41 @@ public:
         if (realFiles) return realFiles->OverwriteAndRemove(job, report);
         Remove(job.path);
         return true;
+    }
+    // A batch is recorded file by file in `calls` as single wipes are, and pass by
+    // pass in `passes`: "write <pass> <path>" as each file's pass is written,
+    // "sync <pass>" once that pass is on the disk for the whole batch. With real
+    // files the real batch runs and its own steps are what is recorded.
+    std::vector<std::string> passes;
+    // Called on the batch's thread once a pass is on the disk (a test's stop).
+    std::function<void(int pass, std::atomic<bool>* abort)> atSync;
+    std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch) override {
+        for (const OverwriteJob& job : batch.jobs)
+            calls.push_back("Overwrite:" + std::to_string(job.passes.size()) + ":" + job.path);
+        OverwriteBatch recorded = batch;
+        recorded.written = [this, &batch](int pass, const std::string& path) {
+            passes.push_back("write " + std::to_string(pass) + " " + path);
+            if (batch.written) batch.written(pass, path);
+        };
+        recorded.durable = [this, &batch](int pass) {
+            passes.push_back("sync " + std::to_string(pass));
+            if (batch.durable) batch.durable(pass);
+            if (atSync) atSync(pass, batch.abort);
+        };
+        if (realFiles) return realFiles->OverwriteAndRemoveBatch(recorded);
+        std::size_t most = 0;
+        for (const OverwriteJob& job : batch.jobs) most = std::max(most, job.passes.size());
+        for (std::size_t pass = 1; pass <= most; ++pass) {
+            for (const OverwriteJob& job : batch.jobs)
+                if (pass <= job.passes.size()) recorded.written(static_cast<int>(pass), job.path);
+            recorded.durable(static_cast<int>(pass));
+        }
+        std::vector<OverwriteResult> results(batch.jobs.size());
+        for (std::size_t i = 0; i < batch.jobs.size(); ++i) {
+            results[i].complete = true;
+            Remove(batch.jobs[i].path);
+        }
+        return results;
     }
     void DeleteFileEntry(const std::string& p) override {
         calls.push_back("DeleteFileEntry:" + p);

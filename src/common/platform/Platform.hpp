@@ -3,6 +3,7 @@
 // Linux implements it in linux/, tests use a fake, a preview wraps it in a recorder.
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -84,6 +85,34 @@ struct OverwriteJob {
     std::atomic<std::uint64_t>* done = nullptr;
     std::function<void(int pass, int fd, std::uint64_t length)> afterPass;
 };
+
+// Many secure deletions done together: pass k of every file is written, then made
+// durable for all of them at once, before pass k+1 starts; the files are renamed
+// and unlinked folder by folder, with one folder sync per step. `abort`, `total`
+// and `done` (bytes of all passes of all files) serve the whole batch; the jobs'
+// own are not used. `written` and `durable` (tests) see each file's pass once it
+// is written and each pass once it has reached the disk for the whole batch.
+struct OverwriteBatch {
+    std::vector<OverwriteJob> jobs;
+    std::atomic<bool>* abort = nullptr;
+    std::atomic<std::uint64_t>* total = nullptr;
+    std::atomic<std::uint64_t>* done = nullptr;
+    std::function<void(int pass, const std::string& path)> written;
+    std::function<void(int pass)> durable;
+};
+
+// What became of one file of a batch: what OverwriteAndRemove would have
+// returned, its report lines, and what it would have thrown.
+struct OverwriteResult {
+    bool complete = false;
+    std::vector<std::string> report;
+    std::exception_ptr error;
+};
+
+class Platform;
+// One file after the other through Platform::OverwriteAndRemove, for systems
+// without a batch of their own (common/platform/OverwriteBatch.cpp).
+std::vector<OverwriteResult> OverwriteEachAlone(Platform& platform, const OverwriteBatch& batch);
 
 // Shell folder ids used by the program.
 enum Csidl : int {
@@ -260,6 +289,12 @@ public:
     // True when everything was done; what was not is appended to `report`, one line
     // each. May run on a worker thread. Throws VbError.
     virtual bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) = 0;
+    // The same for many files at once, pass by pass (see OverwriteBatch): one
+    // result per job, in order. A stop ends every file of the batch after the pass
+    // in progress, removes it and names it. May run on a worker thread.
+    virtual std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch) {
+        return OverwriteEachAlone(*this, batch);
+    }
     // Every regular file in `folder` (and below it when `recursive`), as folder and
     // name; never through a link, never into another mount. `found` returns false
     // to stop the walk. Unreadable folders are passed over.

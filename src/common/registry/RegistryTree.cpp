@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "common/VbError.hpp"
+#include "common/platform/FileIO.hpp"
 
 namespace velloran {
 
@@ -53,10 +55,9 @@ RegKeyNode* RegKeyNode::FindSubkey(std::u16string_view n, size_t* index) const {
         if (index) *index = subkeys.size();
         return nullptr;
     }
-    auto it = std::lower_bound(subkeys.begin(), subkeys.end(), n,
-                               [](const std::unique_ptr<RegKeyNode>& k, std::u16string_view x) {
-                                   return RegCompareNames(k->name, x) < 0;
-                               });
+    auto it = std::lower_bound(
+        subkeys.begin(), subkeys.end(), n,
+        [](const RegKeyPtr& k, std::u16string_view x) { return RegCompareNames(k->name, x) < 0; });
     if (index) *index = static_cast<size_t>(it - subkeys.begin());
     if (it != subkeys.end() && RegNamesEqual((*it)->name, n)) return it->get();
     return nullptr;
@@ -82,7 +83,7 @@ const RegKeyNode::Value* RegKeyNode::FindValue(std::u16string_view n) const {
 RegKeyNode* RegKeyNode::AddSubkey(std::u16string_view n, std::uint64_t when) {
     size_t index = 0;
     if (RegKeyNode* k = FindSubkey(n, &index)) return k;
-    auto key = std::make_unique<RegKeyNode>();
+    RegKeyPtr key(new RegKeyNode);
     key->name = n;
     key->parent = this;
     key->modified = when;
@@ -101,7 +102,43 @@ RegKeyNode::Value& RegKeyNode::SetValue(std::u16string_view n) {
 
 // ---- RegHive ----
 
-RegHive::RegHive() : root(std::make_unique<RegKeyNode>()) {}
+void* KeyBlocks::do_allocate(std::size_t bytes, std::size_t align) {
+    // A large block starts on a huge page boundary, so that huge pages cover all of it.
+    constexpr std::size_t kHugePage = std::size_t{2} << 20;
+    if (bytes >= kHugePage) align = std::max(align, kHugePage);
+    std::string& block = blocks_.emplace_back();
+    ReserveFileText(block, bytes + align);
+    void* at = block.data();
+    std::size_t space = bytes + align;
+    return std::align(align, bytes, at, space);
+}
+
+void KeyBlocks::do_deallocate(void* at, std::size_t bytes, std::size_t) {
+    const auto* p = static_cast<const char*>(at);
+    std::erase_if(blocks_, [&](const std::string& b) {
+        return p >= b.data() && p + bytes <= b.data() + b.capacity();
+    });
+}
+
+void RegKeyRelease::operator()(RegKeyNode* key) const {
+    if (key->pooled)
+        key->~RegKeyNode();  // its memory goes with the pool
+    else
+        delete key;
+}
+
+RegHive::RegHive() : root(new RegKeyNode) {}
+
+void RegHive::ReservePool(size_t bytes) {
+    pool.reset();
+    pool.emplace(std::max<size_t>(bytes, 4096), &blocks);
+}
+
+RegKeyPtr RegHive::NewKey() {
+    if (!pool) ReservePool(0);
+    void* at = pool->allocate(sizeof(RegKeyNode), alignof(RegKeyNode));
+    return RegKeyPtr(new (at) RegKeyNode(&*pool));
+}
 
 void RegHive::Touch(RegKeyNode* key) {
     if (!key->touched) touchedKeys.push_back(key);
@@ -111,16 +148,19 @@ void RegHive::Touch(RegKeyNode* key) {
 }
 
 void RegValueList::Load() const {
-    if (pending_.empty()) return;
+    if (first_.empty()) return;
     // Taken first: parsing runs once, whatever it finds.
-    std::vector<std::string_view> pending;
-    pending.swap(pending_);
-    for (std::string_view lines : pending) ParseWineValueLines(items_, lines);
+    const std::string_view first = std::exchange(first_, {});
+    std::vector<std::string_view> more;
+    more.swap(pending_);
+    ParseWineValueLines(items_, first);
+    for (std::string_view lines : more) ParseWineValueLines(items_, lines);
 }
 
 void RegHive::Clear() {
-    root = std::make_unique<RegKeyNode>();
+    root.reset(new RegKeyNode);
     removed.clear();
+    pool.reset();
     touchedKeys.clear();
     dirty = false;
     text.clear();
@@ -144,6 +184,7 @@ void RegHive::JoinText() {
 // ---- TreeStore ----
 
 TreeStore::Start TreeStore::Begin(std::uint32_t root, std::string_view path) const {
+    BeforeAccess();
     Start s{nullptr, SplitRegPath(path)};
     for (const auto& t : s.tokens) CheckKeyName(t);
     if (s.tokens.size() > kMaxKeyDepth)

@@ -4,6 +4,7 @@
 // enumerations come out in Wine's order and the Wine writer can walk the tree as is.
 #include <cstdint>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,12 @@ class RegValueList {
 public:
     using Items = std::vector<RegNodeValue>;
     // Lines of one section's values; the text must outlive this list.
-    void AddPending(std::string_view lines) { pending_.push_back(lines); }
+    void AddPending(std::string_view lines) {
+        if (first_.empty())
+            first_ = lines;
+        else
+            pending_.push_back(lines);
+    }
 
     Items& All() {
         Load();
@@ -55,6 +61,8 @@ public:
 private:
     void Load() const;
     mutable Items items_;
+    // A key has one section in nearly every file: its lines need no allocation.
+    mutable std::string_view first_;
     mutable std::vector<std::string_view> pending_;
 };
 
@@ -63,22 +71,34 @@ private:
 // spelling. The lines were checked when the file was read.
 void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view lines);
 
+struct RegKeyNode;
+// Keys read from a file live in their hive's pool (one allocation for many keys
+// and their names, freed with the hive's tree); keys made later on the heap.
+struct RegKeyRelease {
+    void operator()(RegKeyNode* key) const;
+};
+using RegKeyPtr = std::unique_ptr<RegKeyNode, RegKeyRelease>;
+
 struct RegKeyNode {
     using Value = RegNodeValue;
 
-    std::u16string name;
+    RegKeyNode() = default;
+    explicit RegKeyNode(std::pmr::memory_resource* pool) : name(pool), pooled(true) {}
+
+    std::pmr::u16string name;
     RegKeyNode* parent = nullptr;
-    std::vector<std::unique_ptr<RegKeyNode>> subkeys;  // sorted
+    std::vector<RegKeyPtr> subkeys;  // sorted
     RegValueList values;
     std::optional<std::u16string> keyClass;
     bool link = false;
     bool deleted = false;
+    bool pooled = false;
     // Changed since the file was read or last written: its section is rewritten.
     bool touched = false;
     std::uint64_t modified = 0;  // FILETIME: 100 ns ticks since 1601
     // Scratch for the writer.
     std::int64_t order = -1;
-    bool emitted = false;
+    std::uint32_t emittedIn = 0;  // the render that wrote its section
 
     // `index` receives the insertion point when the name is missing.
     RegKeyNode* FindSubkey(std::u16string_view n, size_t* index = nullptr) const;
@@ -98,6 +118,19 @@ inline constexpr size_t kMaxKeyDepth = 512;
 // The current time as a FILETIME.
 std::uint64_t RegNowFiletime();
 
+// Memory for the keys of a loaded file, in blocks that grow as needed; a large
+// block sits on huge pages where the system allows it, since a file of many keys
+// otherwise spends much of its load faulting in small pages.
+class KeyBlocks : public std::pmr::memory_resource {
+private:
+    void* do_allocate(std::size_t bytes, std::size_t align) override;
+    void do_deallocate(void* at, std::size_t bytes, std::size_t align) override;
+    bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override {
+        return this == &other;
+    }
+    std::vector<std::string> blocks_;
+};
+
 // One branch: user.reg or system.reg, or the same in memory. The file fields are
 // filled by the Wine reader and used by its writer.
 struct RegHive {
@@ -105,8 +138,11 @@ struct RegHive {
     RegHive(const RegHive&) = delete;
     RegHive& operator=(const RegHive&) = delete;
 
-    std::unique_ptr<RegKeyNode> root;
-    std::vector<std::unique_ptr<RegKeyNode>> removed;  // kept until the next save
+    // Before the keys: they go first. The reader sizes the pool to the file.
+    KeyBlocks blocks;
+    std::optional<std::pmr::monotonic_buffer_resource> pool;
+    RegKeyPtr root;
+    std::vector<RegKeyPtr> removed;  // kept until the next save
     std::vector<RegKeyNode*> touchedKeys;
     bool dirty = false;
 
@@ -125,15 +161,20 @@ struct RegHive {
     // Texts replaced by a save: values not parsed yet still point into them.
     std::vector<std::string> retiredTexts;
     size_t headerEnd = 0;
-    std::vector<Chunk> chunks;
+    // On the hive's blocks: a large file has a chunk for each of many keys.
+    std::pmr::vector<Chunk> chunks{&blocks};
     bool fromFile = false;  // false: a new file, written with a fresh header
     std::string arch;       // "win32", "win64" or empty
     int archLine = 0;
     // The layout of the text last rendered, adopted once it is on disk.
-    std::vector<Chunk> renderedChunks;
+    std::pmr::vector<Chunk> renderedChunks{&blocks};
+    std::uint32_t renders = 0;  // counts the renders, for RegKeyNode::emittedIn
     size_t renderedHeaderEnd = 0;
 
     void Touch(RegKeyNode* key);
+    // A key in the pool, for the reader; `ReservePool` first.
+    void ReservePool(size_t bytes);
+    RegKeyPtr NewKey();
     void Clear();
     // Makes `text` the text of the last save.
     void JoinText();
@@ -161,6 +202,10 @@ public:
     RegHive& MachineHive() { return machine_; }
 
 protected:
+    // Called before any key is looked at: a store that reads its files on first
+    // use reads them here (and throws when they cannot be read).
+    virtual void BeforeAccess() const {}
+
     RegHive user_;
     RegHive machine_;
 

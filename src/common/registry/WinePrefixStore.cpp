@@ -46,10 +46,17 @@ WinePrefixStore::WinePrefixStore(fs::path folder, Options options)
     // ever cleans it up.
     for (const fs::path& file : {MachineFile(), UserFile()})
         RemoveStaleTemporaries(file, options_.procRoot);
-    LoadBoth();
+    if (!options_.loadOnFirstUse) LoadBoth();
+}
+
+void WinePrefixStore::BeforeAccess() const {
+    // Loading fills the hives the const lookups read; a failed load is tried
+    // again, and refused again, at the next look.
+    if (!loaded_) const_cast<WinePrefixStore*>(this)->LoadBoth();
 }
 
 void WinePrefixStore::LoadBoth() {
+    loaded_ = false;
     // system.reg first: it decides the prefix's architecture, as in wineserver.
     Load(machine_, MachineFile(), machineStamp_);
     Load(user_, UserFile(), userStamp_);
@@ -62,6 +69,7 @@ void WinePrefixStore::LoadBoth() {
         machine_.Clear();
         throw VbError::BadFileFormat(msg).From(kSource);
     }
+    loaded_ = true;
 }
 
 void WinePrefixStore::Load(RegHive& hive, const fs::path& file, FileStamp& stamp) {

@@ -22,10 +22,14 @@ public:
         std::vector<std::filesystem::path> serverSearchRoots;
         // The process table, to tell a save in progress from one that was killed.
         std::filesystem::path procRoot = "/proc";
+        // Read the files when a key is first looked at, not at construction: a run
+        // that never touches the registry never waits for a large user.reg. A file
+        // that cannot be read is then refused at that first look, before any change.
+        bool loadOnFirstUse = false;
     };
 
-    // Reads both files; a missing file is an empty branch. Throws VbError for a file
-    // that cannot be read or is not a valid registry file.
+    // Reads both files (see loadOnFirstUse); a missing file is an empty branch.
+    // Throws VbError for a file that cannot be read or is not a valid registry file.
     explicit WinePrefixStore(std::filesystem::path folder);
     WinePrefixStore(std::filesystem::path folder, Options options);
 
@@ -62,6 +66,7 @@ private:
         RegValue value;
         bool recursive = false;
     };
+    void BeforeAccess() const override;
     void Load(RegHive& hive, const std::filesystem::path& file, FileStamp& stamp);
     void LoadBoth();
     // Reads both files again and makes this store's changes on them.
@@ -73,6 +78,7 @@ private:
     std::filesystem::path folder_;
     Options options_;
     FileStamp userStamp_, machineStamp_;
+    bool loaded_ = false;
     std::vector<Change> changes_;
 };
 

@@ -199,25 +199,22 @@ std::u16string Folded(std::u16string_view name) {
 // loading stays linear whatever the order.
 class LoadIndex {
 public:
+    explicit LoadIndex(RegHive& hive) : hive_(hive) {}
+
     RegKeyNode* Subkey(RegKeyNode* parent, std::u16string_view name, std::uint64_t modified) {
         auto unsorted = keys_.find(parent);
         if (unsorted == keys_.end()) {
-            auto& subs = parent->subkeys;
-            if (subs.empty() || RegCompareNames(subs.back()->name, name) < 0 ||
-                subs.size() < kSmall)
-                return parent->AddSubkey(name, modified);
-            if (RegKeyNode* found = parent->FindSubkey(name)) return found;
+            size_t at = 0;
+            RegKeyNode* found = parent->FindSubkey(name, &at);
+            if (found) return found;
+            if (at == parent->subkeys.size() || parent->subkeys.size() < kSmall)
+                return Add(parent, at, name, modified);
             unsorted = keys_.emplace(parent, Names<RegKeyNode*>{}).first;
-            for (auto& k : subs) unsorted->second.emplace(Folded(k->name), k.get());
+            for (auto& k : parent->subkeys) unsorted->second.emplace(Folded(k->name), k.get());
         }
         auto [it, added] = unsorted->second.emplace(Folded(name), nullptr);
         if (!added) return it->second;
-        auto key = std::make_unique<RegKeyNode>();
-        key->name = name;
-        key->parent = parent;
-        key->modified = modified;
-        it->second = key.get();
-        parent->subkeys.push_back(std::move(key));
+        it->second = Add(parent, parent->subkeys.size(), name, modified);
         return it->second;
     }
 
@@ -252,8 +249,21 @@ public:
     }
 
 private:
+    RegKeyNode* Add(RegKeyNode* parent, size_t at, std::u16string_view name,
+                    std::uint64_t modified) {
+        RegKeyPtr key = hive_.NewKey();
+        key->name = name;
+        key->parent = parent;
+        key->modified = modified;
+        RegKeyNode* added = key.get();
+        parent->subkeys.insert(parent->subkeys.begin() + static_cast<std::ptrdiff_t>(at),
+                               std::move(key));
+        return added;
+    }
+
     // Below this many names a sorted insert costs less than an index.
     static constexpr size_t kSmall = 64;
+    RegHive& hive_;
     template <class T>
     using Names = std::unordered_map<std::u16string, T>;
     std::unordered_map<RegKeyNode*, Names<RegKeyNode*>> keys_;
@@ -384,14 +394,14 @@ bool ContinuesOnNextLine(std::string_view line) {
     return !line.empty() && line.back() == '\\';
 }
 
-// Checks the value lines of a large file's later part on the other core while the
-// loading thread reads the keys; the check of value lines is most of a load.
+// Checks the value lines of a large file on the other core while the loading
+// thread reads the keys.
 class LaterValueCheck {
 public:
     // The part starts at a key line: no value goes on from before it.
     static size_t Start(std::string_view text) {
         if (text.size() < kMinBytes) return std::string_view::npos;
-        size_t at = text.size() / 100 * kPercentBehind;
+        size_t at = 0;
         for (;;) {
             at = text.find("\n[", at);
             if (at == std::string_view::npos) return at;
@@ -422,9 +432,10 @@ public:
     }
 
 private:
+    // The loading thread reads every line for the keys, which costs more than this
+    // check in files of few values a key and of many alike: the check takes all
+    // value lines from the first section on.
     static constexpr size_t kMinBytes = 4 << 20;
-    // The loading thread also reads every line for the keys; this balances the two.
-    static constexpr size_t kPercentBehind = 15;
 
     void Check() {
         LineReader rd(text_.substr(from_));
@@ -460,7 +471,8 @@ private:
 
 class Parser {
 public:
-    Parser(RegHive& hive, const std::string& fileName) : hive_(hive), file_(fileName) {}
+    Parser(RegHive& hive, const std::string& fileName)
+        : hive_(hive), file_(fileName), index_(hive) {}
 
     void Run() {
         LineReader rd(hive_.text);
@@ -474,6 +486,11 @@ public:
                 throw ParseError("the first line is not \"WINE REGISTRY Version 2\"");
             RegKeyNode* key = nullptr;
             hive_.headerEnd = hive_.text.size();
+            // A section takes a few hundred bytes: room for most files' sections at
+            // once, rather than copies of the list while it grows.
+            hive_.chunks.reserve(hive_.text.size() / 192 + 16);
+            // Keys and their names take about as much memory as their text.
+            hive_.ReservePool(hive_.text.size());
             while (rd.Next(line, start)) {
                 std::string_view p = SkipSpace(line);
                 char c = p.empty() ? '\0' : p[0];
@@ -933,7 +950,6 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
         RegKeyNode* k = stack.back();
         stack.pop_back();
         k->order = static_cast<std::int64_t>(order.size());
-        k->emitted = false;
         order.push_back(k);
         for (auto s = k->subkeys.rbegin(); s != k->subkeys.rend(); ++s) stack.push_back(s->get());
     }
@@ -942,9 +958,10 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
 
 // The file's sections in their order, each kept, re-rendered or reduced to its
 // comments.
-std::vector<RenderItem> ChunkItems(RegHive& hive) {
+using RenderItems = std::pmr::vector<RenderItem>;
+RenderItems ChunkItems(RegHive& hive) {
     const std::string_view text = hive.text;
-    std::vector<RenderItem> items;
+    RenderItems items(&hive.blocks);
     items.reserve(hive.chunks.size() + 8);
     for (size_t i = 0; i < hive.chunks.size(); ++i) {
         const auto& c = hive.chunks[i];
@@ -952,10 +969,10 @@ std::vector<RenderItem> ChunkItems(RegHive& hive) {
         std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
         if (!k->deleted && !k->touched) {
             items.push_back({RenderItem::Verbatim, static_cast<long>(i), k});
-            k->emitted = true;
-        } else if (!k->deleted && !k->emitted && NeedsSection(k)) {
+            k->emittedIn = hive.renders;
+        } else if (!k->deleted && k->emittedIn != hive.renders && NeedsSection(k)) {
             items.push_back({RenderItem::Canonical, static_cast<long>(i), k});
-            k->emitted = true;
+            k->emittedIn = hive.renders;
         } else if (HasComment(trivia)) {
             items.push_back({RenderItem::Trivia, static_cast<long>(i), nullptr});
         }
@@ -967,12 +984,21 @@ std::vector<RenderItem> ChunkItems(RegHive& hive) {
 // after the nearest key before it in Wine's order (0: before every item, i + 1:
 // after item i). In writing order; usually there are none.
 using NewSections = std::vector<std::pair<size_t, RegKeyNode*>>;
-NewSections PlaceNewSections(const std::vector<RenderItem>& items,
-                             const std::vector<RegKeyNode*>& order) {
-    const auto isNew = [](const RegKeyNode* k) {
-        return k->touched && !k->emitted && NeedsSection(k);
+NewSections PlaceNewSections(RegHive& hive, const RenderItems& items) {
+    const auto isNew = [&hive](const RegKeyNode* k) {
+        return k->touched && k->emittedIn != hive.renders && NeedsSection(k);
     };
-    if (std::none_of(order.begin(), order.end(), isNew)) return {};
+    // The tree is numbered only when some key is new, which is seldom.
+    bool any = false;
+    std::vector<const RegKeyNode*> stack{hive.root.get()};
+    while (!any && !stack.empty()) {
+        const RegKeyNode* k = stack.back();
+        stack.pop_back();
+        any = isNew(k);
+        for (const auto& s : k->subkeys) stack.push_back(s.get());
+    }
+    if (!any) return {};
+    const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
     for (size_t i = 0; i < items.size(); ++i)
         if (items[i].key) placed.emplace_back(items[i].key->order, i);
@@ -1080,9 +1106,9 @@ private:
 
 PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch) {
     hive.JoinText();
-    const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
-    const std::vector<RenderItem> items = ChunkItems(hive);
-    const NewSections after = PlaceNewSections(items, order);
+    ++hive.renders;
+    const RenderItems items = ChunkItems(hive);
+    const NewSections after = PlaceNewSections(hive, items);
 
     SectionWriter writer(hive);
     writer.Header(branch, arch);

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <random>
 #include <thread>
+#include <utility>
 
 #include "common/VbError.hpp"
 #include "common/WaitPumping.hpp"
@@ -16,6 +17,10 @@ namespace velloran {
 
 namespace {
 constexpr auto kPumpInterval = std::chrono::milliseconds(10);
+// A batch is wiped once it holds this many files or bytes: enough that a sync per
+// pass costs little per file, few enough descriptors and a short enough stop.
+constexpr std::size_t kBatchFiles = 256;
+constexpr std::uint64_t kBatchBytes = 64u << 20;
 }  // namespace
 
 struct SecureDeleter::Impl {
@@ -25,6 +30,12 @@ struct SecureDeleter::Impl {
     std::function<void()> pump;
     PassHook hook;
     std::vector<std::string> report;
+    bool batching = false;
+    std::vector<OverwriteJob> queue;
+    std::uint64_t queuedBytes = 0;
+    std::vector<Left> batchReport;
+    std::function<void(int, const std::string&)> written;
+    std::function<void(int)> durable;
 };
 
 SecureDeleter::SecureDeleter(Platform& platform) : impl_(new Impl(platform)) {}
@@ -35,6 +46,16 @@ bool SecureDeleter::AbortDelete() const { return impl_->abort.load(); }
 void SecureDeleter::SetPump(std::function<void()> pump) { impl_->pump = std::move(pump); }
 const std::vector<std::string>& SecureDeleter::Report() const { return impl_->report; }
 void SecureDeleter::SetPassHook(PassHook hook) { impl_->hook = std::move(hook); }
+void SecureDeleter::SetBatching(bool on) { impl_->batching = on; }
+void SecureDeleter::SetBatchHooks(std::function<void(int, const std::string&)> written,
+                                  std::function<void(int)> durable) {
+    impl_->written = std::move(written);
+    impl_->durable = std::move(durable);
+}
+
+std::vector<SecureDeleter::Left> SecureDeleter::TakeBatchReport() {
+    return std::exchange(impl_->batchReport, {});
+}
 
 std::vector<SecureDeleter::Pass> SecureDeleter::GutmannPatterns() {
     auto one = [](unsigned char b) {
@@ -94,27 +115,72 @@ bool SecureDeleter::DeleteGutmann(const std::string& path) {
 bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes, bool verifyLast) {
     Impl& im = *impl_;
     im.report.clear();
+    if (im.batching) {
+        im.queue.push_back(
+            {path, std::move(passes), verifyLast, nullptr, nullptr, nullptr, im.hook});
+        im.queuedBytes += im.platform.FileSize(path).value_or(0);
+        if (im.queue.size() >= kBatchFiles || im.queuedBytes >= kBatchBytes) FinishBatch();
+        return true;
+    }
     std::atomic<std::uint64_t> total{0}, done{0};
     OverwriteJob job{path, std::move(passes), verifyLast, &im.abort, &total, &done, im.hook};
     std::vector<std::string> report;
+    bool result = false;
+    try {
+        RunPumping(path, total, done,
+                   [&] { result = im.platform.OverwriteAndRemove(job, report); });
+    } catch (...) {
+        im.report = std::move(report);  // what was refused, beside the error
+        throw;
+    }
+    im.report = std::move(report);
+    return result;
+}
+
+void SecureDeleter::FinishBatch() {
+    Impl& im = *impl_;
+    if (im.queue.empty()) return;
+    std::atomic<std::uint64_t> total{0}, done{0};
+    OverwriteBatch batch{
+        std::exchange(im.queue, {}), &im.abort, &total, &done, im.written, im.durable};
+    im.queuedBytes = 0;
+    std::vector<OverwriteResult> results;
+    RunPumping(batch.jobs.back().path, total, done,
+               [&] { results = im.platform.OverwriteAndRemoveBatch(batch); });
+    for (std::size_t i = 0; i < results.size() && i < batch.jobs.size(); ++i) {
+        const std::string& path = batch.jobs[i].path;
+        OverwriteResult& r = results[i];
+        if (r.error) {
+            try {
+                std::rethrow_exception(r.error);
+            } catch (const VbError& e) {
+                im.batchReport.push_back({path, e.Description(), true});
+            }
+        } else if (!r.complete) {
+            for (std::string& line : r.report) im.batchReport.push_back({path, std::move(line)});
+        }
+    }
+}
+
+void SecureDeleter::RunPumping(const std::string& shown, std::atomic<std::uint64_t>& total,
+                               std::atomic<std::uint64_t>& done,
+                               const std::function<void()>& work) {
+    Impl& im = *impl_;
     std::mutex m;
     std::condition_variable cv;
     bool finished = false;
-    bool result = false;
     std::exception_ptr error;
 
-    // The overwrite runs on a worker thread; progress and the pump stay on this one,
-    // so a Stop click is handled while the disk works.
+    // The wipe runs on a worker thread; progress and the pump stay on this one, so
+    // a Stop click is handled while the disk works.
     std::thread worker([&] {
-        bool r = false;
         std::exception_ptr e;
         try {
-            r = im.platform.OverwriteAndRemove(job, report);
+            work();
         } catch (...) {
             e = std::current_exception();
         }
         std::lock_guard lock(m);
-        result = r;
         error = e;
         finished = true;
         cv.notify_all();
@@ -128,15 +194,13 @@ bool SecureDeleter::Overwrite(const std::string& path, std::vector<Pass> passes,
             const double d = static_cast<double>(done.load());
             if (total.load() > 0 && d != lastDone) {
                 lastDone = d;
-                DeleteProgress(path, static_cast<double>(total.load()), d);
+                DeleteProgress(shown, static_cast<double>(total.load()), d);
             }
             return !over;
         },
         im.pump);
     worker.join();
-    im.report = std::move(report);
     if (error) std::rethrow_exception(error);
-    return result;
 }
 
 bool SecureDeleter::DeleteWith(int method, const std::string& path, bool otherRecycles) {

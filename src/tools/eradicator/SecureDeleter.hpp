@@ -12,6 +12,7 @@
 // An aborted overwrite still removes the file: its contents are already damaged.
 // Errors raise VbError: 53 file not found, 70 permission denied, 75 not a regular
 // file or another access error, 61 disk full, 57 I/O error.
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -49,6 +50,27 @@ public:
     // One pass of zeros.
     bool DeleteZero(const std::string& path);
 
+    // Batching: while on, the overwriting methods only queue the file and return
+    // true; the queue is wiped pass by pass as one batch (each pass on the disk
+    // for every file before the next starts) once it is large enough, and by
+    // FinishBatch. What the batches did not do collects in BatchReport().
+    void SetBatching(bool on);
+    // Wipes what is queued. A stop (SetAbortDelete) ends the batch after the pass in
+    // progress; its files are removed all the same and named in BatchReport().
+    void FinishBatch();
+    // One line per file of the finished batches that was not (fully) overwritten
+    // or removed; `error` when it could not be wiped at all (the error's text).
+    struct Left {
+        std::string path;
+        std::string line;
+        bool error = false;
+    };
+    // Taken once: the lines are handed over and forgotten.
+    std::vector<Left> TakeBatchReport();
+    // Test hook: each file's pass written, and each pass on the disk for the batch.
+    void SetBatchHooks(std::function<void(int pass, const std::string& path)> written,
+                       std::function<void(int pass)> durable);
+
     // path, total bytes of all passes, bytes done so far.
     Signal<const std::string&, double, double> DeleteProgress;
 
@@ -70,6 +92,9 @@ public:
 private:
     struct Impl;
     bool Overwrite(const std::string& path, std::vector<Pass> passes, bool verifyLast);
+    // Runs `work` on a worker thread, raising progress for `shown` and pumping.
+    void RunPumping(const std::string& shown, std::atomic<std::uint64_t>& total,
+                    std::atomic<std::uint64_t>& done, const std::function<void()>& work);
     Impl* impl_;
 };
 

@@ -375,6 +375,40 @@ TEST(WinePrefixStore, FoldersAsFilesAndMissingPrefixesAreErrors) {
     EXPECT_FALSE(fs::exists(missing));
 }
 
+TEST(WinePrefixStore, ReadOnFirstUseRefusesADamagedFileAtEveryLookAndChangesNothing) {
+    ScratchDir dir;
+    const std::string damaged = "WINE REGISTRY Version 2\n\n[Software\\\\A] 1\n\"a\"=dword:zz\n";
+    WriteBytes(dir / "user.reg", damaged);
+    WinePrefixStore::Options lazy;
+    lazy.loadOnFirstUse = true;
+    WinePrefixStore store(dir.Path(), lazy);  // nothing read yet, so nothing refused
+    EXPECT_FALSE(store.IsDirty());
+    store.Save();
+    for (int look = 0; look < 2; ++look) {
+        try {
+            store.WriteValue(kHKeyCurrentUser, "Software\\A", "b", RegValue::Dword(1));
+            ADD_FAILURE() << "a damaged file was changed";
+        } catch (const VbError& e) {
+            EXPECT_EQ(e.Number(), vbErrBadFileFormat);
+            EXPECT_NE(e.Description().find("line 4: malformed DWORD value"), std::string::npos)
+                << e.Description();
+        }
+        EXPECT_FALSE(store.IsDirty());
+    }
+    store.Save();
+    EXPECT_EQ(ReadBytes(dir / "user.reg"), damaged);
+
+    // Mended before the first look: the file as it is then is the one read and saved.
+    const std::string mended = "WINE REGISTRY Version 2\n\n[Software\\\\A] 1\n\"a\"=dword:2\n";
+    WriteBytes(dir / "user.reg", mended);
+    EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "Software\\A", "a"), RegValue::Dword(2));
+    store.WriteValue(kHKeyCurrentUser, "Software\\A", "b", RegValue::Dword(1));
+    store.Save();
+    WinePrefixStore reread(dir.Path());
+    EXPECT_EQ(reread.ReadValue(kHKeyCurrentUser, "Software\\A", "a"), RegValue::Dword(2));
+    EXPECT_EQ(reread.ReadValue(kHKeyCurrentUser, "Software\\A", "b"), RegValue::Dword(1));
+}
+
 TEST(WinePrefixStore, UnreadableFileIsRefused) {
     if (geteuid() == 0) {
         GTEST_SKIP() << "running as root: file permissions do not stop reading";

@@ -19,6 +19,7 @@
 #include "common/platform/linux/LinuxPlatform.hpp"
 #include "support/EnvGuard.hpp"
 #include "support/Ext4Image.hpp"
+#include "support/FakePlatform.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
@@ -308,11 +309,140 @@ TEST_F(SecureDeleterTest, PlainDeletionToTheRecycleBinUsesTheHomeTrash) {
     EXPECT_EQ(second, "Path=" + dir_.string() + "/recycle%20me.tmp");
 }
 
+// The order of a batch's steps as the recording platform saw them: for each pass,
+// which files were written before its sync, and whether any file's next pass
+// started before that sync.
+struct BatchOrder {
+    std::map<int, std::set<std::string>> writtenBeforeSync;
+    std::vector<int> syncs;
+    bool nextPassBeforeSync = false;
+    explicit BatchOrder(const std::vector<std::string>& steps) {
+        std::set<int> synced;
+        for (const std::string& step : steps) {
+            std::istringstream in(step);
+            std::string what;
+            int pass = 0;
+            in >> what >> pass;
+            if (what == "sync") {
+                syncs.push_back(pass);
+                synced.insert(pass);
+                continue;
+            }
+            std::string path;
+            std::getline(in >> std::ws, path);
+            if (pass > 1 && !synced.count(pass - 1)) nextPassBeforeSync = true;
+            if (!synced.count(pass)) writtenBeforeSync[pass].insert(path);
+        }
+    }
+};
+
+TEST_F(SecureDeleterTest, ABatchPutsEachPassOfEveryFileOnTheDiskBeforeTheNextPass) {
+    test::FakePlatform recording;
+    recording.realFiles = &Real();
+    SecureDeleter d(recording);
+    d.SetBatching(true);
+    fs::create_directories(dir_ / "sub");
+    std::set<std::string> paths;
+    for (const char* name : {"one.doc", "two.doc", "sub/three.doc"}) paths.insert(Make(name, 5000));
+    paths.insert(Make("big.bin", 9 << 20));  // more than one chunk
+    // Many names of one length in one folder: more than one character repeated
+    // can hide at once.
+    std::set<std::string> same;
+    for (int i = 0; i < 50; ++i) {
+        char name[16];
+        std::snprintf(name, sizeof name, "f%02d.tmp", i);
+        same.insert(Make(std::string("sub/") + name, 100));
+    }
+    std::ofstream(dir_ / "keep.txt") << "other name";
+    fs::create_hard_link(dir_ / "keep.txt", dir_ / "linked.txt");
+    for (const std::string& p : paths) {
+        EXPECT_TRUE(d.DeleteZapper(p));
+        EXPECT_TRUE(fs::exists(p)) << "only queued";
+    }
+    for (const std::string& p : same) EXPECT_TRUE(d.DeleteZapper(p));
+    EXPECT_TRUE(d.DeleteZapper((dir_ / "linked.txt").string()));
+    EXPECT_TRUE(d.DeleteZapper((dir_ / "missing.doc").string()));
+    EXPECT_TRUE(recording.passes.empty());
+
+    std::vector<int> durable;
+    d.SetBatchHooks({}, [&](int pass) { durable.push_back(pass); });
+    d.FinishBatch();
+
+    BatchOrder order(recording.passes);
+    EXPECT_FALSE(order.nextPassBeforeSync);
+    EXPECT_EQ(order.syncs, (std::vector<int>{1, 2, 3}));
+    std::set<std::string> all = paths;
+    all.insert(same.begin(), same.end());
+    for (int pass = 1; pass <= 3; ++pass) EXPECT_EQ(order.writtenBeforeSync[pass], all) << pass;
+    EXPECT_EQ(durable, (std::vector<int>{1, 2, 3}));
+    for (const std::string& p : all) EXPECT_FALSE(fs::exists(p)) << p;
+    EXPECT_EQ(fs::file_size(dir_ / "keep.txt"), 10u) << "another name's data is kept";
+    EXPECT_FALSE(fs::exists(dir_ / "linked.txt"));
+    EXPECT_TRUE(fs::is_empty(dir_ / "sub"));
+
+    // The hard link and the missing file are named; nothing else is.
+    const std::vector<SecureDeleter::Left> left = d.TakeBatchReport();
+    ASSERT_EQ(left.size(), 2u);
+    EXPECT_EQ(left[0].path, (dir_ / "linked.txt").string());
+    EXPECT_NE(left[0].line.find("has 1 other hard link(s)"), std::string::npos) << left[0].line;
+    EXPECT_FALSE(left[0].error);
+    EXPECT_EQ(left[1].path, (dir_ / "missing.doc").string());
+    EXPECT_TRUE(left[1].error);
+    EXPECT_TRUE(d.TakeBatchReport().empty());
+}
+
+TEST_F(SecureDeleterTest, EachFileOfABatchGetsItsOwnPassesAndAFullQueueIsWipedAtOnce) {
+    SecureDeleter d(Real());
+    d.SetBatching(true);
+    std::map<int, std::vector<std::string>> contents;  // pass -> what the files hold
+    d.SetPassHook([&](int pass, int fd, std::uint64_t length) {
+        contents[pass].push_back(Describe(ReadFd(fd, length)));
+    });
+    const std::string small = Make("small.doc", 3000);
+    EXPECT_TRUE(d.DeleteZero(small));
+    EXPECT_TRUE(fs::exists(small));
+    // A large file fills the queue: the batch runs within the call.
+    const std::string large = Make("large.doc", 65 << 20);
+    EXPECT_TRUE(d.DeleteZapper(large));
+    EXPECT_FALSE(fs::exists(small));
+    EXPECT_FALSE(fs::exists(large));
+    EXPECT_TRUE(d.TakeBatchReport().empty());
+    EXPECT_EQ(contents[1], (std::vector<std::string>{"0 ", "0 "}));
+    EXPECT_EQ(contents[2], std::vector<std::string>{"ff "});
+    EXPECT_EQ(contents[3], std::vector<std::string>{"random"});
+}
+
+TEST_F(SecureDeleterTest, AStopMidBatchEndsItRemovesItsFilesAndNamesThem) {
+    test::FakePlatform recording;
+    recording.realFiles = &Real();
+    SecureDeleter d(recording);
+    d.SetBatching(true);
+    std::vector<std::string> paths;
+    for (const char* name : {"a.doc", "b.doc", "c.doc"}) paths.push_back(Make(name, 8192));
+    for (const std::string& p : paths) d.DeleteGutmann(p);
+    d.SetBatchHooks({}, [&](int pass) {
+        if (pass == 2) d.SetAbortDelete(true);
+    });
+    d.FinishBatch();
+    EXPECT_TRUE(DirEmpty()) << "a stopped wipe still removes what it damaged";
+    BatchOrder order(recording.passes);
+    EXPECT_EQ(order.syncs, (std::vector<int>{1, 2}));
+    EXPECT_TRUE(order.writtenBeforeSync[3].empty());
+    const std::vector<SecureDeleter::Left> left = d.TakeBatchReport();
+    ASSERT_EQ(left.size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(left[i].path, paths[i]);
+        EXPECT_EQ(left[i].line,
+                  paths[i] + ": the wipe was stopped; 2 of 35 overwrite pass(es) reached the disk");
+    }
+}
+
 // Proof on a real disk: after each method, the image holds no trace of the data.
 TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
     test::Ext4Image disk;
     if (!disk.Usable()) GTEST_SKIP() << "mkfs.ext4 or loop mounts are not available here";
-    const std::vector<std::string> methods = {"plain", "zero", "zapper", "gutmann"};
+    const std::vector<std::string> methods = {
+        "plain", "zero", "zapper", "gutmann", "batch-zero", "batch-zapper", "batch-gutmann"};
     for (const std::string& m : methods) {
         std::string marker = "VELLORAN-MARKER-" + m + "-7f3a";
         std::string data;
@@ -333,10 +463,18 @@ TEST(SecureDeleterOnDisk, LeavesNoMarkerInAnExt4Image) {
     EXPECT_TRUE(d.DeleteZapper((disk.Root() / "zapper.doc").string()));
     EXPECT_TRUE(d.DeleteGutmann((disk.Root() / "gutmann.doc").string()));
     EXPECT_TRUE(d.Report().empty());
+    SecureDeleter batch(Real());
+    batch.SetBatching(true);
+    batch.DeleteZero((disk.Root() / "batch-zero.doc").string());
+    batch.DeleteZapper((disk.Root() / "batch-zapper.doc").string());
+    batch.DeleteGutmann((disk.Root() / "batch-gutmann.doc").string());
+    batch.FinishBatch();
+    EXPECT_TRUE(batch.TakeBatchReport().empty());
     ASSERT_TRUE(disk.Unmount());
     // Plain deletion leaves the data on the disk: the check can see a marker.
     EXPECT_TRUE(disk.Holds("VELLORAN-MARKER-plain"));
-    for (const char* m : {"zero", "zapper", "gutmann"})
+    for (const char* m :
+         {"zero", "zapper", "gutmann", "batch-zero", "batch-zapper", "batch-gutmann"})
         EXPECT_FALSE(disk.Holds("VELLORAN-MARKER-" + std::string(m))) << m;
 }
 

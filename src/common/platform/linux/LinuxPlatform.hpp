@@ -47,6 +47,7 @@ public:
     void MoveToRecycleBin(const std::string& path) override;
     void DeleteFileEntry(const std::string& path) override;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
+    std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch) override;
     std::optional<std::uint64_t> FileSize(const std::string& path) override;
     std::string OverwriteCaveat(const std::string& path) override;
     std::unique_ptr<TreeWalk> WalkTree(const std::string& root, TreeVisitor& visitor,

@@ -66,6 +66,10 @@ bool LinuxPlatform::OverwriteAndRemove(const OverwriteJob& job, std::vector<std:
     return linuxfs::OverwriteAndRemove(job, report);
 }
 
+std::vector<OverwriteResult> LinuxPlatform::OverwriteAndRemoveBatch(const OverwriteBatch& batch) {
+    return linuxfs::OverwriteAndRemoveBatch(batch);
+}
+
 std::string LinuxPlatform::OverwriteCaveat(const std::string& path) {
     return linuxfs::OverwriteCaveat(path);
 }

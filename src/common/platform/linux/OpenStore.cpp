@@ -4,9 +4,10 @@
 
 namespace velloran {
 
-std::unique_ptr<RegistryStore> OpenRegistryStore(const Target& target) {
+std::unique_ptr<RegistryStore> OpenRegistryStore(const Target& target, RegistryLoad load) {
     WinePrefixStore::Options options;
     options.isPrefix = target.HasPrefix();
+    options.loadOnFirstUse = load == RegistryLoad::OnFirstUse;
     return std::make_unique<WinePrefixStore>(target.RegistryFolder(), options);
 }
 

@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <future>
+#include <map>
 #include <memory>
+#include <optional>
 
 #include "common/VbError.hpp"
 #include "common/platform/linux/FastRandom.hpp"
@@ -200,10 +202,16 @@ struct Span {
     std::uint64_t length = 0;
 };
 
-// What the passes write, and what the last one wrote for the read-back.
-struct PassState {
+// The bytes a pass writes; one pair serves every file of a batch.
+struct Buffers {
     Buffer buf = AlignedBuffer(kChunk + 64);
     Buffer spare = AlignedBuffer(kChunk + 64);  // random data for the next chunk
+};
+
+// What the passes write, and what the last one wrote for the read-back.
+struct PassState {
+    explicit PassState(Buffers& b) : io(&b) {}
+    Buffers* io;
     FastRandom lastRandom;
     std::uint64_t size = 0;  // the file's size when the spans were taken
     std::uint64_t block = 4096;
@@ -285,20 +293,26 @@ bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassSta
     FastRandom rng;
     ps.lastRandom = rng;
     auto generate = [&rng](unsigned char* to, std::size_t n) { rng.Fill(to, (n + 63) / 64 * 64); };
-    if (!pass.random) FillPattern(ps.buf.get(), kChunk + 64, pass);
+    if (!pass.random) {
+        // Only as much as the largest chunk needs: a batch of small files would
+        // otherwise fill the whole buffer for each of them.
+        std::uint64_t largest = 0;
+        for (const Span& c : ps.chunks) largest = std::max(largest, c.length);
+        FillPattern(ps.io->buf.get(), static_cast<std::size_t>(largest) + 64, pass);
+    }
     std::uint64_t started = 0;  // the disk has been asked to write from here
     std::uint64_t unsynced = 0;
     bool ready = false;  // buf already holds random data for the current chunk
     for (std::size_t i = 0; i < ps.chunks.size() && !Aborted(job);) {
         const Span chunk = ps.chunks[i];
         const auto n = static_cast<std::size_t>(chunk.length);
-        const unsigned char* src = ps.buf.get();
+        const unsigned char* src = ps.io->buf.get();
         std::future<void> next;
         if (pass.random) {
-            if (!ready) generate(ps.buf.get(), n);
+            if (!ready) generate(ps.io->buf.get(), n);
             // Make the next chunk's bytes on another core while this one is written.
             if (i + 1 < ps.chunks.size())
-                next = std::async(std::launch::async, generate, ps.spare.get(),
+                next = std::async(std::launch::async, generate, ps.io->spare.get(),
                                   static_cast<std::size_t>(ps.chunks[i + 1].length));
         } else {
             src += chunk.offset % static_cast<std::uint64_t>(pass.patternLength);
@@ -327,7 +341,7 @@ bool RunPass(const OverwriteJob& job, const OverwritePass& pass, int fd, PassSta
             ps.complete = false;
             return false;
         }
-        if (prefetched) std::swap(ps.buf, ps.spare);
+        if (prefetched) std::swap(ps.io->buf, ps.io->spare);
         ready = prefetched;
         Add(job.done, n);
         // The disk writes what is done while the rest is copied and made, so the
@@ -353,12 +367,12 @@ void VerifyLastPass(const OverwriteJob& job, int fd, PassState& ps,
     for (const Span& chunk : ps.chunks) {
         if (Aborted(job)) break;
         const auto n = static_cast<std::size_t>(chunk.length);
-        ps.lastRandom.Fill(ps.buf.get(), (n + 63) / 64 * 64);
+        ps.lastRandom.Fill(ps.io->buf.get(), (n + 63) / 64 * 64);
         if (!ReadAll(fd, check.get(), n, chunk.offset)) {
             bad += n;
             continue;
         }
-        for (std::size_t i = 0; i < n; ++i) bad += ps.buf[i] != check[i];
+        for (std::size_t i = 0; i < n; ++i) bad += ps.io->buf[i] != check[i];
         Add(job.done, n);
     }
     if (bad) {
@@ -389,6 +403,57 @@ bool RunPasses(const OverwriteJob& job, const std::vector<OverwritePass>& passes
     return true;
 }
 
+// Whatever a writer added meanwhile is overwritten too, a few times over; a file
+// that is still growing after that is named. False when writing failed.
+bool CoverGrowth(const OverwriteJob& job, const std::vector<OverwritePass>& passes, int fd,
+                 PassState& ps, std::uint64_t perByte, std::vector<std::string>& report) {
+    constexpr int kRounds = 4;
+    int passNo = 1 + static_cast<int>(passes.size());
+    for (int round = 1; !passes.empty() && !Aborted(job); ++round) {
+        struct stat now {};
+        if (fstat(fd, &now) != 0) break;
+        const std::uint64_t covered = (End(ps) + ps.block - 1) / ps.block * ps.block;
+        const auto size = static_cast<std::uint64_t>(now.st_size);
+        if (size <= covered) break;
+        if (round == kRounds) {
+            report.push_back(job.path + ": kept growing while it was overwritten; the last " +
+                             std::to_string(size - covered) +
+                             " byte(s) written to it meanwhile were not overwritten");
+            ps.complete = false;
+            break;
+        }
+        ps.size = size;
+        ps.chunks = Chunks(DataSpans(fd, covered, size, ps.block));
+        if (job.total) *job.total += Bytes(ps.chunks) * perByte;
+        if (!RunPasses(job, passes, fd, ps, passNo, report)) return false;
+        passNo += static_cast<int>(passes.size());
+    }
+    return true;
+}
+
+// Takes the file's size and the parts to overwrite; a file that shares its data
+// with other names gets no passes. True for such a shared file.
+bool Prepare(const OverwriteJob& job, const Opened& o, PassState& ps,
+             std::vector<OverwritePass>& passes, std::vector<std::string>& report) {
+    ps.size = static_cast<std::uint64_t>(o.st.st_size);
+    ps.block = o.st.st_blksize > 0 ? static_cast<std::uint64_t>(o.st.st_blksize) : 4096;
+    const bool shared = o.st.st_nlink > 1;
+    if (shared) {
+        // Other names share this data: overwriting would destroy their file.
+        report.push_back(job.path + ": has " + std::to_string(o.st.st_nlink - 1) +
+                         " other hard link(s); its data was not overwritten");
+        ps.complete = false;
+        passes.clear();
+    }
+    if (const char* note = CopyOnWriteNote(o.fd.get()); note && !passes.empty()) {
+        report.push_back(job.path + ": " + note);
+        ps.complete = false;
+    }
+    ps.chunks =
+        passes.empty() ? std::vector<Span>{} : Chunks(DataSpans(o.fd.get(), 0, ps.size, ps.block));
+    return shared;
+}
+
 }  // namespace
 
 bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) {
@@ -396,50 +461,14 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
     std::vector<OverwritePass> passes = job.passes;
     Opened o = OpenForOverwrite(path, report);
 
-    PassState ps;
-    ps.size = static_cast<std::uint64_t>(o.st.st_size);
-    ps.block = o.st.st_blksize > 0 ? static_cast<std::uint64_t>(o.st.st_blksize) : 4096;
-    const bool shared = o.st.st_nlink > 1;
-    if (shared) {
-        // Other names share this data: overwriting would destroy their file.
-        report.push_back(path + ": has " + std::to_string(o.st.st_nlink - 1) +
-                         " other hard link(s); its data was not overwritten");
-        ps.complete = false;
-        passes.clear();
-    }
-    if (const char* note = CopyOnWriteNote(o.fd.get()); note && !passes.empty()) {
-        report.push_back(path + ": " + note);
-        ps.complete = false;
-    }
-    ps.chunks =
-        passes.empty() ? std::vector<Span>{} : Chunks(DataSpans(o.fd.get(), 0, ps.size, ps.block));
+    Buffers io;
+    PassState ps(io);
+    const bool shared = Prepare(job, o, ps, passes, report);
     const std::uint64_t perByte = passes.size() + (job.verifyLast ? 1 : 0);
     if (job.total) *job.total = Bytes(ps.chunks) * perByte;
 
     bool failed = !RunPasses(job, passes, o.fd.get(), ps, 1, report);
-    // Whatever a writer added meanwhile is overwritten too, a few times over; a file
-    // that is still growing after that is named.
-    constexpr int kRounds = 4;
-    int passNo = 1 + static_cast<int>(passes.size());
-    for (int round = 1; !failed && !passes.empty() && !Aborted(job); ++round) {
-        struct stat now {};
-        if (fstat(o.fd.get(), &now) != 0) break;
-        const std::uint64_t covered = (End(ps) + ps.block - 1) / ps.block * ps.block;
-        const auto size = static_cast<std::uint64_t>(now.st_size);
-        if (size <= covered) break;
-        if (round == kRounds) {
-            report.push_back(path + ": kept growing while it was overwritten; the last " +
-                             std::to_string(size - covered) +
-                             " byte(s) written to it meanwhile were not overwritten");
-            ps.complete = false;
-            break;
-        }
-        ps.size = size;
-        ps.chunks = Chunks(DataSpans(o.fd.get(), covered, size, ps.block));
-        if (job.total) *job.total += Bytes(ps.chunks) * perByte;
-        failed = !RunPasses(job, passes, o.fd.get(), ps, passNo, report);
-        passNo += static_cast<int>(passes.size());
-    }
+    if (!failed) failed = !CoverGrowth(job, passes, o.fd.get(), ps, perByte, report);
 
     const bool aborted = Aborted(job);
     // Truncating a shared file would empty the other names too. The folder's sync
@@ -450,6 +479,215 @@ bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& repor
     }
     if (!HideAndUnlink(o.dir.get(), o.name, report)) throw ErrnoError(errno, path);
     return ps.complete && !aborted && !failed;
+}
+
+}  // namespace velloran::linuxfs
+
+namespace velloran::linuxfs {
+
+namespace {
+
+// One file of a batch while its passes run.
+struct BatchFile {
+    BatchFile(const OverwriteJob& j, OverwriteResult& r, Buffers& io) : job(j), result(r), ps(io) {}
+    OverwriteJob job;
+    OverwriteResult& result;
+    Opened o;
+    PassState ps;
+    std::vector<OverwritePass> passes;
+    bool shared = false;
+    bool failed = false;      // writing failed: no further pass
+    std::size_t durable = 0;  // passes that have reached the disk
+};
+
+// Candidate names of `length` characters, in order: one character repeated (as a
+// single wipe names it), then base-36 numbers, so that many files of one folder
+// can hold hidden names of the same length at once.
+std::optional<std::string> HiddenName(std::size_t length, std::uint64_t index) {
+    static const char kChars[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+    constexpr std::uint64_t kBase = sizeof kChars - 1;
+    if (index < kBase) return std::string(length, kChars[index]);
+    index -= kBase - 1;
+    std::string name(length, '0');
+    for (std::size_t i = length; i-- > 0 && index > 0; index /= kBase)
+        name[i] = kChars[index % kBase];
+    if (index > 0) return std::nullopt;
+    return name;
+}
+
+// The names given out in one folder, per length, so a batch does not try every
+// taken name again for each file.
+struct FolderNames {
+    int dirfd = -1;
+    std::vector<BatchFile*> files;
+    std::vector<std::string> current;  // each file's name now
+    std::vector<bool> hidden;
+    std::map<std::size_t, std::uint64_t> next;
+    bool Rename(std::string& cur, std::size_t length) {
+        for (std::uint64_t& i = next[length];; ++i) {
+            const std::optional<std::string> cand = HiddenName(length, i);
+            if (!cand) return false;
+            if (*cand == cur) continue;
+            if (renameat2(dirfd, cur.c_str(), dirfd, cand->c_str(), RENAME_NOREPLACE) == 0) {
+                cur = *cand;
+                ++i;
+                return true;
+            }
+            if (errno == EEXIST) continue;
+            if (errno == EINVAL || errno == ENOSYS) {
+                struct stat st {};
+                if (fstatat(dirfd, cand->c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) continue;
+                if (renameat(dirfd, cur.c_str(), dirfd, cand->c_str()) == 0) {
+                    cur = *cand;
+                    ++i;
+                    return true;
+                }
+            }
+            return false;
+        }
+    }
+};
+
+// Makes the pass just written durable for every file that wrote it. Several
+// files: one syncfs per file system, which waits for all their data and flushes
+// the disk's cache once, where a sync per file would flush it per file. One file,
+// or a file system that cannot report: fdatasync of each.
+void MakeDurable(std::vector<BatchFile*>& wrote, std::size_t pass) {
+    std::map<dev_t, std::vector<BatchFile*>> byDevice;
+    for (BatchFile* f : wrote) byDevice[f->o.st.st_dev].push_back(f);
+    for (auto& [device, files] : byDevice) {
+        if (files.size() > 1 && syncfs(files.front()->o.fd.get()) == 0) {
+            for (BatchFile* f : files) f->durable = pass;
+            continue;
+        }
+        for (BatchFile* f : files) sync_file_range(f->o.fd.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+        for (BatchFile* f : files) {
+            if (fdatasync(f->o.fd.get()) != 0) {
+                f->result.report.push_back(f->job.path + ": pass " + std::to_string(pass) +
+                                           " could not be flushed: " + std::strerror(errno));
+                f->ps.complete = false;
+            }
+            f->durable = pass;
+        }
+    }
+}
+
+// Renames every file of one folder to a hidden name, syncs the folder once, then
+// shortens each name and unlinks it, and syncs the folder once more.
+void HideAndUnlinkAll(FolderNames& folder) {
+    const std::size_t n = folder.files.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        folder.current.push_back(folder.files[i]->o.name);
+        folder.hidden.push_back(folder.Rename(folder.current[i], folder.current[i].size()));
+    }
+    fsync(folder.dirfd);
+    for (std::size_t i = 0; i < n; ++i) {
+        BatchFile& f = *folder.files[i];
+        std::string& cur = folder.current[i];
+        for (std::size_t len = f.o.name.size() / 2; folder.hidden[i] && len >= 1; len /= 2)
+            if (!folder.Rename(cur, len) || len == 1) break;
+        if (!folder.hidden[i])
+            f.result.report.push_back(f.o.name +
+                                      ": the name could not be overwritten in its folder");
+        if (unlinkat(folder.dirfd, cur.c_str(), 0) != 0) {
+            f.result.error = std::make_exception_ptr(ErrnoError(errno, f.job.path));
+            f.result.complete = false;
+        }
+    }
+    fsync(folder.dirfd);
+}
+
+}  // namespace
+
+std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch) {
+    std::vector<OverwriteResult> results(batch.jobs.size());
+    Buffers io;
+    std::vector<std::unique_ptr<BatchFile>> files;
+    std::size_t mostPasses = 0;
+    std::uint64_t total = 0;
+    for (std::size_t i = 0; i < batch.jobs.size(); ++i) {
+        auto f = std::make_unique<BatchFile>(batch.jobs[i], results[i], io);
+        f->job.abort = batch.abort;
+        f->job.total = nullptr;
+        f->job.done = batch.done;
+        try {
+            f->o = OpenForOverwrite(f->job.path, f->result.report);
+        } catch (...) {
+            f->result.error = std::current_exception();
+            continue;
+        }
+        f->passes = f->job.passes;
+        f->shared = Prepare(f->job, f->o, f->ps, f->passes, f->result.report);
+        total += Bytes(f->ps.chunks) * (f->passes.size() + (f->job.verifyLast ? 1 : 0));
+        mostPasses = std::max(mostPasses, f->passes.size());
+        files.push_back(std::move(f));
+    }
+    if (batch.total) *batch.total = total;
+    auto aborted = [&] { return batch.abort && batch.abort->load(); };
+
+    // Pass k of every file, then pass k on the disk for all of them, then pass k+1.
+    for (std::size_t pass = 1; pass <= mostPasses && !aborted(); ++pass) {
+        std::vector<BatchFile*> wrote;
+        for (auto& f : files) {
+            if (f->failed || pass > f->passes.size()) continue;
+            if (aborted()) break;
+            if (!RunPass(f->job, f->passes[pass - 1], f->o.fd.get(), f->ps, f->result.report)) {
+                f->failed = true;
+                continue;
+            }
+            if (aborted()) break;  // this file's pass may be cut short
+            wrote.push_back(f.get());
+            if (batch.written) batch.written(static_cast<int>(pass), f->job.path);
+        }
+        if (aborted()) break;
+        MakeDurable(wrote, pass);
+        if (batch.durable) batch.durable(static_cast<int>(pass));
+        for (BatchFile* f : wrote)
+            if (f->job.afterPass)
+                f->job.afterPass(static_cast<int>(pass), f->o.fd.get(), End(f->ps));
+    }
+    for (auto& f : files) {
+        if (aborted()) break;
+        if (f->failed) continue;
+        const auto& passes = f->passes;
+        if (f->job.verifyLast && !passes.empty() && passes.back().random)
+            VerifyLastPass(f->job, f->o.fd.get(), f->ps, f->result.report);
+        const std::uint64_t perByte = passes.size() + (f->job.verifyLast ? 1 : 0);
+        OverwriteJob grow = f->job;
+        grow.total = nullptr;
+        if (!CoverGrowth(grow, passes, f->o.fd.get(), f->ps, perByte, f->result.report))
+            f->failed = true;
+    }
+
+    // A stop ends the batch: each file is removed as a stopped single wipe is, and
+    // a file that did not get all its passes is named.
+    const bool stopped = aborted();
+    for (auto& f : files) {
+        if (stopped && f->durable < f->passes.size() && !f->failed)
+            f->result.report.push_back(
+                f->job.path + ": the wipe was stopped; " + std::to_string(f->durable) + " of " +
+                std::to_string(f->passes.size()) + " overwrite pass(es) reached the disk");
+        f->result.complete = f->ps.complete && !stopped && !f->failed;
+        if (!f->shared && ftruncate(f->o.fd.get(), 0) != 0) {
+            f->result.report.push_back(f->job.path +
+                                       ": could not be truncated: " + std::strerror(errno));
+            f->result.complete = false;
+        }
+    }
+    // Folder by folder, in the order the files came.
+    std::map<std::string, FolderNames> folders;
+    std::vector<FolderNames*> order;
+    for (auto& f : files) {
+        const std::string dir = SplitPath(f->job.path).first;
+        auto [it, added] = folders.try_emplace(dir);
+        if (added) {
+            it->second.dirfd = f->o.dir.get();
+            order.push_back(&it->second);
+        }
+        it->second.files.push_back(f.get());
+    }
+    for (FolderNames* folder : order) HideAndUnlinkAll(*folder);
+    return results;
 }
 
 }  // namespace velloran::linuxfs

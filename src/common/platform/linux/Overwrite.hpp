@@ -13,6 +13,10 @@ namespace velloran::linuxfs {
 // True when everything was done; what was not is appended to `report`. The folder
 // is opened without following links. Throws VbError.
 bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report);
+// Many files pass by pass, each pass made durable for all before the next;
+// removed folder by folder (see OverwriteBatch). Never throws for a single file:
+// its error is in its result.
+std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch);
 // Why overwriting in place may not reach the old contents of `path` (a file or a
 // folder); empty when nothing stands in the way.
 std::string OverwriteCaveat(const std::string& path);
