@@ -4,7 +4,8 @@
 
 namespace velloran {
 
-std::unique_ptr<RegistryStore> OpenRegistryStore(const Target& /*target*/) {
+// The live registry opens its keys as they are asked for: there is nothing to load.
+std::unique_ptr<RegistryStore> OpenRegistryStore(const Target& /*target*/, RegistryLoad /*load*/) {
     return std::make_unique<Win32RegistryStore>();
 }
 

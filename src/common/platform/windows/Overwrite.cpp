@@ -4,7 +4,8 @@
 // with other hard links only loses this name; compressed, encrypted and sparse
 // files, network drives and solid-state drives are named, because overwriting in
 // place does not reach their old clusters. Each pass reaches the disk
-// (FlushFileBuffers) before the next begins. Then the file is emptied, renamed
+// (FlushFileBuffers) before the next begins; a batch of files writes pass k of
+// every file, then flushes each, then pass k+1. Then the file is emptied, renamed
 // through shrinking names and deleted through its open handle.
 
 #include "common/platform/windows/Win32.hpp"
@@ -154,53 +155,63 @@ bool WriteAt(HANDLE h, const unsigned char* p, std::size_t n, std::uint64_t offs
     return true;
 }
 
-// The passes over one open stream of `length` bytes. False when writing failed.
+// One pass over an open stream of `length` bytes, not yet flushed. `keep` gets
+// the pass's first bytes (up to 1 MiB) for a read-back. False when writing failed.
+bool WritePass(HANDLE h, std::uint64_t length, const OverwritePass& pass, unsigned char* buffer,
+               const OverwriteJob& job, std::vector<unsigned char>* keep, const std::string& shown,
+               std::vector<std::string>& report) {
+    PassRandom random;
+    if (!pass.random) FillPattern(buffer, kChunk, pass);
+    for (std::uint64_t off = 0; off < length && !Aborted(job);) {
+        const std::size_t n =
+            static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
+        if (pass.random) random.Fill(buffer, n);
+        if (!WriteAt(h, buffer, n, off)) {
+            report.push_back(shown + ": overwriting stopped at byte " + std::to_string(off) + ": " +
+                             win::ErrorText(GetLastError()));
+            return false;
+        }
+        if (keep && off == 0)
+            keep->assign(buffer, buffer + std::min<std::size_t>(n, std::size_t(1) << 20));
+        off += n;
+        Add(job.done, n);
+    }
+    return true;
+}
+
+bool Flush(HANDLE h, int passNo, const std::string& shown, std::vector<std::string>& report) {
+    if (FlushFileBuffers(h)) return true;
+    report.push_back(shown + ": pass " + std::to_string(passNo) +
+                     " could not be flushed: " + win::ErrorText(GetLastError()));
+    return false;
+}
+
+// Whether the file still starts with what the last pass wrote, read through the
+// open handle.
+bool ReadBack(HANDLE h, const std::vector<unsigned char>& expected, const std::string& shown,
+              std::vector<std::string>& report) {
+    std::vector<unsigned char> check(expected.size());
+    LARGE_INTEGER zero{};
+    DWORD got = 0;
+    if (SetFilePointerEx(h, zero, nullptr, FILE_BEGIN) &&
+        ReadFile(h, check.data(), static_cast<DWORD>(check.size()), &got, nullptr) &&
+        got == check.size() && check == expected)
+        return true;
+    report.push_back(shown + ": read-back found data that differs from the last pass");
+    return false;
+}
+
+// Every pass over one open stream, each flushed before the next. False when
+// writing failed.
 bool RunPasses(const OverwriteJob& job, HANDLE h, std::uint64_t length, const std::string& shown,
-               bool verify, std::vector<std::string>& report) {
+               std::vector<std::string>& report) {
     std::unique_ptr<unsigned char[]> buffer(new unsigned char[kChunk]);
     int passNo = 0;
-    std::vector<unsigned char> lastRandom;
     for (const OverwritePass& pass : job.passes) {
-        ++passNo;
         if (Aborted(job)) return true;
-        PassRandom random;
-        if (!pass.random) FillPattern(buffer.get(), kChunk, pass);
-        for (std::uint64_t off = 0; off < length && !Aborted(job);) {
-            const std::size_t n =
-                static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - off));
-            const unsigned char* src = buffer.get();
-            if (pass.random) random.Fill(buffer.get(), n);
-            if (!WriteAt(h, src, n, off)) {
-                report.push_back(shown + ": overwriting stopped at byte " + std::to_string(off) +
-                                 ": " + win::ErrorText(GetLastError()));
-                return false;
-            }
-            if (verify && pass.random && &pass == &job.passes.back()) {
-                lastRandom.resize(
-                    static_cast<std::size_t>(std::min<std::uint64_t>(length, 1u << 20)));
-                if (off == 0) std::memcpy(lastRandom.data(), src, std::min(n, lastRandom.size()));
-            }
-            off += n;
-            Add(job.done, n);
-        }
-        if (!FlushFileBuffers(h)) {
-            report.push_back(shown + ": pass " + std::to_string(passNo) +
-                             " could not be flushed: " + win::ErrorText(GetLastError()));
+        if (!WritePass(h, length, pass, buffer.get(), job, nullptr, shown, report) ||
+            !Flush(h, ++passNo, shown, report))
             return false;
-        }
-        if (job.afterPass && !Aborted(job)) job.afterPass(passNo, -1, length);
-    }
-    // The start of the last random pass, read back through the open file.
-    if (verify && !lastRandom.empty() && !Aborted(job)) {
-        std::vector<unsigned char> check(lastRandom.size());
-        LARGE_INTEGER zero{};
-        DWORD got = 0;
-        if (!SetFilePointerEx(h, zero, nullptr, FILE_BEGIN) ||
-            !ReadFile(h, check.data(), static_cast<DWORD>(check.size()), &got, nullptr) ||
-            got != check.size() || check != lastRandom) {
-            report.push_back(shown + ": read-back found data that differs from the last pass");
-            return false;
-        }
     }
     return true;
 }
@@ -287,10 +298,54 @@ std::string WindowsPlatform::OverwriteCaveat(const std::string& path) {
     return Caveat(p, a);
 }
 
-bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job,
-                                         std::vector<std::string>& report) {
+namespace {
+
+// A file opened for wiping: its main data's passes are still to run; its named
+// streams are already wiped and emptied.
+struct WipeTarget {
+    OverwriteJob job;
+    std::wstring longPath;
+    win::Handle h;
+    std::uint64_t length = 0;  // the size up to the cluster's end
+    std::uint64_t bytes = 0;   // all the passes of the file will write
+    bool shared = false;       // other hard links: this name only goes
+    bool complete = true;
+    bool failed = false;      // writing failed: no further pass
+    std::size_t durable = 0;  // passes that have reached the disk
+    std::vector<unsigned char> lastRandom;
+};
+
+// Each named stream with the file's passes, each flushed, then emptied.
+void WipeNamedStreams(WipeTarget& t, const std::vector<NamedStream>& named,
+                      const StreamAccess& streams, std::vector<std::string>& report) {
+    OverwriteJob streamJob = t.job;
+    streamJob.afterPass = nullptr;
+    for (const NamedStream& s : named) {
+        if (Aborted(t.job)) break;
+        const std::string shown =
+            t.job.path + win::Narrow(s.name.substr(0, s.name.rfind(L":$DATA")));
+        win::Handle stream = streams.open(t.longPath, s);
+        if (!stream) {
+            report.push_back(shown +
+                             ": the stream could not be opened: " + win::ErrorText(GetLastError()));
+            t.complete = false;
+            continue;
+        }
+        if (!RunPasses(streamJob, stream.get(), ClusterLength(t.longPath, s.size), shown, report) ||
+            !Truncate(stream.get()))
+            t.complete = false;
+    }
+}
+
+// Opens `job.path` as itself (a link is refused), says what keeps overwriting
+// from reaching the old data, and wipes the named streams.
+std::unique_ptr<WipeTarget> OpenTarget(const OverwriteJob& job, const StreamAccess& streams,
+                                       std::vector<std::string>& report) {
     const std::string& path = job.path;
-    const std::wstring p = win::LongPath(path);
+    auto t = std::make_unique<WipeTarget>();
+    t->job = job;
+    t->longPath = win::LongPath(path);
+    const std::wstring& p = t->longPath;
     const DWORD a = GetFileAttributesW(p.c_str());
     if (a == INVALID_FILE_ATTRIBUTES) throw win::Win32Error(GetLastError(), path);
     if (win::IsReparse(a) || (a & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE))) {
@@ -301,17 +356,14 @@ bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job,
     // the open fail.
     if (a & FILE_ATTRIBUTE_READONLY && !SetFileAttributesW(p.c_str(), a & ~FILE_ATTRIBUTE_READONLY))
         throw win::Win32Error(GetLastError(), path);
-
-    bool complete = true;
     // The named streams first: listing them needs the file openable by others.
     std::vector<NamedStream> named = streams.list(p);
-
-    win::Handle h(CreateFileW(p.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ,
-                              nullptr, OPEN_EXISTING,
-                              FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!h) throw win::Win32Error(GetLastError(), path);
+    t->h = win::Handle(CreateFileW(
+        p.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+        FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!t->h) throw win::Win32Error(GetLastError(), path);
     BY_HANDLE_FILE_INFORMATION info{};
-    if (!GetFileInformationByHandle(h.get(), &info)) throw win::Win32Error(GetLastError(), path);
+    if (!GetFileInformationByHandle(t->h.get(), &info)) throw win::Win32Error(GetLastError(), path);
     if (win::IsReparse(info.dwFileAttributes) ||
         (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
         report.push_back(path + ": not a regular file; refused");
@@ -319,62 +371,158 @@ bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job,
     }
     const std::uint64_t size =
         (static_cast<std::uint64_t>(info.nFileSizeHigh) << 32) | info.nFileSizeLow;
-    const std::uint64_t length = ClusterLength(p, size);
-    const bool shared = info.nNumberOfLinks > 1;
-    OverwriteJob own = job;
-    if (shared) {
+    t->length = ClusterLength(p, size);
+    t->shared = info.nNumberOfLinks > 1;
+    if (t->shared) {
         // Other names share this data: overwriting would destroy their file.
         report.push_back(path + ": has " + std::to_string(info.nNumberOfLinks - 1) +
                          " other hard link(s); its data was not overwritten");
-        complete = false;
-        own.passes.clear();
+        t->complete = false;
+        t->job.passes.clear();
         named.clear();
     }
     if (const std::string note = Caveat(p, info.dwFileAttributes);
-        !note.empty() && !own.passes.empty()) {
+        !note.empty() && !t->job.passes.empty()) {
         report.push_back(path + ": " + note);
-        complete = false;
+        t->complete = false;
     }
-    if (job.total) {
-        std::uint64_t all = length * (own.passes.size() + (job.verifyLast ? 1 : 0));
-        for (const NamedStream& s : named) all += ClusterLength(p, s.size) * own.passes.size();
-        *job.total = all;
-    }
+    t->bytes = t->length * (t->job.passes.size() + (job.verifyLast ? 1 : 0));
+    for (const NamedStream& s : named) t->bytes += ClusterLength(p, s.size) * t->job.passes.size();
+    if (job.total) *job.total = t->bytes;
+    WipeNamedStreams(*t, named, streams, report);
+    return t;
+}
 
-    // Each named stream with the same passes, then emptied.
-    for (const NamedStream& s : named) {
-        if (Aborted(job)) break;
-        const std::string shown = path + win::Narrow(s.name.substr(0, s.name.rfind(L":$DATA")));
-        win::Handle stream = streams.open(p, s);
-        if (!stream) {
-            report.push_back(shown +
-                             ": the stream could not be opened: " + win::ErrorText(GetLastError()));
-            complete = false;
-            continue;
-        }
-        OverwriteJob streamJob = own;
-        streamJob.afterPass = nullptr;
-        if (!RunPasses(streamJob, stream.get(), ClusterLength(p, s.size), shown, false, report) ||
-            !Truncate(stream.get()))
-            complete = false;
-    }
+// Writes the file's pass `k` (from 0), not yet flushed.
+bool WriteMainPass(WipeTarget& t, std::size_t k, unsigned char* buffer,
+                   std::vector<std::string>& report) {
+    const OverwritePass& pass = t.job.passes[k];
+    const bool keep = t.job.verifyLast && pass.random && k + 1 == t.job.passes.size();
+    if (WritePass(t.h.get(), t.length, pass, buffer, t.job, keep ? &t.lastRandom : nullptr,
+                  t.job.path, report))
+        return true;
+    t.failed = true;
+    t.complete = false;
+    return false;
+}
 
-    if (!Aborted(job) && !RunPasses(own, h.get(), length, path, job.verifyLast, report))
-        complete = false;
+bool FlushMainPass(WipeTarget& t, std::size_t k, std::vector<std::string>& report) {
+    if (!Flush(t.h.get(), static_cast<int>(k + 1), t.job.path, report)) {
+        t.failed = true;
+        t.complete = false;
+        return false;
+    }
+    t.durable = k + 1;
+    return true;
+}
+
+// The read-back, then the file emptied, renamed out of its name and deleted.
+// True when every pass reached all of its data.
+bool FinishTarget(WipeTarget& t, bool stopped, std::vector<std::string>& report) {
+    if (!stopped && !t.failed && !t.lastRandom.empty() &&
+        !ReadBack(t.h.get(), t.lastRandom, t.job.path, report))
+        t.complete = false;
     // Truncating a shared file would empty the other names too.
-    if (!shared && !Truncate(h.get())) {
-        report.push_back(path + ": could not be truncated: " + win::ErrorText(GetLastError()));
-        complete = false;
+    if (!t.shared && !Truncate(t.h.get())) {
+        report.push_back(t.job.path +
+                         ": could not be truncated: " + win::ErrorText(GetLastError()));
+        t.complete = false;
     }
-    std::wstring current = p;
-    if (!HideAndDelete(h.get(), current, report)) {
+    std::wstring current = t.longPath;
+    if (!HideAndDelete(t.h.get(), current, report)) {
         // The handle could not delete: close it and delete by the current name.
         const DWORD error = GetLastError();
-        h.Reset();
-        if (!DeleteFileW(current.c_str())) throw win::Win32Error(error, path);
+        t.h.Reset();
+        if (!DeleteFileW(current.c_str())) throw win::Win32Error(error, t.job.path);
     }
-    h.Reset();
-    return complete && !Aborted(job);
+    t.h.Reset();
+    return t.complete && !t.failed && !stopped;
+}
+
+}  // namespace
+
+bool WindowsPlatform::OverwriteAndRemove(const OverwriteJob& job,
+                                         std::vector<std::string>& report) {
+    std::unique_ptr<WipeTarget> t = OpenTarget(job, streams, report);
+    std::unique_ptr<unsigned char[]> buffer(new unsigned char[kChunk]);
+    for (std::size_t k = 0; k < t->job.passes.size() && !Aborted(job); ++k) {
+        if (!WriteMainPass(*t, k, buffer.get(), report)) break;
+        if (Aborted(job)) break;  // this pass may be cut short
+        if (!FlushMainPass(*t, k, report)) break;
+        if (job.afterPass) job.afterPass(static_cast<int>(k + 1), -1, t->length);
+    }
+    return FinishTarget(*t, Aborted(job), report);
+}
+
+namespace {
+
+// Opens every file of a batch; one that cannot be opened keeps its error.
+std::vector<std::unique_ptr<WipeTarget>> OpenBatch(const OverwriteBatch& batch,
+                                                   const StreamAccess& streams,
+                                                   std::vector<OverwriteResult>& results,
+                                                   std::vector<std::size_t>& index) {
+    std::vector<std::unique_ptr<WipeTarget>> targets;
+    std::uint64_t total = 0;
+    for (std::size_t i = 0; i < batch.jobs.size(); ++i) {
+        OverwriteJob job = batch.jobs[i];
+        job.abort = batch.abort;
+        job.total = nullptr;
+        job.done = batch.done;
+        try {
+            targets.push_back(OpenTarget(job, streams, results[i].report));
+            total += targets.back()->bytes;
+            index.push_back(i);
+        } catch (...) {
+            results[i].error = std::current_exception();
+        }
+    }
+    if (batch.total) *batch.total = total;
+    return targets;
+}
+
+}  // namespace
+
+// Pass k of every file is written, then each is flushed, then pass k+1: the
+// disk takes the whole batch's writes together, and no pass starts before the
+// one before it has reached the disk for every file.
+std::vector<OverwriteResult> WindowsPlatform::OverwriteAndRemoveBatch(const OverwriteBatch& batch) {
+    std::vector<OverwriteResult> results(batch.jobs.size());
+    std::vector<std::size_t> index;
+    auto targets = OpenBatch(batch, streams, results, index);
+    auto aborted = [&] { return batch.abort && batch.abort->load(); };
+    std::size_t mostPasses = 0;
+    for (auto& t : targets) mostPasses = std::max(mostPasses, t->job.passes.size());
+    std::unique_ptr<unsigned char[]> buffer(new unsigned char[kChunk]);
+    for (std::size_t k = 0; k < mostPasses && !aborted(); ++k) {
+        std::vector<WipeTarget*> wrote;
+        for (std::size_t n = 0; n < targets.size() && !aborted(); ++n) {
+            WipeTarget& t = *targets[n];
+            if (t.failed || k >= t.job.passes.size()) continue;
+            if (!WriteMainPass(t, k, buffer.get(), results[index[n]].report) || aborted()) continue;
+            wrote.push_back(&t);
+            if (batch.written) batch.written(static_cast<int>(k + 1), t.job.path);
+        }
+        if (aborted()) break;
+        for (std::size_t n = 0; n < targets.size(); ++n)
+            if (std::find(wrote.begin(), wrote.end(), targets[n].get()) != wrote.end())
+                FlushMainPass(*targets[n], k, results[index[n]].report);
+        if (batch.durable) batch.durable(static_cast<int>(k + 1));
+    }
+    const bool stopped = aborted();
+    for (std::size_t n = 0; n < targets.size(); ++n) {
+        WipeTarget& t = *targets[n];
+        OverwriteResult& r = results[index[n]];
+        if (stopped && t.durable < t.job.passes.size() && !t.failed)
+            r.report.push_back(t.job.path + ": the wipe was stopped; " + std::to_string(t.durable) +
+                               " of " + std::to_string(t.job.passes.size()) +
+                               " overwrite pass(es) reached the disk");
+        try {
+            r.complete = FinishTarget(t, stopped, r.report);
+        } catch (...) {
+            r.error = std::current_exception();
+        }
+    }
+    return results;
 }
 
 }  // namespace velloran

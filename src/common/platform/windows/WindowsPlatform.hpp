@@ -51,6 +51,7 @@ public:
     void DeleteFileEntry(const std::string& path) override;
     void MoveToRecycleBin(const std::string& path) override;
     bool OverwriteAndRemove(const OverwriteJob& job, std::vector<std::string>& report) override;
+    std::vector<OverwriteResult> OverwriteAndRemoveBatch(const OverwriteBatch& batch) override;
     void ForEachFile(
         const std::string& folder, bool recursive,
         const std::function<bool(const std::string&, const std::string&)>& found) override;

@@ -148,5 +148,59 @@ TEST_F(WindowsOverwriteTest, HardLinkedFilesOnlyLoseThisNameAndLinksAreRefused) 
     EXPECT_TRUE(fs::exists(dir / "folder"));
 }
 
+// A batch writes pass k of every file, flushes them all, and only then starts
+// pass k+1; a stop ends the batch with each unfinished file named.
+TEST_F(WindowsOverwriteTest, ABatchFlushesEachPassOfEveryFileBeforeTheNext) {
+    OverwriteBatch batch;
+    std::vector<fs::path> files;
+    for (const char* name : {"a.txt", "b.txt", "c.txt"}) {
+        files.push_back(Write(name, std::string(5000, 'x')));
+        OverwriteJob job;
+        job.path = Utf8FromPath(files.back());
+        job.passes = {Pattern(0x11), Pattern(0x22)};
+        batch.jobs.push_back(job);
+    }
+    std::string order;
+    batch.written = [&](int pass, const std::string& path) {
+        order += "w" + std::to_string(pass) + PathFromUtf8(path).filename().string() + " ";
+    };
+    batch.durable = [&](int pass) {
+        order += "d" + std::to_string(pass) + " ";
+        for (const fs::path& f : files)
+            EXPECT_EQ(Contents(f).find_first_not_of(pass == 1 ? '\x11' : '\x22'), std::string::npos)
+                << f << " after pass " << pass;
+    };
+    std::atomic<std::uint64_t> total{0}, done{0};
+    batch.total = &total;
+    batch.done = &done;
+    const auto results = platform.OverwriteAndRemoveBatch(batch);
+    EXPECT_EQ(order, "w1a.txt w1b.txt w1c.txt d1 w2a.txt w2b.txt w2c.txt d2 ");
+    ASSERT_EQ(results.size(), 3u);
+    for (const OverwriteResult& r : results) {
+        EXPECT_TRUE(r.complete);
+        EXPECT_TRUE(r.report.empty()) << r.report.front();
+    }
+    EXPECT_EQ(total.load(), done.load());
+    EXPECT_TRUE(fs::is_empty(dir)) << "every file and no renamed copy is gone";
+
+    // Stopped while the first pass is being written: nothing reached the disk.
+    files.clear();
+    for (OverwriteJob& job : batch.jobs)
+        files.push_back(Write(PathFromUtf8(job.path).filename().string().c_str(), "data"));
+    std::atomic<bool> stop{false};
+    batch.abort = &stop;
+    batch.written = [&](int, const std::string&) { stop = true; };
+    batch.durable = [&](int) { ADD_FAILURE() << "no pass is made durable after a stop"; };
+    const auto stopped = platform.OverwriteAndRemoveBatch(batch);
+    for (std::size_t i = 0; i < stopped.size(); ++i) {
+        EXPECT_FALSE(stopped[i].complete);
+        ASSERT_EQ(stopped[i].report.size(), 1u);
+        EXPECT_EQ(stopped[i].report[0],
+                  batch.jobs[i].path +
+                      ": the wipe was stopped; 0 of 2 overwrite pass(es) reached the disk");
+    }
+    EXPECT_TRUE(fs::is_empty(dir)) << "a stopped batch still removes its files";
+}
+
 }  // namespace
 }  // namespace velloran::test
