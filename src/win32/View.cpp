@@ -5,6 +5,8 @@
 #include "common/controls/ListView.hpp"
 #include "win32/Dispatch.hpp"
 
+#include <uxtheme.h>
+
 namespace velloran::win32 {
 
 namespace {
@@ -207,6 +209,15 @@ LRESULT View::Default(UINT message, WPARAM wParam, LPARAM lParam) {
                 if (form_->IsLoaded()) form_->Unload(vbFormControlMenu);
             });
             return 0;
+        case WM_CTLCOLORSTATIC:
+        case WM_CTLCOLORBTN:
+            if (const Child* c = Find(reinterpret_cast<HWND>(lParam)); c && c->onTab) {
+                // On a tab's pane the pane's colour, which a theme makes the window's.
+                const int colour = IsAppThemed() ? COLOR_WINDOW : COLOR_BTNFACE;
+                SetBkColor(reinterpret_cast<HDC>(wParam), GetSysColor(colour));
+                return reinterpret_cast<LRESULT>(GetSysColorBrush(colour));
+            }
+            break;
         case WM_SETCURSOR:
             if (form_ && form_->MousePointer() == vbHourglass) {
                 SetCursor(LoadCursorW(nullptr, IDC_WAIT));
@@ -248,7 +259,12 @@ HWND View::Add(const wchar_t* windowClass, DWORD style, Box box, const std::stri
         SetPropW(
             child, kNameProperty,
             reinterpret_cast<HANDLE>(static_cast<UINT_PTR>(GlobalAddAtomW(Wide(name).c_str()))));
-    children_.push_back({child, box, page});
+    // Tab controls and frames are drawn below what they hold.
+    wchar_t cls[32] = {};
+    GetClassNameW(child, cls, 32);
+    const bool backdrop = lstrcmpiW(cls, WC_TABCONTROLW) == 0 ||
+                          (lstrcmpiW(cls, WC_BUTTONW) == 0 && (style & 0x0F) == BS_GROUPBOX);
+    children_.push_back({child, box, page, true, backdrop});
     ApplyVisibility(children_.back());
     return child;
 }
@@ -330,7 +346,6 @@ HWND View::AddLabel(Label& label, Box box, int page, HFONT font) {
 
 HWND View::AddFrame(Frame& frame, Box box, int page) {
     HWND h = Add(WC_BUTTONW, BS_GROUPBOX | WS_CLIPSIBLINGS, box, frame.Name(), page);
-    children_.back().backdrop = true;
     Mirror(frame, [this, &frame, h] {
         MirrorCommon(frame, h);
         SetWindowTextW(h, ButtonText(frame.Caption()).c_str());
@@ -641,7 +656,6 @@ LRESULT View::TreeNotify(TreeView& tree, NMHDR* header) {
 
 HWND View::AddTabs(TabStrip& strip, Box box) {
     HWND h = Add(WC_TABCONTROLW, WS_TABSTOP | WS_CLIPSIBLINGS, box, strip.Name());
-    children_.back().backdrop = true;
     Mirror(strip, [this, &strip, h] {
         MirrorCommon(strip, h);
         for (int i = 0; i < strip.TabCount(); ++i) {
@@ -682,9 +696,20 @@ void View::Place() {
                 SetWindowPos(c.hwnd, HWND_BOTTOM, 0, 0, 0, 0,
                              SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
         }
-    for (const Child& c : children_)
+    for (Child& c : children_) {
         SetWindowPos(c.hwnd, nullptr, Px(c.box.x), Px(c.box.y), Px(c.box.w), Px(c.box.h),
                      SWP_NOZORDER | SWP_NOACTIVATE);
+        c.onTab = false;
+        for (const Child& t : children_) {
+            wchar_t cls[32] = {};
+            GetClassNameW(t.hwnd, cls, 32);
+            if (&t == &c || lstrcmpiW(cls, WC_TABCONTROLW) != 0) continue;
+            if ((t.page == c.page || t.page == kNoPage) && t.box.x <= c.box.x &&
+                t.box.y <= c.box.y && t.box.x + t.box.w >= c.box.x + c.box.w &&
+                t.box.y + t.box.h >= c.box.y + c.box.h)
+                c.onTab = true;
+        }
+    }
 }
 
 void View::NewDpi(UINT dpi, const RECT* suggested) {

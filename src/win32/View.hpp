@@ -86,6 +86,7 @@ private:
         int page;
         bool shownByControl = true;
         bool backdrop = false;  // tab controls and frames: below their contents
+        bool onTab = false;     // drawn on a tab control's pane
     };
     static LRESULT CALLBACK Procedure(HWND, UINT, WPARAM, LPARAM);
     void NewDpi(UINT dpi, const RECT* suggested);
