@@ -100,9 +100,10 @@ void DrawBox(std::uint32_t* pixels, int width, int size, int slot, UINT state) {
 
 }  // namespace
 
-HIMAGELIST CheckImages(UINT dpi) {
+HIMAGELIST CheckImages(UINT dpi, CheckImageUse use) {
     const int size = Scale(16, dpi);
-    const int width = size * 4;
+    const int first = use == CheckImageUse::TreeView ? 0 : 1;  // the state that image 0 shows
+    const int width = size * (4 - first);
     BITMAPINFO info{};
     info.bmiHeader.biSize = sizeof info.bmiHeader;
     info.bmiHeader.biWidth = width;
@@ -114,10 +115,10 @@ HIMAGELIST CheckImages(UINT dpi) {
     HBITMAP bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
     if (!bitmap) return nullptr;
     auto* pixels = static_cast<std::uint32_t*>(bits);
-    std::fill(pixels, pixels + width * size, 0u);  // slot 0 stays empty: no state image
+    std::fill(pixels, pixels + width * size, 0u);  // a tree's image 0 stays empty
     for (UINT state : {kStateClear, kStateTicked, kStateGreyed})
-        DrawBox(pixels, width, size, static_cast<int>(state), state);
-    HIMAGELIST list = ImageList_Create(size, size, ILC_COLOR32, 4, 0);
+        DrawBox(pixels, width, size, static_cast<int>(state) - first, state);
+    HIMAGELIST list = ImageList_Create(size, size, ILC_COLOR32, 4 - first, 0);
     ImageList_Add(list, bitmap, nullptr);
     DeleteObject(bitmap);
     return list;

@@ -30,10 +30,12 @@ void EnablePerMonitorDpi();
 // The system's message font at `dpi`; the caller deletes it.
 HFONT MessageFont(UINT dpi, int weight = FW_NORMAL, int percent = 100);
 
-// A state image list for list and tree views: 1 clear, 2 ticked, 3 greyed. Drawn
-// by hand into a 32-bit DIB section, because Wine draws the tree view's own
-// check boxes empty whatever their state.
-HIMAGELIST CheckImages(UINT dpi);
+// A state image list for list and tree views: state 1 clear, 2 ticked, 3 greyed.
+// Drawn by hand into a 32-bit DIB section, because Wine draws the tree view's
+// own check boxes empty whatever their state. A tree view shows state n with
+// image n, a list view with image n - 1.
+enum class CheckImageUse { TreeView, ListView };
+HIMAGELIST CheckImages(UINT dpi, CheckImageUse use);
 inline constexpr UINT kStateClear = 1, kStateTicked = 2, kStateGreyed = 3;
 
 // Connections to control signals that end with the view: controls outlive views.

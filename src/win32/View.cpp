@@ -5,8 +5,6 @@
 #include "common/controls/ListView.hpp"
 #include "win32/Dispatch.hpp"
 
-#include <uxtheme.h>
-
 namespace velloran::win32 {
 
 namespace {
@@ -141,6 +139,7 @@ View::~View() {
     bindings_.Clear();
     Destroy();
     if (font_) DeleteObject(font_);
+    if (paneBrush_) DeleteObject(paneBrush_);
     for (HIMAGELIST list : images_) ImageList_Destroy(list);
 }
 
@@ -211,11 +210,11 @@ LRESULT View::Default(UINT message, WPARAM wParam, LPARAM lParam) {
             return 0;
         case WM_CTLCOLORSTATIC:
         case WM_CTLCOLORBTN:
-            if (const Child* c = Find(reinterpret_cast<HWND>(lParam)); c && c->onTab) {
-                // On a tab's pane the pane's colour, which a theme makes the window's.
-                const int colour = IsAppThemed() ? COLOR_WINDOW : COLOR_BTNFACE;
-                SetBkColor(reinterpret_cast<HDC>(wParam), GetSysColor(colour));
-                return reinterpret_cast<LRESULT>(GetSysColorBrush(colour));
+            if (const Child* c = Find(reinterpret_cast<HWND>(lParam));
+                c && c->onTab && paneBrush_) {
+                // On a tab's pane, the pane's colour.
+                SetBkColor(reinterpret_cast<HDC>(wParam), paneColour_);
+                return reinterpret_cast<LRESULT>(paneBrush_);
             }
             break;
         case WM_SETCURSOR:
@@ -443,7 +442,7 @@ HWND View::AddList(ListView& list, Box box, int page) {
     SetPropW(h, L"Velloran.Rows", &list);
     SendMessageW(h, LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER);
     if (list.Checkboxes()) {
-        images_.push_back(CheckImages(dpi_));
+        images_.push_back(CheckImages(dpi_, CheckImageUse::ListView));
         SendMessageW(h, LVM_SETIMAGELIST, LVSIL_STATE, reinterpret_cast<LPARAM>(images_.back()));
         SendMessageW(h, LVM_SETCALLBACKMASK, LVIS_STATEIMAGEMASK, 0);
     }
@@ -454,7 +453,10 @@ HWND View::AddList(ListView& list, Box box, int page) {
         column.pszText = title.data();
         column.cx = list.Column(c).width > 0 ? Px(list.Column(c).width) : Px(100);
         SendMessageW(h, LVM_INSERTCOLUMNW, c, reinterpret_cast<LPARAM>(&column));
+        // Columns without a width of their own fit the rows the form already holds.
+        if (list.Column(c).width <= 0) pendingFits_[h].push_back(c);
     }
+    if (pendingFits_.count(h)) PostMessageW(hwnd_, kFitColumns, 0, 0);
     auto count = [h, &list] {
         SendMessageW(h, LVM_SETITEMCOUNT, list.Count(), LVSICF_NOINVALIDATEALL | LVSICF_NOSCROLL);
         InvalidateRect(h, nullptr, FALSE);
@@ -585,7 +587,7 @@ LRESULT View::ListNotify(ListView& list, NMHDR* header) {
 HWND View::AddTree(TreeView& tree, Box box, int page) {
     HWND h = Add(WC_TREEVIEWW, TVS_SHOWSELALWAYS | TVS_DISABLEDRAGDROP | WS_TABSTOP, box,
                  tree.Name(), page, WS_EX_CLIENTEDGE);
-    images_.push_back(CheckImages(dpi_));
+    images_.push_back(CheckImages(dpi_, CheckImageUse::TreeView));
     SendMessageW(h, TVM_SETIMAGELIST, TVSIL_STATE, reinterpret_cast<LPARAM>(images_.back()));
     auto items = std::make_shared<std::vector<HTREEITEM>>();
     auto setState = [h, &tree, items](int i) {
@@ -685,30 +687,72 @@ HWND View::AddTabs(TabStrip& strip, Box box) {
 
 // ---------------------------------------------------------------- placing
 
+namespace {
+
+bool IsTab(HWND hwnd) {
+    wchar_t cls[32] = {};
+    GetClassNameW(hwnd, cls, 32);
+    return lstrcmpiW(cls, WC_TABCONTROLW) == 0;
+}
+
+bool Inside(const Box& inner, const Box& outer) {
+    return outer.x <= inner.x && outer.y <= inner.y && outer.x + outer.w >= inner.x + inner.w &&
+           outer.y + outer.h >= inner.y + inner.h;
+}
+
+// The colour a tab control gives its pane, read from a picture of it: a theme
+// may make it anything.
+COLORREF PaneColour(HWND tab) {
+    RECT all;
+    GetClientRect(tab, &all);
+    if (all.right <= 0 || all.bottom <= 0) return GetSysColor(COLOR_BTNFACE);
+    HDC screen = GetDC(tab);
+    HDC memory = CreateCompatibleDC(screen);
+    HBITMAP bitmap = CreateCompatibleBitmap(screen, all.right, all.bottom);
+    HGDIOBJ old = SelectObject(memory, bitmap);
+    FillRect(memory, &all, GetSysColorBrush(COLOR_BTNFACE));
+    SendMessageW(tab, WM_PRINTCLIENT, reinterpret_cast<WPARAM>(memory),
+                 PRF_CLIENT | PRF_ERASEBKGND);
+    RECT pane = all;
+    SendMessageW(tab, TCM_ADJUSTRECT, FALSE, reinterpret_cast<LPARAM>(&pane));
+    const COLORREF colour =
+        GetPixel(memory, (pane.left + pane.right) / 2, (pane.top + pane.bottom) / 2);
+    SelectObject(memory, old);
+    DeleteObject(bitmap);
+    DeleteDC(memory);
+    ReleaseDC(tab, screen);
+    return colour == CLR_INVALID ? GetSysColor(COLOR_BTNFACE) : colour;
+}
+
+}  // namespace
+
 void View::Place() {
-    // Frames and tab controls go below what they hold, tab controls lowest.
-    for (bool tabs : {false, true})
-        for (const Child& c : children_) {
-            wchar_t cls[32] = {};
-            GetClassNameW(c.hwnd, cls, 32);
-            const bool isTab = lstrcmpiW(cls, WC_TABCONTROLW) == 0;
-            if (c.backdrop && isTab == tabs)
-                SetWindowPos(c.hwnd, HWND_BOTTOM, 0, 0, 0, 0,
-                             SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
-        }
+    // Whatever holds others goes below them: the larger backdrop the lower.
+    std::vector<const Child*> backdrops;
+    for (const Child& c : children_)
+        if (c.backdrop) backdrops.push_back(&c);
+    std::stable_sort(backdrops.begin(), backdrops.end(), [](const Child* a, const Child* b) {
+        return a->box.w * a->box.h < b->box.w * b->box.h;
+    });
+    for (const Child* c : backdrops)
+        SetWindowPos(c->hwnd, HWND_BOTTOM, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    HWND anyTab = nullptr;
     for (Child& c : children_) {
         SetWindowPos(c.hwnd, nullptr, Px(c.box.x), Px(c.box.y), Px(c.box.w), Px(c.box.h),
                      SWP_NOZORDER | SWP_NOACTIVATE);
+        if (IsTab(c.hwnd)) anyTab = c.hwnd;
+    }
+    for (Child& c : children_) {
         c.onTab = false;
-        for (const Child& t : children_) {
-            wchar_t cls[32] = {};
-            GetClassNameW(t.hwnd, cls, 32);
-            if (&t == &c || lstrcmpiW(cls, WC_TABCONTROLW) != 0) continue;
-            if ((t.page == c.page || t.page == kNoPage) && t.box.x <= c.box.x &&
-                t.box.y <= c.box.y && t.box.x + t.box.w >= c.box.x + c.box.w &&
-                t.box.y + t.box.h >= c.box.y + c.box.h)
+        for (const Child& t : children_)
+            if (&t != &c && IsTab(t.hwnd) && (t.page == c.page || t.page == kNoPage) &&
+                Inside(c.box, t.box))
                 c.onTab = true;
-        }
+    }
+    if (anyTab) {
+        if (paneBrush_) DeleteObject(paneBrush_);
+        paneColour_ = PaneColour(anyTab);
+        paneBrush_ = CreateSolidBrush(paneColour_);
     }
 }
 
@@ -726,7 +770,8 @@ void View::NewDpi(UINT dpi, const RECT* suggested) {
                    tree = lstrcmpiW(cls, WC_TREEVIEWW) == 0;
         if (!list && !tree) continue;
         if (list && !SendMessageW(c.hwnd, LVM_GETIMAGELIST, LVSIL_STATE, 0)) continue;
-        images_.push_back(CheckImages(dpi_));
+        images_.push_back(
+            CheckImages(dpi_, list ? CheckImageUse::ListView : CheckImageUse::TreeView));
         SendMessageW(c.hwnd, list ? LVM_SETIMAGELIST : TVM_SETIMAGELIST,
                      list ? LVSIL_STATE : TVSIL_STATE, reinterpret_cast<LPARAM>(images_.back()));
     }

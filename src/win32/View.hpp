@@ -102,6 +102,8 @@ private:
     HWND hwnd_ = nullptr;
     UINT dpi_ = 96;
     HFONT font_ = nullptr;
+    COLORREF paneColour_ = 0;
+    HBRUSH paneBrush_ = nullptr;
     SIZE client_;
     int page_ = 0;
     int nextId_ = 100;

@@ -345,10 +345,21 @@ void Settle(const Program& p) {
     std::this_thread::sleep_for(std::chrono::milliseconds(700));
 }
 
+// Whether the window shows anything yet: a window not yet drawn reads black.
+bool Drawn(HWND window) {
+    RECT r;
+    GetWindowRect(window, &r);
+    HDC screen = GetDC(nullptr);
+    const COLORREF middle = GetPixel(screen, (r.left + r.right) / 2, (r.top + r.bottom) / 2);
+    ReleaseDC(nullptr, screen);
+    return middle != 0 && middle != CLR_INVALID;
+}
+
 void Screenshots(const std::string& exe, const std::string& dir) {
     Program p = Start(exe);
     if (!p.main) return;
     Settle(p);
+    WaitFor<bool>([&p] { return Drawn(p.main); }, "the main window to be drawn");
     Capture(p.main, dir + "/windows-main.bmp");
     SendMessageW(Child(p.main, "Picture4"), BM_CLICK, 0, 0);
     Settle(p);
