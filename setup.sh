@@ -27,7 +27,7 @@ packages=(
 )
 # The Windows build: the cross compiler, Wine for its tests, GoogleTest's sources,
 # and tclsh, which SQLite's amalgamation is made with.
-windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest tcl)
+windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest tcl xvfb)
 
 install_missing() {
   local missing=()
@@ -90,7 +90,8 @@ case "$mode" in
   windows)
     install_missing "${windows_packages[@]}"
     build_windows
-    ls "$windows_build"/src/velloran-cli.exe "$windows_build"/tests/velloran_tests.exe
+    ls "$windows_build"/src/velloran-cli.exe "$windows_build"/src/win32/velloran.exe \
+      "$windows_build"/tests/velloran_tests.exe
     ;;
   package)
     install_missing
