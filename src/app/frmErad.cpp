@@ -12,8 +12,8 @@
 #include "common/ModFunctions.hpp"
 #include "common/Text.hpp"
 #include "common/controls/ModListView.hpp"
-#include "common/platform/Paths.hpp"
 #include "common/platform/FolderSize.hpp"
+#include "common/platform/Paths.hpp"
 #include "tools/eradicator/FileFinder.hpp"
 #include "tools/eradicator/SecureDeleter.hpp"
 

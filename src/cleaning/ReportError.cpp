@@ -7,8 +7,8 @@
 
 #include "cleaning/Shell.hpp"
 #include "common/Target.hpp"
-#include "common/platform/LocalTime.hpp"
 #include "common/controls/Form.hpp"
+#include "common/platform/LocalTime.hpp"
 
 namespace velloran {
 

@@ -7,8 +7,8 @@
 
 #include <filesystem>
 
-#include "common/platform/Paths.hpp"
 #include <string>
+#include "common/platform/Paths.hpp"
 
 #include "support/TestProcess.hpp"
 

@@ -399,8 +399,7 @@ void ChromiumCleaner::CleanCache(const ChromiumProfile& profile) {
 
 void ChromiumCleaner::CleanSharedCache(const std::string& userDataFolder) {
     std::vector<std::string> folders;
-    for (const char* name : kSharedCacheFolders)
-        folders.push_back(JoinPath(userDataFolder, name));
+    for (const char* name : kSharedCacheFolders) folders.push_back(JoinPath(userDataFolder, name));
     const std::string label = name_ + " user data " + userDataFolder;
     std::int64_t files = 0, bytes = 0;
     RemoveCacheFolders(folders, label, files, bytes);

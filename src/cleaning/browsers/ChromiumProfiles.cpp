@@ -224,7 +224,8 @@ std::vector<ChromiumProfile> ChromiumProfiles(Platform& platform, const Chromium
     for (const ChromiumRoot& root : browser.roots) {
         const std::string base = where.Folder(root.base);
         if (base.empty()) continue;
-        const std::string folder = Utf8FromPath((PathFromUtf8(base) / root.userData).make_preferred());
+        const std::string folder =
+            Utf8FromPath((PathFromUtf8(base) / root.userData).make_preferred());
         if (!platform.DirectoryExists(folder)) continue;
         std::error_code ec;
         const fs::path canonical = fs::weakly_canonical(PathFromUtf8(folder), ec);
@@ -250,7 +251,8 @@ std::string ChromiumUserDataFolder(Platform& platform, const ChromiumBrowser& br
     for (const ChromiumRoot& root : browser.roots) {
         const std::string base = where.Folder(root.base);
         if (base.empty()) continue;
-        const std::string folder = Utf8FromPath((PathFromUtf8(base) / root.userData).make_preferred());
+        const std::string folder =
+            Utf8FromPath((PathFromUtf8(base) / root.userData).make_preferred());
         if (platform.DirectoryExists(folder)) return folder;
     }
     return {};

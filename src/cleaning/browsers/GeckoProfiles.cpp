@@ -186,8 +186,7 @@ std::vector<std::string> HomeProfiles(const GeckoLocations& where, const fs::pat
             continue;
         }
         const fs::path home = PathFromUtf8(where.home);
-        if (ReachedWithoutLinks(Below(home, p) ? home : p.root_path(), p) &&
-            IsRealProfile(p))
+        if (ReachedWithoutLinks(Below(home, p) ? home : p.root_path(), p) && IsRealProfile(p))
             found.push_back(Utf8FromPath(p));
     }
     return found;

@@ -35,7 +35,8 @@ TEST_F(StartupDeleteWindowsTest, TheRunValueIsWrittenOnlyWhereTheRunKeyIsAndRemo
     registry.WriteValue(kHKeyCurrentUser, kRun, "Other", RegValue::String("other.exe"));
     registry.WriteValue(kHKeyCurrentUser, kRun, "VELLORAN", RegValue::String("old.exe"));
     EXPECT_EQ(RequestStartupDelete(app, "C:\\data\\in use.dat"), vbTrue);
-    EXPECT_EQ(platform.texts[StartupDeleteListPath()], "C:\\data\\first.dat\nC:\\data\\in use.dat\n")
+    EXPECT_EQ(platform.texts[StartupDeleteListPath()],
+              "C:\\data\\first.dat\nC:\\data\\in use.dat\n")
         << "every request waits for the next start";
     // The program's path as it is, unquoted, then the switch.
     EXPECT_EQ(RunValue(), "C:\\Program Files\\Velloran\\velloran.exe -delstart");

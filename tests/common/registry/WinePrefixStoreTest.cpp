@@ -15,11 +15,11 @@
 #include <chrono>
 #include <thread>
 
+#include "cli/CliProcess.hpp"
 #include "common/VbError.hpp"
 #include "common/platform/WineServer.hpp"
 #include "common/registry/OpenStore.hpp"
 #include "common/registry/RegTestUtil.hpp"
-#include "cli/CliProcess.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
