@@ -83,6 +83,12 @@ set_tests_properties(WindowsHostLinkFixture PROPERTIES FIXTURES_SETUP HostLink L
 set_tests_properties(WindowsHostLinks PROPERTIES FIXTURES_REQUIRED HostLink LABELS windows
                      ENVIRONMENT "VELLORAN_LINK_FIXTURE=${VELLORAN_HOST_ROOT}${link_fixture}")
 
+# The Win32 front end's own parts on Wine's null display driver.
+add_executable(velloran_win32_tests win32/ViewTest.cpp win32/Win32HostTest.cpp)
+target_link_libraries(velloran_win32_tests PRIVATE velloran_win32 gtest gtest_main)
+gtest_discover_tests(velloran_win32_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 300
+                     PROPERTIES LABELS windows TIMEOUT 120)
+
 # velloran.exe end to end: a driver program works its real windows under Wine's
 # X11 driver on a virtual display (cmake/wine-gui-run.sh; skipped without
 # xvfb-run), in a prefix of its own set to Windows XP.

@@ -28,6 +28,14 @@ void ThrowIfEnding() {
     if (g_ending) throw ProgramEnd{g_code};
 }
 
+void ResetEnding() {
+    g_ending = false;
+    g_code = 0;
+    MSG msg;
+    while (PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) {
+    }
+}
+
 void Dispatch(const std::function<void()>& body) {
     if (g_ending) return;
     try {

@@ -20,4 +20,8 @@ void BeginEnd(int code);
 // that the core code below it unwinds to the outer boundary too.
 void ThrowIfEnding();
 
+// Clears the ending state and the pending quit; for tests that end the program
+// and go on.
+void ResetEnding();
+
 }  // namespace velloran::win32
