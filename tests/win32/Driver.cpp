@@ -340,9 +340,11 @@ void Capture(HWND window, const std::string& path) {
     ReleaseDC(nullptr, screen);
 }
 
-void Settle(const Program& p) {
+// Until the program has drawn everything it was asked to.
+void Settle(const Program& p, HWND window = nullptr) {
+    if (window) RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
     WaitForInputIdle(p.info.hProcess, 10000);
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
 }
 
 // Whether the window shows anything yet: a window not yet drawn reads black.
@@ -360,6 +362,7 @@ void Screenshots(const std::string& exe, const std::string& dir) {
     if (!p.main) return;
     Settle(p);
     WaitFor<bool>([&p] { return Drawn(p.main); }, "the main window to be drawn");
+    Settle(p, p.main);
     Capture(p.main, dir + "/windows-main.bmp");
     SendMessageW(Child(p.main, "Picture4"), BM_CLICK, 0, 0);
     Settle(p);
@@ -379,7 +382,7 @@ void Screenshots(const std::string& exe, const std::string& dir) {
         SendMessageW(Child(p.main, t.page), BM_CLICK, 0, 0);
         PostMessageW(Child(p.main, t.button), BM_CLICK, 0, 0);
         HWND w = WaitFor<HWND>([&t] { return FindWindowW(t.windowClass, nullptr); }, t.file);
-        Settle(p);
+        Settle(p, w);
         if (w) Capture(w, dir + "/" + t.file + ".bmp");
         PostMessageW(w, WM_CLOSE, 0, 0);
         WaitFor<bool>([&t] { return FindWindowW(t.windowClass, nullptr) == nullptr; }, t.file);
