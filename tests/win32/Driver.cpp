@@ -364,9 +364,15 @@ void Screenshots(const std::string& exe, const std::string& dir) {
     WaitFor<bool>([&p] { return Drawn(p.main); }, "the main window to be drawn");
     Settle(p, p.main);
     Capture(p.main, dir + "/windows-main.bmp");
-    SendMessageW(Child(p.main, "Picture4"), BM_CLICK, 0, 0);
-    Settle(p);
-    Capture(p.main, dir + "/windows-settings.bmp");
+    const std::pair<const char*, const char*> pages[] = {{"Picture2", "windows-browsers"},
+                                                         {"Picture3", "windows-ie"},
+                                                         {"Picture8", "windows-programs"},
+                                                         {"Picture4", "windows-settings"}};
+    for (const auto& [button, file] : pages) {
+        SendMessageW(Child(p.main, button), BM_CLICK, 0, 0);
+        Settle(p, p.main);
+        Capture(p.main, dir + "/" + file + ".bmp");
+    }
     const struct {
         const char* button;
         const char* page;
