@@ -57,18 +57,6 @@ LRESULT CALLBACK ForwardDrops(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPa
     return DefSubclassProc(hwnd, message, wParam, lParam);
 }
 
-std::vector<std::string> DroppedPaths(HDROP drop) {
-    std::vector<std::string> out;
-    const UINT count = DragQueryFileW(drop, 0xFFFFFFFF, nullptr, 0);
-    for (UINT i = 0; i < count; ++i) {
-        std::wstring path(DragQueryFileW(drop, i, nullptr, 0) + 1, L'\0');
-        DragQueryFileW(drop, i, path.data(), static_cast<UINT>(path.size()));
-        path.resize(wcslen(path.c_str()));
-        out.push_back(Narrow(path));
-    }
-    return out;
-}
-
 class EradView : public View {
 public:
     EradView(frmErad& form, HWND owner)
@@ -131,8 +119,7 @@ public:
         AddLabel(form.lblTarget, {16, 88, 388, 32});
         Add(WC_STATICW, SS_ETCHEDHORZ, {16, 124, 388, 2}, "");
         AddLabel(form.lblDescription, {16, 132, 388, 52});
-        HWND ok = AddButton(form.cmdOK, {316, 192, 88, 28});
-        SetWindowLongPtrW(ok, GWL_STYLE, GetWindowLongPtrW(ok, GWL_STYLE) | BS_DEFPUSHBUTTON);
+        SetDefaultButton(AddButton(form.cmdOK, {316, 192, 88, 28}));
         Place();
     }
     ~AboutView() override {
@@ -163,8 +150,9 @@ public:
                               : L"Saved as " + Wide(savedPath));
         HWND copy = Add(WC_BUTTONW, BS_PUSHBUTTON | WS_TABSTOP, {364, 362, 90, 28}, "copy", kNoPage,
                         0, L"&Copy");
-        HWND close = Add(WC_BUTTONW, BS_DEFPUSHBUTTON | WS_TABSTOP, {460, 362, 90, 28}, "close",
+        HWND close = Add(WC_BUTTONW, BS_PUSHBUTTON | WS_TABSTOP, {460, 362, 90, 28}, "close",
                          kNoPage, 0, L"Close");
+        SetDefaultButton(close);
         OnCommand(copy, [this](int code) {
             if (code == BN_CLICKED) CopyToClipboard();
         });

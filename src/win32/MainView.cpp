@@ -22,7 +22,7 @@ const GroupInfo* FindArray(std::string_view name) {
 MainView::MainView(FrmMain& form)
     : View(&form, ClassFor(form.Name()), nullptr, {526, 436}, true), form_(form) {
     BuildPages();
-    AddButton(form.cmdClean, {336, 376, 86, 28});
+    SetDefaultButton(AddButton(form.cmdClean, {336, 376, 86, 28}));
     AddButton(form.cmdExit, {430, 376, 86, 28});
     BuildStatusBar();
     for (Frame* page : form.Pages()) Mirror(*page, [this] { ShowFrontPage(); });
@@ -186,6 +186,10 @@ void MainView::Relaid() {
 
 LRESULT MainView::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
+        case WM_COMMAND:
+            // Escape does not close the main window; only its close button and Exit do.
+            if (lParam == 0 && LOWORD(wParam) == IDCANCEL) return 0;
+            return View::Handle(message, wParam, lParam);
         case WM_CLOSE:
             // The form decides; ending the program closes this window with it.
             Dispatch([this] {

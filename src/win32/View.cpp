@@ -180,6 +180,13 @@ LRESULT View::Default(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_COMMAND: {
             const int id = LOWORD(wParam);
+            if (lParam == 0 && id == IDOK) {
+                // Its own visibility: the window may not be shown yet.
+                if (defaultButton_ && IsWindowEnabled(defaultButton_) &&
+                    (GetWindowLongW(defaultButton_, GWL_STYLE) & WS_VISIBLE))
+                    SendMessageW(defaultButton_, BM_CLICK, 0, 0);
+                return 0;
+            }
             if (lParam == 0 && id == IDCANCEL) {
                 // Escape goes the same way as the title-bar button.
                 PostMessageW(hwnd_, WM_CLOSE, 0, 0);
@@ -199,6 +206,8 @@ LRESULT View::Default(UINT message, WPARAM wParam, LPARAM lParam) {
             }
             return 0;
         }
+        case DM_GETDEFID:
+            return defaultButton_ ? MAKELRESULT(GetDlgCtrlID(defaultButton_), DC_HASDEFID) : 0;
         case WM_CLOSE:
             if (!form_) {
                 Destroy();
@@ -291,6 +300,12 @@ void View::MirrorCommon(Control& control, HWND hwnd) {
         c->shownByControl = control.Visible();
         ApplyVisibility(*c);
     }
+}
+
+void View::SetDefaultButton(HWND button) {
+    if (defaultButton_) SendMessageW(defaultButton_, BM_SETSTYLE, BS_PUSHBUTTON, TRUE);
+    defaultButton_ = button;
+    SendMessageW(button, BM_SETSTYLE, BS_DEFPUSHBUTTON, TRUE);
 }
 
 void View::OnCommand(HWND child, std::function<void(int)> handler) {

@@ -69,6 +69,8 @@ protected:
 
     void OnCommand(HWND child, std::function<void(int code)> handler);
     void OnNotify(HWND child, std::function<LRESULT(NMHDR*)> handler);
+    // The button Enter presses.
+    void SetDefaultButton(HWND button);
     // Shows the children of `page` (and those on no page); hides the others.
     void ShowPage(int page);
     // Runs `sync` now and after every change of `control`.
@@ -114,6 +116,7 @@ private:
     std::map<HWND, std::vector<int>> pendingFits_;
     std::vector<std::function<void()>> onDpi_;
     std::wstring textBuffer_;
+    HWND defaultButton_ = nullptr;
 };
 
 }  // namespace velloran::win32

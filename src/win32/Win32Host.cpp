@@ -1,6 +1,7 @@
 #include "win32/Win32Host.hpp"
 
 #include <commdlg.h>
+#include <shellapi.h>
 #include <shlobj.h>
 
 #include <stdexcept>
@@ -137,6 +138,18 @@ std::vector<std::string> ChosenFiles(const wchar_t* buffer) {
     const wchar_t* next = buffer + first.size() + 1;
     if (!*next) return {Narrow(first)};
     for (; *next; next += wcslen(next) + 1) out.push_back(JoinPath(Narrow(first), Narrow(next)));
+    return out;
+}
+
+std::vector<std::string> DroppedPaths(HDROP drop) {
+    std::vector<std::string> out;
+    const UINT count = DragQueryFileW(drop, 0xFFFFFFFF, nullptr, 0);
+    for (UINT i = 0; i < count; ++i) {
+        std::wstring path(DragQueryFileW(drop, i, nullptr, 0) + 1, L'\0');
+        DragQueryFileW(drop, i, path.data(), static_cast<UINT>(path.size()));
+        path.resize(wcslen(path.c_str()));
+        out.push_back(Narrow(path));
+    }
     return out;
 }
 

@@ -11,6 +11,8 @@
 #include "common/Host.hpp"
 #include "win32/View.hpp"
 
+#include <shellapi.h>
+
 namespace velloran::win32 {
 
 class Win32Host : public Host {
@@ -53,5 +55,7 @@ private:
 std::wstring FileDialogFilter(const std::string& filter);
 // The names GetOpenFileNameW wrote: one full path, or a folder and its names.
 std::vector<std::string> ChosenFiles(const wchar_t* buffer);
+// The paths of files dropped from the shell (WM_DROPFILES).
+std::vector<std::string> DroppedPaths(HDROP drop);
 
 }  // namespace velloran::win32

@@ -342,7 +342,8 @@ void Capture(HWND window, const std::string& path) {
 
 // Until the program has drawn everything it was asked to.
 void Settle(const Program& p, HWND window = nullptr) {
-    if (window) RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
+    if (window)
+        RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
     WaitForInputIdle(p.info.hProcess, 10000);
     std::this_thread::sleep_for(std::chrono::milliseconds(1000));
 }

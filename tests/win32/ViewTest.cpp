@@ -45,6 +45,7 @@ public:
         tree_ = AddTree(form.tree, {10, 170, 180, 100}, 0);
         log_ = AddLog(form.log, {200, 170, 190, 100});
         label_ = AddLabel(form.label, {10, 30, 200, 18}, 1);
+        SetDefaultButton(cmd_);
         Place();
     }
     HWND box_, cmd_, list_, tree_, log_, label_;
@@ -93,11 +94,15 @@ TEST_F(ViewTest, CheckBoxAndButtonFollowTheirControlsAndForwardClicks) {
 
     SendMessageW(view.cmd_, BM_CLICK, 0, 0);
     EXPECT_EQ(form.clicks, 1);
+    // Enter, as the dialog keys turn it into IDOK, presses the default button.
+    SendMessageW(view.Hwnd(), WM_COMMAND, IDOK, 0);
+    EXPECT_EQ(form.clicks, 2);
     // A disabled control takes no click, even one the system would deliver.
     form.cmd.SetEnabled(false);
     EXPECT_FALSE(IsWindowEnabled(view.cmd_));
     SendMessageW(view.cmd_, BM_CLICK, 0, 0);
-    EXPECT_EQ(form.clicks, 1);
+    SendMessageW(view.Hwnd(), WM_COMMAND, IDOK, 0);
+    EXPECT_EQ(form.clicks, 2);
     form.cmd.SetCaption("Stop");
     EXPECT_EQ(WindowText(view.cmd_), L"Stop");
 }

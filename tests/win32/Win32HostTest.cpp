@@ -3,11 +3,16 @@
 // handler, and the file dialog's texts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "common/controls/Controls.hpp"
 #include "common/controls/Form.hpp"
 #include "win32/Dispatch.hpp"
 #include "win32/View.hpp"
 #include "win32/Win32Host.hpp"
+
+// After the window headers that it builds on.
+#include <shlobj.h>
 
 namespace velloran::win32 {
 namespace {
@@ -114,6 +119,40 @@ TEST(FileDialogTest, FilterAndChosenNames) {
               (std::vector<std::string>{"C:\\data\\a.txt", "C:\\data\\b.txt"}));
     const wchar_t root[] = L"C:\\\0a.txt\0b.txt\0";
     EXPECT_EQ(ChosenFiles(root), (std::vector<std::string>{"C:\\a.txt", "C:\\b.txt"}));
+}
+
+}  // namespace
+}  // namespace velloran::win32
+
+namespace velloran::win32 {
+namespace {
+
+// A drop as the shell makes it: a DROPFILES header, then NUL-ended wide paths.
+HDROP MakeDrop(const std::vector<std::wstring>& paths) {
+    std::size_t chars = 1;
+    for (const auto& p : paths) chars += p.size() + 1;
+    HGLOBAL memory =
+        GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof(DROPFILES) + chars * sizeof(wchar_t));
+    auto* files = static_cast<DROPFILES*>(GlobalLock(memory));
+    files->pFiles = sizeof(DROPFILES);
+    files->fWide = TRUE;
+    auto* at = reinterpret_cast<wchar_t*>(files + 1);
+    for (const auto& p : paths) {
+        std::copy(p.begin(), p.end(), at);
+        at += p.size() + 1;
+    }
+    GlobalUnlock(memory);
+    return static_cast<HDROP>(memory);
+}
+
+TEST(DropTest, EveryDroppedPathInOrderAsUtf8) {
+    HDROP drop = MakeDrop({L"C:\\data\\Caf\u00e9.txt", L"C:\\data\\folder"});
+    EXPECT_EQ(DroppedPaths(drop),
+              (std::vector<std::string>{"C:\\data\\Caf\xc3\xa9.txt", "C:\\data\\folder"}));
+    GlobalFree(drop);
+    HDROP one = MakeDrop({L"D:\\"});
+    EXPECT_EQ(DroppedPaths(one), std::vector<std::string>{"D:\\"});
+    GlobalFree(one);
 }
 
 }  // namespace
