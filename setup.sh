@@ -27,9 +27,9 @@ packages=(
   librsvg2-bin desktop-file-utils appstream groff-base dpkg-dev file
 )
 # The Windows build: the cross compiler, Wine for its tests, GoogleTest's sources,
-# tclsh, which SQLite's amalgamation is made with, and makensis and zip for the
-# installer and the portable zip.
-windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest tcl nsis zip)
+# tclsh, which SQLite's amalgamation is made with, makensis and zip for the
+# installer and the portable zip, and xvfb for the window program's tests.
+windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest tcl nsis zip xvfb)
 
 install_missing() {
   local missing=()
@@ -93,8 +93,8 @@ case "$mode" in
     install_missing "${windows_packages[@]}"
     build_windows
     cmake --build "$windows_build" --target installer portable
-    ls "$windows_build"/src/velloran-cli.exe "$windows_build"/velloran-*-setup.exe \
-      "$windows_build"/velloran-*-windows-x64.zip
+    ls "$windows_build"/src/velloran-cli.exe "$windows_build"/src/win32/velloran.exe \
+      "$windows_build"/velloran-*-setup.exe "$windows_build"/velloran-*-windows-x64.zip
     ;;
   package)
     install_missing

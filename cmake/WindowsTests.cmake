@@ -12,7 +12,7 @@ endforeach()
 include(GoogleTest)
 
 file(GLOB_RECURSE CORE_TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-list(FILTER CORE_TEST_SOURCES EXCLUDE REGEX "/tests/(qt|fuzz|packaging|layers)/|/linux/")
+list(FILTER CORE_TEST_SOURCES EXCLUDE REGEX "/tests/(qt|fuzz|packaging|layers|win32)/|/linux/")
 
 # Tests that cannot apply on Windows, by file.
 set(VELLORAN_LINUX_ONLY_TESTS
@@ -101,3 +101,24 @@ set_tests_properties(WindowsDownloadsBuild PROPERTIES FIXTURES_SETUP Downloads L
                      TIMEOUT 600)
 set_tests_properties(WindowsInstaller PROPERTIES FIXTURES_REQUIRED Downloads LABELS windows
                      TIMEOUT 900)
+
+# The Win32 front end's own parts on Wine's null display driver.
+add_executable(velloran_win32_tests win32/ViewTest.cpp win32/Win32HostTest.cpp)
+target_link_libraries(velloran_win32_tests PRIVATE velloran_win32 gtest gtest_main)
+gtest_discover_tests(velloran_win32_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 300
+                     PROPERTIES LABELS windows TIMEOUT 120)
+
+# velloran.exe end to end: a driver program works its real windows under Wine's
+# X11 driver on a virtual display (cmake/wine-gui-run.sh; skipped without
+# xvfb-run), in a prefix of its own set to Windows XP.
+add_executable(velloran_gui_driver win32/Driver.cpp)
+target_link_libraries(velloran_gui_driver PRIVATE advapi32 user32 gdi32)
+add_dependencies(velloran_gui_driver velloran)
+set(gui_run ${PROJECT_SOURCE_DIR}/cmake/wine-gui-run.sh ${VELLORAN_WINEPREFIX}-gui)
+foreach(scenario clean cancel)
+  add_test(NAME Win32.EndToEnd.${scenario}
+           COMMAND ${gui_run} $<TARGET_FILE:velloran_gui_driver>
+                   ${VELLORAN_HOST_ROOT}$<TARGET_FILE:velloran> ${scenario})
+  set_tests_properties(Win32.EndToEnd.${scenario} PROPERTIES LABELS "windows;gui" TIMEOUT 300
+                       SKIP_RETURN_CODE 77 RUN_SERIAL TRUE)
+endforeach()
