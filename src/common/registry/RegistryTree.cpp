@@ -161,6 +161,8 @@ void RegHive::Clear() {
     root.reset(new RegKeyNode);
     removed.clear();
     pool.reset();
+    keySource.reset();
+    sectionKeys.clear();
     touchedKeys.clear();
     dirty = false;
     text.clear();

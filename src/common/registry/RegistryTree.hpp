@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "common/registry/PieceText.hpp"
@@ -79,6 +81,74 @@ struct RegKeyRelease {
 };
 using RegKeyPtr = std::unique_ptr<RegKeyNode, RegKeyRelease>;
 
+// Where the keys of a large file come from when they are made only as something
+// looks below their parent: most of a file's keys are never looked at.
+class RegKeySource {
+public:
+    virtual ~RegKeySource() = default;
+    // The direct subkeys of `owner`, in order, from the source's items
+    // [first, last), which all lie below `owner`, a key `depth` levels down.
+    virtual void MakeSubkeys(RegKeyNode* owner, std::uint32_t first, std::uint32_t last,
+                             std::uint32_t depth, std::vector<RegKeyPtr>& out) = 0;
+};
+
+// A key's subkeys, sorted. Those of a file read lazily are made the first time
+// anything asks for them.
+class RegSubkeyList {
+public:
+    using Items = std::vector<RegKeyPtr>;
+
+    void SetPending(RegKeySource* source, RegKeyNode* owner, std::uint32_t first,
+                    std::uint32_t last, std::uint32_t depth) {
+        pending_ = first < last ? source : nullptr;
+        owner_ = owner;
+        first_ = first;
+        last_ = last;
+        depth_ = depth;
+    }
+    // The subkeys made so far, without making any.
+    const Items& Made() const { return items_; }
+
+    Items& All() {
+        Load();
+        return items_;
+    }
+    const Items& All() const {
+        Load();
+        return items_;
+    }
+    // A parent with pending subkeys has some: nothing needs making to say so.
+    bool empty() const { return !pending_ && items_.empty(); }
+    std::size_t size() const { return All().size(); }
+    Items::iterator begin() { return All().begin(); }
+    Items::iterator end() { return All().end(); }
+    Items::const_iterator begin() const { return All().begin(); }
+    Items::const_iterator end() const { return All().end(); }
+    Items::reverse_iterator rbegin() { return All().rbegin(); }
+    Items::reverse_iterator rend() { return All().rend(); }
+    RegKeyPtr& back() { return All().back(); }
+    const RegKeyPtr& back() const { return All().back(); }
+    RegKeyPtr& operator[](std::size_t i) { return All()[i]; }
+    const RegKeyPtr& operator[](std::size_t i) const { return All()[i]; }
+    Items::iterator insert(Items::const_iterator at, RegKeyPtr key) {
+        return All().insert(at, std::move(key));
+    }
+    Items::iterator erase(Items::const_iterator at) { return All().erase(at); }
+
+private:
+    void Load() const {
+        if (!pending_) return;
+        RegKeySource* source = std::exchange(pending_, nullptr);
+        source->MakeSubkeys(owner_, first_, last_, depth_, items_);
+    }
+    mutable Items items_;
+    mutable RegKeySource* pending_ = nullptr;
+    RegKeyNode* owner_ = nullptr;
+    std::uint32_t first_ = 0;
+    std::uint32_t last_ = 0;
+    std::uint32_t depth_ = 0;
+};
+
 struct RegKeyNode {
     using Value = RegNodeValue;
 
@@ -87,7 +157,7 @@ struct RegKeyNode {
 
     std::pmr::u16string name;
     RegKeyNode* parent = nullptr;
-    std::vector<RegKeyPtr> subkeys;  // sorted
+    RegSubkeyList subkeys;
     RegValueList values;
     std::optional<std::u16string> keyClass;
     bool link = false;
@@ -148,12 +218,24 @@ struct RegHive {
 
     // The file text as read (or last written), cut into the header and one chunk
     // per key section so that untouched sections can be written back verbatim.
+    static constexpr std::uint32_t kNoSection = 0xFFFFFFFF;
     struct Chunk {
         size_t begin = 0;       // the "[" line
         size_t contentEnd = 0;  // after the section's last line of content
         size_t end = 0;         // before the next section (blank and ";" lines included)
         RegKeyNode* key = nullptr;
+        // A section of a file read lazily, whose key may not be made yet.
+        std::uint32_t section = kNoSection;
     };
+    // The keys of a file read lazily, and those of its sections made so far.
+    std::unique_ptr<RegKeySource> keySource;
+    std::unordered_map<std::uint32_t, RegKeyNode*> sectionKeys;
+    // The chunk's key; nullptr for a section whose key was never made (unchanged).
+    RegKeyNode* KeyOf(const Chunk& c) const {
+        if (c.key || c.section == kNoSection) return c.key;
+        auto it = sectionKeys.find(c.section);
+        return it == sectionKeys.end() ? nullptr : it->second;
+    }
     std::string text;
     // The text of the last save until something needs it whole: runs of `text`
     // and the parts the save rendered. `chunks` already describe it.

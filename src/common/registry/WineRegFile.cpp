@@ -398,10 +398,11 @@ bool ContinuesOnNextLine(std::string_view line) {
 // thread reads the keys.
 class LaterValueCheck {
 public:
-    // The part starts at a key line: no value goes on from before it.
-    static size_t Start(std::string_view text) {
+    // The part starts at a key line at or after `from`: no value goes on from
+    // before it.
+    static size_t Start(std::string_view text, size_t from = 0) {
         if (text.size() < kMinBytes) return std::string_view::npos;
-        size_t at = 0;
+        size_t at = from;
         for (;;) {
             at = text.find("\n[", at);
             if (at == std::string_view::npos) return at;
@@ -469,6 +470,52 @@ private:
     std::thread thread_;
 };
 
+// The other thread checks this value; only its lines are passed over here.
+void SkipContinuation(std::string_view line, LineReader& rd) {
+    size_t start = 0;
+    while (ContinuesOnNextLine(line) && rd.Next(line, start)) {
+    }
+}
+
+// An option line before the first key: "#arch=".
+void ParseGlobalOption(RegHive& hive, std::string_view p, int line) {
+    if (p.substr(0, 6) != "#arch=") return;
+    std::string_view a = p.substr(6);
+    if (a != "win32" && a != "win64") throw ParseError("unknown architecture");
+    hive.arch = std::string(a);
+    hive.archLine = line;
+}
+
+// A key option line ("#time=", "#class=", "#link") of the key's section.
+void ApplyKeyOption(RegKeyNode* key, std::string_view p) {
+    if (p.substr(0, 6) == "#time=") {
+        std::uint64_t t = 0;
+        for (size_t i = 6; i < p.size() && HexDigit(p[i]) >= 0; ++i)
+            t = (t << 4) | static_cast<unsigned>(HexDigit(p[i]));
+        key->modified = t;
+    } else if (p.substr(0, 7) == "#class=") {
+        std::u16string cls;
+        if (p.size() < 8 || p[7] != '"' ||
+            UnescapeWineString(p.substr(8), '"', cls) == std::string_view::npos)
+            throw ParseError("malformed key class");
+        key->keyClass = std::move(cls);
+    } else if (p.substr(0, 5) == "#link") {
+        key->link = true;
+    }
+    // Other options are ignored, as wineserver does.
+}
+
+// The time after a key line's "]" (seconds since 1970) as a FILETIME; 0 when none.
+std::uint64_t HeaderTime(std::string_view afterName) {
+    const std::string_view rest = SkipSpace(afterName);
+    if (rest.empty() || rest[0] < '0' || rest[0] > '9') return 0;
+    std::uint64_t secs = 0;
+    for (size_t i = 0; i < rest.size() && rest[i] >= '0' && rest[i] <= '9'; ++i)
+        secs =
+            std::min<std::uint64_t>(secs * 10 + static_cast<unsigned>(rest[i] - '0'), 0xFFFFFFFFu);
+    return secs * kTicksPerSecond + kTicks1601To1970;
+}
+
 class Parser {
 public:
     Parser(RegHive& hive, const std::string& fileName)
@@ -518,10 +565,10 @@ public:
                         break;
                     case '#':
                         if (key) {
-                            ParseKeyOption(key, p);
+                            ApplyKeyOption(key, p);
                             hive_.chunks.back().contentEnd = rd.Pos();
                         } else {
-                            ParseGlobalOption(p, rd.Line());
+                            ParseGlobalOption(hive_, p, rd.Line());
                         }
                         break;
                     case ';':
@@ -556,15 +603,7 @@ private:
         if (r == std::string_view::npos) throw ParseError("malformed key name (no closing \"]\")");
         // Wine would drop the bytes and could merge this key with another.
         if (invalid) throw ParseError("key name is not valid UTF-8");
-        std::string_view rest = SkipSpace(After(p, 1 + r));
-        std::uint64_t modified = 0;
-        if (!rest.empty() && rest[0] >= '0' && rest[0] <= '9') {
-            std::uint64_t secs = 0;
-            for (size_t i = 0; i < rest.size() && rest[i] >= '0' && rest[i] <= '9'; ++i)
-                secs = std::min<std::uint64_t>(secs * 10 + static_cast<unsigned>(rest[i] - '0'),
-                                               0xFFFFFFFFu);
-            modified = secs * kTicksPerSecond + kTicks1601To1970;
-        }
+        const std::uint64_t modified = HeaderTime(After(p, 1 + r));
         if (!name.empty() && name[0] == u'\\') throw ParseError("malformed key name");
         RegKeyNode* key = hive_.root.get();
         size_t i = SharedWithPreviousKey();
@@ -603,39 +642,6 @@ private:
         return path_.empty() ? 0 : path_.back().first + 1;
     }
 
-    // The other thread checks this value; only its lines are passed over here.
-    static void SkipContinuation(std::string_view line, LineReader& rd) {
-        size_t start = 0;
-        while (ContinuesOnNextLine(line) && rd.Next(line, start)) {
-        }
-    }
-
-    void ParseKeyOption(RegKeyNode* key, std::string_view p) {
-        if (p.substr(0, 6) == "#time=") {
-            std::uint64_t t = 0;
-            for (size_t i = 6; i < p.size() && HexDigit(p[i]) >= 0; ++i)
-                t = (t << 4) | static_cast<unsigned>(HexDigit(p[i]));
-            key->modified = t;
-        } else if (p.substr(0, 7) == "#class=") {
-            std::u16string cls;
-            if (p.size() < 8 || p[7] != '"' ||
-                UnescapeWineString(p.substr(8), '"', cls) == std::string_view::npos)
-                throw ParseError("malformed key class");
-            key->keyClass = std::move(cls);
-        } else if (p.substr(0, 5) == "#link") {
-            key->link = true;
-        }
-        // Other options are ignored, as wineserver does.
-    }
-
-    void ParseGlobalOption(std::string_view p, int line) {
-        if (p.substr(0, 6) != "#arch=") return;
-        std::string_view a = p.substr(6);
-        if (a != "win32" && a != "win64") throw ParseError("unknown architecture");
-        hive_.arch = std::string(a);
-        hive_.archLine = line;
-    }
-
     // The value lines of the section being read go to its key when it ends.
     void KeepValueLines(RegKeyNode* key) {
         if (key && valuesBegin_ != std::string::npos)
@@ -654,6 +660,320 @@ private:
     RegHive& hive_;
     const std::string& file_;
     LoadIndex index_;
+};
+
+// ---- reading lazily ----
+
+// Wine writes its files sorted, and then every key's descendants are one run of
+// sections. Such a file is read as a list of its sections alone; a key is made
+// when something first looks below its parent, from the sections of that run.
+// Anything else (sections out of order, names this reader leaves alone, any
+// error) goes to the full reader, which also words every error.
+
+// A name of printable ASCII whose only escapes are the "\\" between its parts is
+// plain: compared and cut up as bytes. Checks such a name's parts against Wine's
+// limits on the way; an empty part, too long a part or too deep a name is left to
+// the full reader.
+enum class NameKind { Plain, Other, Refused };
+NameKind KindOfName(std::string_view n) {
+    size_t parts = 0;
+    size_t len = 0;
+    for (size_t i = 0; i <= n.size(); ++i) {
+        if (i == n.size() || n[i] == '\\') {
+            if (i < n.size() && (++i == n.size() || n[i] != '\\')) return NameKind::Other;
+            if (len == 0 || len > kMaxKeyNameUnits || ++parts > kMaxKeyDepth)
+                return NameKind::Refused;
+            len = 0;
+            continue;
+        }
+        const auto c = static_cast<unsigned char>(n[i]);
+        if (c < 0x20 || c > 0x7e) return NameKind::Other;
+        ++len;
+    }
+    return NameKind::Plain;
+}
+
+// Whether decoded parts are all there and within Wine's limits.
+bool PartsWithinLimits(const std::vector<std::u16string>& parts) {
+    if (parts.empty() || parts.size() > kMaxKeyDepth) return false;
+    for (const auto& p : parts)
+        if (p.empty() || p.size() > kMaxKeyNameUnits) return false;
+    return true;
+}
+
+// Printable ASCII folded as Wine folds it, looked up without the full table.
+struct AsciiFold {
+    std::array<char16_t, 128> map{};
+    AsciiFold() {
+        for (unsigned c = 0; c < 128; ++c) map[c] = RegFoldCase(static_cast<char16_t>(c));
+    }
+};
+
+class WineSections final : public RegKeySource {
+public:
+    struct Section {
+        std::uint32_t nameBegin;   // after "["
+        std::uint32_t nameEnd;     // at "]"
+        std::uint32_t bodyBegin;   // the line after the key line
+        std::uint32_t contentEnd;  // after its last line of content
+        bool plain;
+    };
+
+    WineSections(RegHive& hive, std::string_view text) : hive_(hive), text_(text) {}
+
+    std::vector<Section> sections;
+
+    // The name's parts, decoded; false when the reader leaves the name alone.
+    bool Parts(const Section& s, std::vector<std::u16string>& out) const {
+        out.clear();
+        const std::string_view name = Name(s);
+        if (s.plain) {
+            for (size_t i = 0; i <= name.size();) {
+                size_t j = name.find("\\\\", i);
+                if (j == std::string_view::npos) j = name.size();
+                out.emplace_back(name.begin() + static_cast<std::ptrdiff_t>(i),
+                                 name.begin() + static_cast<std::ptrdiff_t>(j));
+                i = j + 2;
+            }
+        } else {
+            std::u16string whole;
+            size_t invalid = 0;
+            if (UnescapeWineString(text_.substr(s.nameBegin, s.nameEnd + 1 - s.nameBegin), ']',
+                                   whole, &invalid) == std::string_view::npos ||
+                invalid)
+                return false;
+            for (size_t i = 0; i <= whole.size();) {
+                size_t j = whole.find(u'\\', i);
+                if (j == std::u16string::npos) j = whole.size();
+                out.emplace_back(whole, i, j - i);
+                i = j + 1;
+            }
+        }
+        return PartsWithinLimits(out);
+    }
+
+    // Order of two names as Wine sorts keys: part by part, without regard to case.
+    int Compare(const Section& a, const Section& b) {
+        if (a.plain && b.plain) return ComparePlain(Name(a), Name(b));
+        Parts(a, left_);
+        Parts(b, right_);
+        const size_t n = std::min(left_.size(), right_.size());
+        for (size_t i = 0; i < n; ++i)
+            if (int d = RegCompareNames(left_[i], right_[i])) return d;
+        return left_.size() < right_.size() ? -1 : left_.size() > right_.size() ? 1 : 0;
+    }
+
+    void MakeSubkeys(RegKeyNode* owner, std::uint32_t first, std::uint32_t last,
+                     std::uint32_t depth, std::vector<RegKeyPtr>& out) override {
+        std::u16string name;
+        std::u16string other;
+        const auto inGroup = [&](std::uint32_t i) {
+            return Part(sections[i], depth, other) && RegNamesEqual(other, name);
+        };
+        for (std::uint32_t i = first; i < last;) {
+            Part(sections[i], depth, name);
+            // The run of sections below this child: galloping, as most runs are short.
+            std::uint32_t in = i;
+            std::uint32_t end = last;
+            for (std::uint32_t step = 1; in + step < last; step *= 2) {
+                if (!inGroup(in + step)) {
+                    end = in + step;
+                    break;
+                }
+                in += step;
+            }
+            while (end - in > 1) {
+                const std::uint32_t mid = in + (end - in) / 2;
+                (inGroup(mid) ? in : end) = mid;
+            }
+            out.push_back(MakeKey(owner, i, end, depth, name));
+            i = end;
+        }
+    }
+
+private:
+    std::string_view Name(const Section& s) const {
+        return text_.substr(s.nameBegin, s.nameEnd - s.nameBegin);
+    }
+
+    // Bytes of two plain names: the end of a name sorts first, then the end of a
+    // part, then its characters folded as Wine folds them. Bytes alike at the
+    // start tell nothing (a part's separator is two bytes, both alike or neither).
+    static int ComparePlain(std::string_view a, std::string_view b) {
+        static const AsciiFold fold;
+        const auto next = [&map = fold.map](std::string_view s, size_t& i) -> int {
+            if (i >= s.size()) return 0;
+            if (s[i] == '\\') {
+                i += 2;
+                return 1;
+            }
+            return map[static_cast<unsigned char>(s[i++])] + 2;
+        };
+        size_t i = static_cast<size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first -
+                                       a.begin());
+        size_t j = i;
+        for (;;) {
+            const int x = next(a, i);
+            const int y = next(b, j);
+            if (x != y) return x < y ? -1 : 1;
+            if (x == 0) return 0;
+        }
+    }
+
+    // Part `depth` of a name; false when the name has fewer parts.
+    bool Part(const Section& s, std::uint32_t depth, std::u16string& out) {
+        out.clear();
+        if (!s.plain) {
+            Parts(s, left_);
+            if (depth >= left_.size()) return false;
+            out = left_[depth];
+            return true;
+        }
+        const std::string_view name = Name(s);
+        size_t i = 0;
+        for (std::uint32_t d = 0; d < depth; ++d) {
+            i = name.find("\\\\", i);
+            if (i == std::string_view::npos) return false;
+            i += 2;
+        }
+        const size_t j = std::min(name.find("\\\\", i), name.size());
+        out.assign(name.begin() + static_cast<std::ptrdiff_t>(i),
+                   name.begin() + static_cast<std::ptrdiff_t>(j));
+        return true;
+    }
+
+    // The child that sections [i, end) lie in; section i is its own when its name
+    // ends with the child.
+    RegKeyPtr MakeKey(RegKeyNode* owner, std::uint32_t i, std::uint32_t end, std::uint32_t depth,
+                      std::u16string_view name) {
+        RegKeyPtr key(new RegKeyNode);
+        key->name = name;
+        key->parent = owner;
+        const Section& s = sections[i];
+        key->modified = HeaderTime(text_.substr(s.nameEnd + 1, s.bodyBegin - s.nameEnd - 1));
+        std::u16string deeper;
+        const bool own = !Part(s, depth + 1, deeper);
+        if (own) {
+            ApplyBody(s, key.get());
+            hive_.sectionKeys.emplace(i, key.get());
+            ++i;
+        }
+        key->subkeys.SetPending(this, key.get(), i, end, depth + 1);
+        return key;
+    }
+
+    // The options and values of a key's own section.
+    void ApplyBody(const Section& s, RegKeyNode* key) const {
+        const std::string_view body = text_.substr(s.bodyBegin, s.contentEnd - s.bodyBegin);
+        LineReader rd(body);
+        std::string_view line;
+        size_t start = 0;
+        bool values = false;
+        while (rd.Next(line, start)) {
+            const std::string_view p = SkipSpace(line);
+            if (!p.empty() && p[0] == '#') ApplyKeyOption(key, p);
+            values = values || (!p.empty() && (p[0] == '@' || p[0] == '"'));
+        }
+        if (values) key->values.AddPending(body);
+    }
+
+    RegHive& hive_;
+    std::string_view text_;
+    std::vector<std::u16string> left_;
+    std::vector<std::u16string> right_;
+};
+
+// Reads a file's sections for WineSections; false when the file is left to the
+// full reader.
+class SectionScan {
+public:
+    explicit SectionScan(RegHive& hive) : hive_(hive) {}
+
+    bool Run() {
+        const std::string_view text = hive_.text;
+        if (text.size() >= 0xFFFFFFF0u) return false;
+        // Half the file's values are checked on the other core.
+        const size_t later = LaterValueCheck::Start(text, text.size() / 2);
+        std::optional<LaterValueCheck> laterCheck;
+        if (later != std::string_view::npos) laterCheck.emplace(text, later);
+        auto source = std::make_unique<WineSections>(hive_, text);
+        auto& sections = source->sections;
+        try {
+            LineReader rd(text);
+            std::string_view line;
+            size_t start = 0;
+            if (!rd.Next(line, start) || line != kFirstLine) return false;
+            hive_.headerEnd = text.size();
+            sections.reserve(text.size() / 192 + 16);
+            hive_.chunks.reserve(text.size() / 192 + 16);
+            std::vector<std::u16string> parts;
+            while (rd.Next(line, start)) {
+                const std::string_view p = SkipSpace(line);
+                switch (p.empty() ? '\0' : p[0]) {
+                    case '[': {
+                        (hive_.chunks.empty() ? hive_.headerEnd : hive_.chunks.back().end) = start;
+                        const size_t r = ScanWineString(After(p, 1), ']');
+                        if (r == std::string_view::npos) return false;
+                        const auto at = static_cast<std::uint32_t>(p.data() + 1 - text.data());
+                        const auto pos = static_cast<std::uint32_t>(rd.Pos());
+                        const NameKind kind = KindOfName(p.substr(1, r - 1));
+                        const WineSections::Section s{at, at + static_cast<std::uint32_t>(r - 1),
+                                                      pos, pos, kind == NameKind::Plain};
+                        if (kind == NameKind::Refused ||
+                            (kind == NameKind::Other && !source->Parts(s, parts)) ||
+                            (!sections.empty() && source->Compare(sections.back(), s) >= 0))
+                            return false;
+                        sections.push_back(s);
+                        hive_.chunks.push_back({start, pos, text.size(), nullptr,
+                                                static_cast<std::uint32_t>(sections.size() - 1)});
+                        break;
+                    }
+                    case '@':
+                    case '"':
+                        if (sections.empty()) return false;
+                        if (start < later)
+                            values_.Parse(p, rd);
+                        else
+                            SkipContinuation(line, rd);
+                        Extend(sections.back(), rd.Pos());
+                        break;
+                    case '#':
+                        if (sections.empty()) {
+                            ParseGlobalOption(hive_, p, rd.Line());
+                        } else {
+                            if (p.starts_with("#class=")) {
+                                RegKeyNode scratch;
+                                ApplyKeyOption(&scratch, p);
+                            }
+                            Extend(sections.back(), rd.Pos());
+                        }
+                        break;
+                    case ';':
+                    case '\0':
+                        break;
+                    default:
+                        return false;
+                }
+            }
+            if (laterCheck && laterCheck->Result(std::string_view::npos)) return false;
+        } catch (const ParseError&) {
+            return false;
+        }
+        hive_.root->subkeys.SetPending(source.get(), hive_.root.get(), 0,
+                                       static_cast<std::uint32_t>(sections.size()), 0);
+        hive_.keySource = std::move(source);
+        return true;
+    }
+
+private:
+    // The section, and its chunk, go on to `pos`.
+    void Extend(WineSections::Section& s, size_t pos) {
+        s.contentEnd = static_cast<std::uint32_t>(pos);
+        hive_.chunks.back().contentEnd = pos;
+    }
+
+    RegHive& hive_;
+    ValueLineParser values_{false};
 };
 
 // ---- writing ----
@@ -924,6 +1244,11 @@ void ReadWineRegistry(RegHive& hive, std::string text, const std::string& fileNa
     hive.Clear();
     hive.text = std::move(text);
     hive.fromFile = true;
+    if (SectionScan(hive).Run()) return;
+    std::string kept = std::move(hive.text);
+    hive.Clear();
+    hive.text = std::move(kept);
+    hive.fromFile = true;
     Parser(hive, fileName).Run();
 }
 
@@ -965,9 +1290,12 @@ RenderItems ChunkItems(RegHive& hive) {
     items.reserve(hive.chunks.size() + 8);
     for (size_t i = 0; i < hive.chunks.size(); ++i) {
         const auto& c = hive.chunks[i];
-        RegKeyNode* k = c.key;
+        RegKeyNode* k = hive.KeyOf(c);
         std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
-        if (!k->deleted && !k->touched) {
+        if (!k) {
+            // A key never made cannot have changed.
+            items.push_back({RenderItem::Verbatim, static_cast<long>(i), nullptr});
+        } else if (!k->deleted && !k->touched) {
             items.push_back({RenderItem::Verbatim, static_cast<long>(i), k});
             k->emittedIn = hive.renders;
         } else if (!k->deleted && k->emittedIn != hive.renders && NeedsSection(k)) {
@@ -988,20 +1316,27 @@ NewSections PlaceNewSections(RegHive& hive, const RenderItems& items) {
     const auto isNew = [&hive](const RegKeyNode* k) {
         return k->touched && k->emittedIn != hive.renders && NeedsSection(k);
     };
-    // The tree is numbered only when some key is new, which is seldom.
+    // The tree is numbered only when some key is new, which is seldom. Keys not
+    // made yet are unchanged: only those made are looked at.
     bool any = false;
     std::vector<const RegKeyNode*> stack{hive.root.get()};
     while (!any && !stack.empty()) {
         const RegKeyNode* k = stack.back();
         stack.pop_back();
         any = isNew(k);
-        for (const auto& s : k->subkeys) stack.push_back(s.get());
+        for (const auto& s : k->subkeys.Made()) stack.push_back(s.get());
     }
     if (!any) return {};
+    // Numbering makes every key, so each kept section has its key from here on.
     const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
-    for (size_t i = 0; i < items.size(); ++i)
-        if (items[i].key) placed.emplace_back(items[i].key->order, i);
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (items[i].kind == RenderItem::Trivia) continue;
+        const RegKeyNode* k = items[i].key
+                                  ? items[i].key
+                                  : hive.KeyOf(hive.chunks[static_cast<size_t>(items[i].chunk)]);
+        if (k) placed.emplace_back(k->order, i);
+    }
     std::sort(placed.begin(), placed.end());
     NewSections after;
     for (RegKeyNode* k : order) {
@@ -1049,7 +1384,7 @@ public:
             case RenderItem::Verbatim:
                 Separate(it.chunk);
                 hive_.renderedChunks.push_back(
-                    {out_.size(), out_.size() + (c.contentEnd - c.begin), 0, it.key});
+                    {out_.size(), out_.size() + (c.contentEnd - c.begin), 0, it.key, c.section});
                 out_.AppendBase(text_.substr(c.begin, c.end - c.begin));
                 break;
             case RenderItem::Canonical:

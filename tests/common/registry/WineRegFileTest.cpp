@@ -548,6 +548,81 @@ TEST(WineRegFile, NamesInAnyOrderLoadIntoWinesOrder) {
     EXPECT_EQ(regtest::CheckRoundTrip(reversed), "");
 }
 
+// The file's sections in reverse order: the same keys, read by the full reader.
+std::string Reversed(const std::string& text) {
+    std::vector<std::string> sections;
+    size_t at = text.find("\n[");
+    const std::string header = text.substr(0, at + 1);
+    while (at != std::string::npos) {
+        const size_t next = text.find("\n[", at + 1);
+        sections.push_back(text.substr(at + 1, next == std::string::npos ? next : next - at));
+        at = next;
+    }
+    std::string out = header;
+    for (auto it = sections.rbegin(); it != sections.rend(); ++it)
+        out += *it + (it->ends_with("\n") ? "" : "\n");
+    return out;
+}
+
+TEST(WineRegFile, ASortedFileMakesOnlyTheKeysLookedAtAndTheSameTreeAsAnyOrder) {
+    for (const char* name : {"wine8-user.reg", "wine8-userdef.reg", "wine8-system-fragment.reg"}) {
+        const std::string original = ReadBytes(DataFile(name));
+        RegHive lazy, full;
+        ReadWineRegistry(lazy, original, name);
+        EXPECT_TRUE(lazy.root->subkeys.Made().empty()) << name;
+        ReadWineRegistry(full, Reversed(original), name);
+        EXPECT_FALSE(full.root->subkeys.Made().empty()) << name;
+        EXPECT_EQ(regtest::CompareTrees(*lazy.root, *full.root), "") << name;
+    }
+    // One key looked at: its parents' children are made, nothing below its siblings.
+    const std::string text = std::string(kHeader) +
+                             "\n[Soft\\\\A] 1\n\"v\"=\"1\"\n"
+                             "\n[soft\\\\B\\\\C] 2\n#class=\"cls\"\n@=\"c\"\n"
+                             "\n[SOFT\\\\B\\\\C\\\\D] 3\n"
+                             "\n[Soft\\\\B\\\\Caf\xc3\xa9\\\\x\\]y] 6\n\"u\"=\"1\"\n"
+                             "\n[Soft\\\\E] 4\n\"e\"=dword:00000005\n"
+                             "\n[Zeta] 5\n#link\n";
+    {
+        RegHive lazy, full;
+        ReadWineRegistry(lazy, text, "t.reg");
+        ReadWineRegistry(full, Reversed(text), "t.reg");
+        EXPECT_EQ(regtest::CompareTrees(*lazy.root, *full.root), "");
+        EXPECT_EQ(regtest::CheckRoundTrip(text), "");
+    }
+    RegHive hive;
+    ReadWineRegistry(hive, text, "t.reg");
+    RegKeyNode* soft = hive.root->FindSubkey(u"SOFT");
+    ASSERT_NE(soft, nullptr);
+    EXPECT_EQ(Utf16ToUtf8(soft->name), "Soft") << "the first spelling names a key";
+    EXPECT_TRUE(soft->subkeys.Made().empty());
+    RegKeyNode* b = soft->FindSubkey(u"b");
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(soft->subkeys.Made().size(), 3u);
+    EXPECT_TRUE(soft->subkeys.Made()[0]->subkeys.empty());
+    EXPECT_TRUE(b->values.empty()) << "an implied key has no section of its own";
+    RegKeyNode* c = b->FindSubkey(u"C");
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(c->keyClass, u"cls");
+    EXPECT_EQ(c->values.size(), 1u);
+    EXPECT_FALSE(c->subkeys.empty());
+    ASSERT_NE(b->FindSubkey(u"caf\u00c9"), nullptr);
+    EXPECT_NE(b->FindSubkey(u"caf\u00c9")->FindSubkey(u"X]Y"), nullptr);
+    EXPECT_TRUE(c->subkeys.Made().empty());
+    EXPECT_TRUE(hive.root->FindSubkey(u"zeta")->link);
+    // A change to one key rewrites its section alone.
+    hive.Touch(soft->FindSubkey(u"E"));
+    soft->FindSubkey(u"E")->values.All().clear();
+    const std::string saved = RenderWineRegistry(hive, WineBranch::User, "win64");
+    EXPECT_EQ(saved.substr(0, saved.find("[Soft\\\\E]")), text.substr(0, text.find("[Soft\\\\E]")));
+    EXPECT_EQ(saved.find("\"e\"="), std::string::npos);
+    EXPECT_NE(saved.find("\n[Zeta] 5\n#link\n"), std::string::npos);
+    // A new key puts every key in order to find its place.
+    hive.Touch(soft->AddSubkey(u"Da", 0));
+    const std::string grown = RenderWineRegistry(hive, WineBranch::User, "win64");
+    EXPECT_LT(grown.find("[SOFT\\\\B\\\\C\\\\D]"), grown.find("[Soft\\\\Da]"));
+    EXPECT_LT(grown.find("[Soft\\\\Da]"), grown.find("[Soft\\\\E]"));
+}
+
 TEST(WineRegFile, EveryFixtureAndFuzzFindingRoundTrips) {
     for (const char* folder : {"registry", "registry-fuzz"}) {
         for (const auto& entry : std::filesystem::directory_iterator(
