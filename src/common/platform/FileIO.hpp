@@ -42,10 +42,13 @@ void WriteFileAtomically(const std::filesystem::path& file, const std::string& t
 // file is replaced only while its name still holds that very file (checked once
 // the new text is on the disk, just before it takes the name); false, with nothing
 // changed, when another writer replaced or changed it meanwhile. `written` gets the
-// stamp of the new file.
+// stamp of the new file. `asRead` is the text of the file `expected` describes:
+// pieces that are runs of it may be copied from the file itself by the system,
+// which spares copying them through this process (the bytes are the same).
 bool WriteFileAtomically(const std::filesystem::path& file,
                          const std::vector<std::string_view>& pieces,
-                         const FileStamp* expected = nullptr, FileStamp* written = nullptr);
+                         const FileStamp* expected = nullptr, FileStamp* written = nullptr,
+                         std::string_view asRead = {});
 
 // Creates `folder` and its missing parents, each readable by its owner alone
 // (whatever the process's file mode mask); folders that exist stay as they are.

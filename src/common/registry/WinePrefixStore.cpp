@@ -176,7 +176,8 @@ bool WinePrefixStore::WriteChanged(const std::string& arch) {
         if (!b.hive->dirty) continue;
         PieceText text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
         FileStamp written;
-        if (!WriteFileAtomically(b.file, text.Pieces(), b.stamp, &written)) return false;
+        if (!WriteFileAtomically(b.file, text.Pieces(), b.stamp, &written, b.hive->text))
+            return false;
         *b.stamp = written;
         if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;
         AdoptWineRegistry(*b.hive, std::move(text));

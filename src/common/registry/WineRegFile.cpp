@@ -63,6 +63,8 @@ public:
     }
     size_t Pos() const { return pos_; }
     int Line() const { return line_; }
+    // Goes on from `pos`, the start of a line (numbered from there as from the start).
+    void Seek(size_t pos) { pos_ = pos; }
 
 private:
     std::string_view text_;
@@ -719,9 +721,19 @@ public:
         bool plain;
     };
 
-    WineSections(RegHive& hive, std::string_view text) : hive_(hive), text_(text) {}
+    WineSections(RegHive& hive, std::string_view text)
+        : head(&hive.blocks), tail(&tailBlocks), hive_(hive), text_(text) {}
 
-    std::vector<Section> sections;
+    // The sections, in two runs read on two cores: the first on the hive's
+    // blocks, the second on blocks of its own (fresh memory costs a fault per
+    // small page, so both sit on huge ones).
+    std::pmr::vector<Section> head;
+    KeyBlocks tailBlocks;
+    std::pmr::vector<Section> tail;
+    const Section& At(std::uint32_t i) const {
+        return i < head.size() ? head[i] : tail[i - head.size()];
+    }
+    std::uint32_t Count() const { return static_cast<std::uint32_t>(head.size() + tail.size()); }
 
     // The name's parts, decoded; false when the reader leaves the name alone.
     bool Parts(const Section& s, std::vector<std::u16string>& out) const {
@@ -753,14 +765,16 @@ public:
     }
 
     // Order of two names as Wine sorts keys: part by part, without regard to case.
-    int Compare(const Section& a, const Section& b) {
+    // Called from both reading threads.
+    int Compare(const Section& a, const Section& b) const {
         if (a.plain && b.plain) return ComparePlain(Name(a), Name(b));
-        Parts(a, left_);
-        Parts(b, right_);
-        const size_t n = std::min(left_.size(), right_.size());
+        std::vector<std::u16string> left, right;
+        Parts(a, left);
+        Parts(b, right);
+        const size_t n = std::min(left.size(), right.size());
         for (size_t i = 0; i < n; ++i)
-            if (int d = RegCompareNames(left_[i], right_[i])) return d;
-        return left_.size() < right_.size() ? -1 : left_.size() > right_.size() ? 1 : 0;
+            if (int d = RegCompareNames(left[i], right[i])) return d;
+        return left.size() < right.size() ? -1 : left.size() > right.size() ? 1 : 0;
     }
 
     void MakeSubkeys(RegKeyNode* owner, std::uint32_t first, std::uint32_t last,
@@ -768,10 +782,10 @@ public:
         std::u16string name;
         std::u16string other;
         const auto inGroup = [&](std::uint32_t i) {
-            return Part(sections[i], depth, other) && RegNamesEqual(other, name);
+            return Part(At(i), depth, other) && RegNamesEqual(other, name);
         };
         for (std::uint32_t i = first; i < last;) {
-            Part(sections[i], depth, name);
+            Part(At(i), depth, name);
             // The run of sections below this child: galloping, as most runs are short.
             std::uint32_t in = i;
             std::uint32_t end = last;
@@ -849,7 +863,7 @@ private:
         RegKeyPtr key(new RegKeyNode);
         key->name = name;
         key->parent = owner;
-        const Section& s = sections[i];
+        const Section& s = At(i);
         key->modified = HeaderTime(text_.substr(s.nameEnd + 1, s.bodyBegin - s.nameEnd - 1));
         std::u16string deeper;
         const bool own = !Part(s, depth + 1, deeper);
@@ -880,11 +894,11 @@ private:
     RegHive& hive_;
     std::string_view text_;
     std::vector<std::u16string> left_;
-    std::vector<std::u16string> right_;
 };
 
 // Reads a file's sections for WineSections; false when the file is left to the
-// full reader.
+// full reader. A large file is read in two parts, one on each core, each checking
+// its own lines: the second starts at a key line, so no value goes on across.
 class SectionScan {
 public:
     explicit SectionScan(RegHive& hive) : hive_(hive) {}
@@ -892,26 +906,73 @@ public:
     bool Run() {
         const std::string_view text = hive_.text;
         if (text.size() >= 0xFFFFFFF0u) return false;
-        // Half the file's values are checked on the other core.
-        const size_t later = LaterValueCheck::Start(text, text.size() / 2);
-        std::optional<LaterValueCheck> laterCheck;
-        if (later != std::string_view::npos) laterCheck.emplace(text, later);
         auto source = std::make_unique<WineSections>(hive_, text);
-        auto& sections = source->sections;
+        const size_t split = text.size() >= kSplitBytes
+                                 ? LaterValueCheck::Start(text, text.size() / 2)
+                                 : std::string_view::npos;
+        // Room for the whole file's chunks at once: the second part's are added.
+        hive_.chunks.reserve(text.size() / 192 + 16);
+        KeyBlocks tailBlocks;
+        std::pmr::vector<RegHive::Chunk> tailChunks(&tailBlocks);
+        Part head{source->head, hive_.chunks};
+        Part tail{source->tail, tailChunks};
+        std::thread other;
+        if (split != std::string_view::npos)
+            other = std::thread([&] { tail.ok = Scan(*source, split, text.size(), tail); });
+        head.ok = Scan(*source, 0, std::min(split, text.size()), head);
+        if (other.joinable()) other.join();
+        if (!head.ok || (split != std::string_view::npos && !tail.ok)) return false;
+        if (!tail.sections.empty()) {
+            if (head.sections.empty() ||
+                source->Compare(head.sections.back(), tail.sections.front()) >= 0)
+                return false;
+            head.chunks.back().end = tail.chunks.front().begin;
+            const auto base = static_cast<std::uint32_t>(head.sections.size());
+            hive_.chunks.reserve(hive_.chunks.size() + tail.chunks.size());
+            for (RegHive::Chunk c : tail.chunks) {
+                c.section += base;
+                hive_.chunks.push_back(c);
+            }
+        }
+        hive_.headerEnd = head.headerEnd;
+        hive_.root->subkeys.SetPending(source.get(), hive_.root.get(), 0, source->Count(), 0);
+        hive_.keySource = std::move(source);
+        return true;
+    }
+
+private:
+    // Below this a file is read on one core.
+    static constexpr size_t kSplitBytes = 4 << 20;
+
+    struct Part {
+        std::pmr::vector<WineSections::Section>& sections;
+        std::pmr::vector<RegHive::Chunk>& chunks;
+        size_t headerEnd = 0;
+        bool ok = false;
+    };
+
+    // Lines [from, to) of the text; the part at 0 holds the first line and the
+    // options before the first key.
+    bool Scan(const WineSections& names, size_t from, size_t to, Part& part) {
+        const std::string_view text = hive_.text;
+        const bool first = from == 0;
+        LineReader rd(text.substr(0, to));
+        rd.Seek(from);
+        std::string_view line;
+        size_t start = 0;
+        ValueLineParser values(false);
+        std::vector<std::u16string> parts;
+        part.headerEnd = to;
+        // A section takes a few hundred bytes: room for most files' sections at once.
+        part.sections.reserve((to - from) / 192 + 16);
+        if (!first) part.chunks.reserve((to - from) / 192 + 16);
         try {
-            LineReader rd(text);
-            std::string_view line;
-            size_t start = 0;
-            if (!rd.Next(line, start) || line != kFirstLine) return false;
-            hive_.headerEnd = text.size();
-            sections.reserve(text.size() / 192 + 16);
-            hive_.chunks.reserve(text.size() / 192 + 16);
-            std::vector<std::u16string> parts;
+            if (first && (!rd.Next(line, start) || line != kFirstLine)) return false;
             while (rd.Next(line, start)) {
                 const std::string_view p = SkipSpace(line);
                 switch (p.empty() ? '\0' : p[0]) {
                     case '[': {
-                        (hive_.chunks.empty() ? hive_.headerEnd : hive_.chunks.back().end) = start;
+                        (part.chunks.empty() ? part.headerEnd : part.chunks.back().end) = start;
                         const size_t r = ScanWineString(After(p, 1), ']');
                         if (r == std::string_view::npos) return false;
                         const auto at = static_cast<std::uint32_t>(p.data() + 1 - text.data());
@@ -920,32 +981,31 @@ public:
                         const WineSections::Section s{at, at + static_cast<std::uint32_t>(r - 1),
                                                       pos, pos, kind == NameKind::Plain};
                         if (kind == NameKind::Refused ||
-                            (kind == NameKind::Other && !source->Parts(s, parts)) ||
-                            (!sections.empty() && source->Compare(sections.back(), s) >= 0))
+                            (kind == NameKind::Other && !names.Parts(s, parts)) ||
+                            (!part.sections.empty() && names.Compare(part.sections.back(), s) >= 0))
                             return false;
-                        sections.push_back(s);
-                        hive_.chunks.push_back({start, pos, text.size(), nullptr,
-                                                static_cast<std::uint32_t>(sections.size() - 1)});
+                        part.sections.push_back(s);
+                        part.chunks.push_back(
+                            {start, pos, text.size(), nullptr,
+                             static_cast<std::uint32_t>(part.sections.size() - 1)});
                         break;
                     }
                     case '@':
                     case '"':
-                        if (sections.empty()) return false;
-                        if (start < later)
-                            values_.Parse(p, rd);
-                        else
-                            SkipContinuation(line, rd);
-                        Extend(sections.back(), rd.Pos());
+                        if (part.sections.empty()) return false;
+                        values.Parse(p, rd);
+                        Extend(part, rd.Pos());
                         break;
                     case '#':
-                        if (sections.empty()) {
+                        if (part.sections.empty()) {
+                            if (!first) return false;
                             ParseGlobalOption(hive_, p, rd.Line());
                         } else {
                             if (p.starts_with("#class=")) {
                                 RegKeyNode scratch;
                                 ApplyKeyOption(&scratch, p);
                             }
-                            Extend(sections.back(), rd.Pos());
+                            Extend(part, rd.Pos());
                         }
                         break;
                     case ';':
@@ -955,25 +1015,19 @@ public:
                         return false;
                 }
             }
-            if (laterCheck && laterCheck->Result(std::string_view::npos)) return false;
         } catch (const ParseError&) {
             return false;
         }
-        hive_.root->subkeys.SetPending(source.get(), hive_.root.get(), 0,
-                                       static_cast<std::uint32_t>(sections.size()), 0);
-        hive_.keySource = std::move(source);
         return true;
     }
 
-private:
-    // The section, and its chunk, go on to `pos`.
-    void Extend(WineSections::Section& s, size_t pos) {
-        s.contentEnd = static_cast<std::uint32_t>(pos);
-        hive_.chunks.back().contentEnd = pos;
+    // The last section, and its chunk, go on to `pos`.
+    static void Extend(Part& part, size_t pos) {
+        part.sections.back().contentEnd = static_cast<std::uint32_t>(pos);
+        part.chunks.back().contentEnd = pos;
     }
 
     RegHive& hive_;
-    ValueLineParser values_{false};
 };
 
 // ---- writing ----

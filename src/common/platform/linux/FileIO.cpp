@@ -52,6 +52,55 @@ size_t ReadAt(int fd, char* to, size_t n, size_t offset, int& error) {
     return got;
 }
 
+FileStamp StampFrom(const struct stat& st) {
+    FileStamp s;
+    s.exists = true;
+    s.link = S_ISLNK(st.st_mode);
+    s.device = static_cast<std::uint64_t>(st.st_dev);
+    s.inode = static_cast<std::uint64_t>(st.st_ino);
+    s.size = static_cast<std::uint64_t>(st.st_size);
+    s.modifiedNs = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    return s;
+}
+
+// The file whose text was read, while it still is that file: runs of the text
+// are copied from it inside the kernel, as cp copies, instead of through this
+// process. Anything odd, and the bytes are written from memory after all.
+class CopySource {
+public:
+    CopySource(const fs::path& file, const FileStamp* expected, std::string_view asRead)
+        : text_(asRead) {
+        if (!expected || asRead.size() != expected->size || asRead.empty()) return;
+        fd_ = open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        struct stat st {};
+        if (fd_ >= 0 && (fstat(fd_, &st) != 0 || StampFrom(st) != *expected)) Stop();
+    }
+    ~CopySource() { Stop(); }
+    CopySource(const CopySource&) = delete;
+    CopySource& operator=(const CopySource&) = delete;
+
+    // Copies up to `n` bytes of `piece` into `to` from the file; 0 when they are
+    // not a run of it or the copy cannot be made (then they are written as usual).
+    size_t Copy(std::string_view piece, size_t n, int to) {
+        if (fd_ < 0 || piece.data() < text_.data() ||
+            piece.data() + n > text_.data() + text_.size())
+            return 0;
+        auto at = static_cast<off_t>(piece.data() - text_.data());
+        const ssize_t r = copy_file_range(fd_, &at, to, nullptr, n, 0);
+        if (r > 0) return static_cast<size_t>(r);
+        Stop();
+        return 0;
+    }
+
+private:
+    void Stop() {
+        if (fd_ >= 0) close(fd_);
+        fd_ = -1;
+    }
+    std::string_view text_;
+    int fd_ = -1;
+};
+
 }  // namespace
 
 void ReserveFileText(std::string& text, size_t size) {
@@ -65,21 +114,6 @@ void ReserveFileText(std::string& text, size_t size) {
     const std::uintptr_t last = (begin + size) & ~(page - 1);
     if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
-
-namespace {
-
-FileStamp StampFrom(const struct stat& st) {
-    FileStamp s;
-    s.exists = true;
-    s.link = S_ISLNK(st.st_mode);
-    s.device = static_cast<std::uint64_t>(st.st_dev);
-    s.inode = static_cast<std::uint64_t>(st.st_ino);
-    s.size = static_cast<std::uint64_t>(st.st_size);
-    s.modifiedNs = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
-    return s;
-}
-
-}  // namespace
 
 FileStamp StampOf(const fs::path& file) {
     struct stat st {};
@@ -156,7 +190,7 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
 }
 
 bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces,
-                         const FileStamp* expected, FileStamp* written) {
+                         const FileStamp* expected, FileStamp* written, std::string_view asRead) {
     // A link is never written through, nor replaced: whoever could place it there
     // could aim it at a file of someone else's.
     struct stat old {};
@@ -190,9 +224,12 @@ bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
     constexpr size_t kStep = size_t{8} << 20;
     size_t done = 0;
     size_t started = 0;
+    CopySource source(file, expected, asRead);
     for (std::string_view piece : pieces) {
         while (!piece.empty()) {
-            ssize_t n = write(fd, piece.data(), std::min(kStep, piece.size()));
+            const size_t step = std::min(kStep, piece.size());
+            ssize_t n = static_cast<ssize_t>(source.Copy(piece, step, fd));
+            if (n == 0) n = write(fd, piece.data(), step);
             if (n < 0) {
                 if (errno == EINTR) continue;
                 fail(errno);

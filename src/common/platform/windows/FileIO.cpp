@@ -108,8 +108,9 @@ void WriteFileAtomically(const fs::path& file, const std::string& text) {
     WriteFileAtomically(file, std::vector<std::string_view>{text}, nullptr, nullptr);
 }
 
+// Every piece is written from memory here.
 bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_view>& pieces,
-                         const FileStamp* expected, FileStamp* written) {
+                         const FileStamp* expected, FileStamp* written, std::string_view) {
     const fs::path& target = file;
     // A link in the file's place is refused, never written through.
     if (win::IsReparse(GetFileAttributesW(win::LongPathOf(target).c_str())))
