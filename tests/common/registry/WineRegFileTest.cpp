@@ -574,6 +574,26 @@ TEST(WineRegFile, ASortedFileMakesOnlyTheKeysLookedAtAndTheSameTreeAsAnyOrder) {
         EXPECT_FALSE(full.root->subkeys.Made().empty()) << name;
         EXPECT_EQ(regtest::CompareTrees(*lazy.root, *full.root), "") << name;
     }
+    // A file large enough to be read in two parts, one on each core.
+    {
+        std::string big = kHeader;
+        for (int i = 0; i < 30000; ++i) {
+            char key[64];
+            std::snprintf(key, sizeof key, "Software\\\\Vendor %02d\\\\App %05d", i / 1000, i);
+            big += std::string("\n[") + key + "] 1700000000\n#time=1d00000000000000\n" +
+                   "\"Path\"=\"C:\\\\Program Files\\\\App " + std::to_string(i) + "\"\n" +
+                   "\"Size\"=dword:0000" + std::to_string(1000 + i % 9000) + "\n" + "\"Note\"=\"" +
+                   std::string(60, 'x') + "\"\n";
+        }
+        ASSERT_GT(big.size(), size_t{4} << 20);
+        RegHive lazy, full;
+        ReadWineRegistry(lazy, big, "big.reg");
+        EXPECT_TRUE(lazy.root->subkeys.Made().empty());
+        ReadWineRegistry(full, Reversed(big), "big.reg");
+        EXPECT_EQ(regtest::CompareTrees(*lazy.root, *full.root), "");
+        EXPECT_EQ(RenderWineRegistry(lazy, WineBranch::User, "win64"), big);
+        EXPECT_EQ(lazy.chunks.size(), 30000u);
+    }
     // One key looked at: its parents' children are made, nothing below its siblings.
     const std::string text = std::string(kHeader) +
                              "\n[Soft\\\\A] 1\n\"v\"=\"1\"\n"

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -33,10 +34,16 @@ struct FreeDeleter {
 };
 using Buffer = std::unique_ptr<unsigned char[], FreeDeleter>;
 
+// A large buffer starts on a huge page and its whole huge pages are asked for as
+// such: fresh memory costs a fault per small page, which in a virtual machine
+// slows a pass that starts with new buffers by a tenth.
 Buffer AlignedBuffer(std::size_t size) {
+    constexpr std::size_t kHugePage = std::size_t{2} << 20;
+    const std::size_t align = size >= kHugePage ? kHugePage : kAlign;
     auto* p = static_cast<unsigned char*>(
-        std::aligned_alloc(kAlign, (size + kAlign - 1) / kAlign * kAlign));
+        std::aligned_alloc(align, (size + kAlign - 1) / kAlign * kAlign));
     if (!p) throw std::bad_alloc();
+    if (align == kHugePage) madvise(p, size / kHugePage * kHugePage, MADV_HUGEPAGE);
     return Buffer(p);
 }
 
