@@ -22,12 +22,50 @@ struct RegNodeValue {
     RegValue value;
 };
 
-// A key's values, sorted, default first. Values read from a Wine file are parsed
-// only when something asks for them (most keys of a large file never are): until
-// then the text of the key's value lines waits here, already checked at load.
-class RegValueList {
+// A sorted list that is filled the first time anything looks at it: `Owner::Load`
+// says from what. Most of a large file's keys and values are never looked at.
+template <class Owner, class Item>
+class FilledOnFirstLook {
 public:
-    using Items = std::vector<RegNodeValue>;
+    using Items = std::vector<Item>;
+    Items& All() {
+        Self().Load();
+        return items_;
+    }
+    const Items& All() const {
+        Self().Load();
+        return items_;
+    }
+    std::size_t size() const { return All().size(); }
+    bool empty() const { return All().empty(); }
+    typename Items::iterator begin() { return All().begin(); }
+    typename Items::iterator end() { return All().end(); }
+    typename Items::const_iterator begin() const { return All().begin(); }
+    typename Items::const_iterator end() const { return All().end(); }
+    typename Items::reverse_iterator rbegin() { return All().rbegin(); }
+    typename Items::reverse_iterator rend() { return All().rend(); }
+    Item& back() { return All().back(); }
+    const Item& back() const { return All().back(); }
+    Item& operator[](std::size_t i) { return All()[i]; }
+    const Item& operator[](std::size_t i) const { return All()[i]; }
+    typename Items::iterator insert(typename Items::const_iterator at, Item v) {
+        return All().insert(at, std::move(v));
+    }
+    typename Items::iterator erase(typename Items::const_iterator at) { return All().erase(at); }
+    void push_back(Item v) { All().push_back(std::move(v)); }
+
+protected:
+    mutable Items items_;
+
+private:
+    const Owner& Self() const { return static_cast<const Owner&>(*this); }
+};
+
+// A key's values, sorted, default first. Values read from a Wine file are parsed
+// only when something asks for them: until then the text of the key's value lines
+// waits here, already checked at load.
+class RegValueList : public FilledOnFirstLook<RegValueList, RegNodeValue> {
+public:
     // Lines of one section's values; the text must outlive this list.
     void AddPending(std::string_view lines) {
         if (first_.empty())
@@ -36,33 +74,9 @@ public:
             pending_.push_back(lines);
     }
 
-    Items& All() {
-        Load();
-        return items_;
-    }
-    const Items& All() const {
-        Load();
-        return items_;
-    }
-    std::size_t size() const { return All().size(); }
-    bool empty() const { return All().empty(); }
-    Items::iterator begin() { return All().begin(); }
-    Items::iterator end() { return All().end(); }
-    Items::const_iterator begin() const { return All().begin(); }
-    Items::const_iterator end() const { return All().end(); }
-    RegNodeValue& back() { return All().back(); }
-    const RegNodeValue& back() const { return All().back(); }
-    RegNodeValue& operator[](std::size_t i) { return All()[i]; }
-    const RegNodeValue& operator[](std::size_t i) const { return All()[i]; }
-    Items::iterator insert(Items::const_iterator at, RegNodeValue v) {
-        return All().insert(at, std::move(v));
-    }
-    Items::iterator erase(Items::const_iterator at) { return All().erase(at); }
-    void push_back(RegNodeValue v) { All().push_back(std::move(v)); }
-
 private:
+    friend FilledOnFirstLook<RegValueList, RegNodeValue>;
     void Load() const;
-    mutable Items items_;
     // A key has one section in nearly every file: its lines need no allocation.
     mutable std::string_view first_;
     mutable std::vector<std::string_view> pending_;
@@ -94,10 +108,8 @@ public:
 
 // A key's subkeys, sorted. Those of a file read lazily are made the first time
 // anything asks for them.
-class RegSubkeyList {
+class RegSubkeyList : public FilledOnFirstLook<RegSubkeyList, RegKeyPtr> {
 public:
-    using Items = std::vector<RegKeyPtr>;
-
     void SetPending(RegKeySource* source, RegKeyNode* owner, std::uint32_t first,
                     std::uint32_t last, std::uint32_t depth) {
         pending_ = first < last ? source : nullptr;
@@ -108,40 +120,16 @@ public:
     }
     // The subkeys made so far, without making any.
     const Items& Made() const { return items_; }
-
-    Items& All() {
-        Load();
-        return items_;
-    }
-    const Items& All() const {
-        Load();
-        return items_;
-    }
     // A parent with pending subkeys has some: nothing needs making to say so.
     bool empty() const { return !pending_ && items_.empty(); }
-    std::size_t size() const { return All().size(); }
-    Items::iterator begin() { return All().begin(); }
-    Items::iterator end() { return All().end(); }
-    Items::const_iterator begin() const { return All().begin(); }
-    Items::const_iterator end() const { return All().end(); }
-    Items::reverse_iterator rbegin() { return All().rbegin(); }
-    Items::reverse_iterator rend() { return All().rend(); }
-    RegKeyPtr& back() { return All().back(); }
-    const RegKeyPtr& back() const { return All().back(); }
-    RegKeyPtr& operator[](std::size_t i) { return All()[i]; }
-    const RegKeyPtr& operator[](std::size_t i) const { return All()[i]; }
-    Items::iterator insert(Items::const_iterator at, RegKeyPtr key) {
-        return All().insert(at, std::move(key));
-    }
-    Items::iterator erase(Items::const_iterator at) { return All().erase(at); }
 
 private:
+    friend FilledOnFirstLook<RegSubkeyList, RegKeyPtr>;
     void Load() const {
         if (!pending_) return;
         RegKeySource* source = std::exchange(pending_, nullptr);
         source->MakeSubkeys(owner_, first_, last_, depth_, items_);
     }
-    mutable Items items_;
     mutable RegKeySource* pending_ = nullptr;
     RegKeyNode* owner_ = nullptr;
     std::uint32_t first_ = 0;
