@@ -918,7 +918,14 @@ public:
         Part tail{source->tail, tailChunks};
         std::thread other;
         if (split != std::string_view::npos)
-            other = std::thread([&] { tail.ok = Scan(*source, split, text.size(), tail); });
+            other = std::thread([&] {
+                // Whatever goes wrong there (memory, say), the full reader runs.
+                try {
+                    tail.ok = Scan(*source, split, text.size(), tail);
+                } catch (...) {
+                    tail.ok = false;
+                }
+            });
         head.ok = Scan(*source, 0, std::min(split, text.size()), head);
         if (other.joinable()) other.join();
         if (!head.ok || (split != std::string_view::npos && !tail.ok)) return false;
