@@ -16,8 +16,13 @@
 #include <string>
 #include <vector>
 
+#include "ProgramTiming.hpp"
+
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using velloran::bench::Median;
+using velloran::bench::Quote;
+using velloran::bench::Run;
+using velloran::bench::Timed;
 
 namespace {
 
@@ -28,25 +33,6 @@ constexpr const char* kSystemReg =
     "[System\\\\CurrentControlSet\\\\Control\\\\Session Manager\\\\Memory Management] "
     "1700000000\n#time=1da1747c66d0000\n\"PagingFiles\"=\"C:\\\\pagefile.sys 27 77\"\n";
 
-std::string Quote(const std::string& s) { return "'" + s + "'"; }
-
-bool Run(const std::string& cmd) {
-    if (std::system(cmd.c_str()) == 0) return true;
-    std::fprintf(stderr, "failed: %s\n", cmd.c_str());
-    return false;
-}
-
-double Timed(const std::string& cmd) {
-    const auto t0 = Clock::now();
-    Run(cmd);
-    return std::chrono::duration<double>(Clock::now() - t0).count();
-}
-
-double Median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
 struct Shape {
     const char* name;
     const char* generatorArgs;
@@ -55,10 +41,7 @@ struct Shape {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const fs::path dir = argc > 1 ? argv[1] : "/var/tmp";
-    const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
-    const fs::path self = fs::canonical("/proc/self/exe").parent_path();
-    const std::string cli = argc > 3 ? argv[3] : (self.parent_path() / "src/velloran-cli").string();
+    const auto [dir, runs, cli] = velloran::bench::ParseProgramArgs(argc, argv);
     const fs::path work = dir / "velloran-registry-bench";
     fs::remove_all(work);
     fs::create_directories(work / "home");

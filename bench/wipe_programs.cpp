@@ -16,22 +16,15 @@
 #include <string>
 #include <vector>
 
+#include "ProgramTiming.hpp"
+
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using velloran::bench::Median;
+using velloran::bench::Quote;
+using velloran::bench::Run;
+using velloran::bench::Timed;
 
 namespace {
-
-std::string Quote(const std::string& s) { return "'" + s + "'"; }
-
-void Run(const std::string& cmd) {
-    if (std::system(cmd.c_str()) != 0) std::fprintf(stderr, "failed: %s\n", cmd.c_str());
-}
-
-double Timed(const std::string& cmd) {
-    const auto t0 = Clock::now();
-    Run(cmd);
-    return std::chrono::duration<double>(Clock::now() - t0).count();
-}
 
 // `count` files of `size` bytes in `folder` (spread over a few subfolders, as a
 // real folder is), all on the disk before the clock starts.
@@ -52,11 +45,6 @@ std::vector<std::string> MakeFiles(const fs::path& folder, int count, std::size_
     return paths;
 }
 
-double Median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
 struct Row {
     std::string work;
     double velloran;
@@ -67,10 +55,7 @@ struct Row {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const fs::path dir = argc > 1 ? argv[1] : "/var/tmp";
-    const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
-    const fs::path self = fs::canonical("/proc/self/exe").parent_path();
-    const std::string cli = argc > 3 ? argv[3] : (self.parent_path() / "src/velloran-cli").string();
+    const auto [dir, runs, cli] = velloran::bench::ParseProgramArgs(argc, argv);
     const fs::path work = dir / "velloran-wipe-bench";
     fs::remove_all(work);
     fs::create_directories(work / "config");
