@@ -2,6 +2,7 @@
 // The in-memory key tree shared by the memory store and the Wine prefix store.
 // Subkeys and values are kept sorted the way Wine sorts them (RegCompareNames), so
 // enumerations come out in Wine's order and the Wine writer can walk the tree as is.
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
@@ -236,10 +237,19 @@ struct RegHive {
     bool fromFile = false;  // false: a new file, written with a fresh header
     std::string arch;       // "win32", "win64" or empty
     int archLine = 0;
-    // The layout of the text last rendered, adopted once it is on disk.
-    std::pmr::vector<Chunk> renderedChunks{&blocks};
+    // The layout of the text last rendered, adopted once it is on disk: runs of
+    // `chunks` moved by `shift`, and the sections rendered anew (`count` 0). A large
+    // file mostly keeps its chunks, so they are not copied one by one until then.
+    struct LayoutRun {
+        size_t first = 0;
+        size_t count = 0;
+        std::ptrdiff_t shift = 0;
+        Chunk chunk;
+    };
+    std::vector<LayoutRun> renderedLayout;
     std::uint32_t renders = 0;  // counts the renders, for RegKeyNode::emittedIn
     size_t renderedHeaderEnd = 0;
+    size_t renderedSize = 0;
 
     void Touch(RegKeyNode* key);
     // A key in the pool, for the reader; `ReservePool` first.

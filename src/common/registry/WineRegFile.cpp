@@ -1326,6 +1326,7 @@ struct RenderItem {
     enum Kind { Verbatim, Canonical, Trivia } kind;
     long chunk;  // index into hive.chunks, -1 for a new section
     RegKeyNode* key;
+    long count = 1;  // Verbatim: this many chunks from `chunk` on, one run of the text
 };
 
 // Wine writes depth first in sorted order; numbers the keys that way.
@@ -1345,19 +1346,29 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
 // The file's sections in their order, each kept, re-rendered or reduced to its
 // comments.
 using RenderItems = std::pmr::vector<RenderItem>;
+// Neighbouring sections kept as read are one item: a large file is mostly such
+// runs.
 RenderItems ChunkItems(RegHive& hive) {
     const std::string_view text = hive.text;
     RenderItems items(&hive.blocks);
-    items.reserve(hive.chunks.size() + 8);
+    const auto keep = [&](size_t i, RegKeyNode* k) {
+        const auto at = static_cast<long>(i);
+        RenderItem* last = items.empty() ? nullptr : &items.back();
+        if (last && last->kind == RenderItem::Verbatim && last->chunk + last->count == at &&
+            hive.chunks[i - 1].end == hive.chunks[i].begin)
+            ++last->count;
+        else
+            items.push_back({RenderItem::Verbatim, at, k});
+    };
     for (size_t i = 0; i < hive.chunks.size(); ++i) {
         const auto& c = hive.chunks[i];
         RegKeyNode* k = hive.KeyOf(c);
         std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
         if (!k) {
             // A key never made cannot have changed.
-            items.push_back({RenderItem::Verbatim, static_cast<long>(i), nullptr});
+            keep(i, nullptr);
         } else if (!k->deleted && !k->touched) {
-            items.push_back({RenderItem::Verbatim, static_cast<long>(i), k});
+            keep(i, k);
             k->emittedIn = hive.renders;
         } else if (!k->deleted && k->emittedIn != hive.renders && NeedsSection(k)) {
             items.push_back({RenderItem::Canonical, static_cast<long>(i), k});
@@ -1373,7 +1384,22 @@ RenderItems ChunkItems(RegHive& hive) {
 // after the nearest key before it in Wine's order (0: before every item, i + 1:
 // after item i). In writing order; usually there are none.
 using NewSections = std::vector<std::pair<size_t, RegKeyNode*>>;
-NewSections PlaceNewSections(RegHive& hive, const RenderItems& items) {
+// Runs of kept sections as one item each, for placing new sections between them.
+void SplitRuns(const RegHive& hive, RenderItems& items) {
+    RenderItems split(items.get_allocator());
+    for (const RenderItem& it : items) {
+        if (it.kind != RenderItem::Verbatim || it.count == 1) {
+            split.push_back(it);
+            continue;
+        }
+        for (long i = it.chunk; i < it.chunk + it.count; ++i)
+            split.push_back(
+                {RenderItem::Verbatim, i, hive.KeyOf(hive.chunks[static_cast<size_t>(i)])});
+    }
+    items = std::move(split);
+}
+
+NewSections PlaceNewSections(RegHive& hive, RenderItems& items) {
     const auto isNew = [&hive](const RegKeyNode* k) {
         return k->touched && k->emittedIn != hive.renders && NeedsSection(k);
     };
@@ -1388,6 +1414,7 @@ NewSections PlaceNewSections(RegHive& hive, const RenderItems& items) {
         for (const auto& s : k->subkeys.Made()) stack.push_back(s.get());
     }
     if (!any) return {};
+    SplitRuns(hive, items);
     // Numbering makes every key, so each kept section has its key from here on.
     const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
@@ -1427,27 +1454,32 @@ public:
             if (!arch.empty()) out_.Append("\n#arch=" + std::string(arch) + "\n");
         }
         hive_.renderedHeaderEnd = out_.size();
-        hive_.renderedChunks.clear();
-        hive_.renderedChunks.reserve(hive_.chunks.size() + 8);
+        hive_.renderedLayout.clear();
     }
 
     void Canonical(RegKeyNode* k, long chunk = kNone) {
         Separate(chunk);
         size_t begin = out_.size();
         out_.Append(RenderSection(k));
-        hive_.renderedChunks.push_back({begin, out_.size(), 0, k});
+        hive_.renderedLayout.push_back({0, 0, 0, {begin, out_.size(), 0, k}});
         adjacent_ = kNone;
     }
 
     void Item(const RenderItem& it) {
         const auto& c = hive_.chunks[static_cast<size_t>(it.chunk)];
         switch (it.kind) {
-            case RenderItem::Verbatim:
+            case RenderItem::Verbatim: {
                 Separate(it.chunk);
-                hive_.renderedChunks.push_back(
-                    {out_.size(), out_.size() + (c.contentEnd - c.begin), 0, it.key, c.section});
-                out_.AppendBase(text_.substr(c.begin, c.end - c.begin));
-                break;
+                const auto& lastOfRun = hive_.chunks[static_cast<size_t>(it.chunk + it.count - 1)];
+                hive_.renderedLayout.push_back({static_cast<size_t>(it.chunk),
+                                                static_cast<size_t>(it.count),
+                                                static_cast<std::ptrdiff_t>(out_.size()) -
+                                                    static_cast<std::ptrdiff_t>(c.begin),
+                                                {}});
+                out_.AppendBase(text_.substr(c.begin, lastOfRun.end - c.begin));
+                adjacent_ = it.chunk + it.count - 1;
+                return;
+            }
             case RenderItem::Canonical:
                 Canonical(it.key, it.chunk);
                 out_.AppendBase(text_.substr(c.contentEnd, c.end - c.contentEnd));
@@ -1467,16 +1499,19 @@ public:
             while (out_.EndsWith("\n\n")) out_.Chop(1);
             while (out_.EndsWith("\r\n\r\n")) out_.Chop(2);
         }
-        auto& chunks = hive_.renderedChunks;
-        for (size_t i = 0; i < chunks.size(); ++i) {
-            auto& c = chunks[i];
-            c.end = i + 1 < chunks.size() ? chunks[i + 1].begin : out_.size();
-            c.contentEnd = std::min(c.contentEnd, c.end);
-        }
         // Blank lines and comments kept before the first section belong to the
         // header from now on, or the next save, which copies the header and the
         // sections, would lose them.
-        hive_.renderedHeaderEnd = chunks.empty() ? out_.size() : chunks.front().begin;
+        const auto& layout = hive_.renderedLayout;
+        hive_.renderedSize = out_.size();
+        if (layout.empty())
+            hive_.renderedHeaderEnd = out_.size();
+        else if (layout.front().count == 0)
+            hive_.renderedHeaderEnd = layout.front().chunk.begin;
+        else
+            hive_.renderedHeaderEnd = static_cast<size_t>(
+                static_cast<std::ptrdiff_t>(hive_.chunks[layout.front().first].begin) +
+                layout.front().shift);
         return std::move(out_);
     }
 
@@ -1503,7 +1538,7 @@ private:
 PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch) {
     hive.JoinText();
     ++hive.renders;
-    const RenderItems items = ChunkItems(hive);
+    RenderItems items = ChunkItems(hive);
     const NewSections after = PlaceNewSections(hive, items);
 
     SectionWriter writer(hive);
@@ -1518,9 +1553,10 @@ PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string
         writer.Item(items[i]);
         newSectionsAt(i + 1);
     }
-    const bool endsAsRead = !items.empty() && items.back().kind == RenderItem::Verbatim &&
-                            static_cast<size_t>(items.back().chunk) + 1 == hive.chunks.size() &&
-                            (after.empty() || after.back().first != items.size());
+    const bool endsAsRead =
+        !items.empty() && items.back().kind == RenderItem::Verbatim &&
+        static_cast<size_t>(items.back().chunk + items.back().count) == hive.chunks.size() &&
+        (after.empty() || after.back().first != items.size());
     return writer.Finish(endsAsRead || (hive.fromFile && hive.chunks.empty() && after.empty()));
 }
 
@@ -1553,11 +1589,46 @@ void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view line
 
 namespace {
 
+// The chunks of the rendered text. Where no run is read from a place already
+// written, they are moved within the old list, as it is at most as long then.
+void MakeRenderedChunks(RegHive& hive) {
+    size_t total = 0;
+    bool inPlace = true;
+    for (const RegHive::LayoutRun& r : hive.renderedLayout) {
+        inPlace = inPlace && (r.count == 0 || r.first >= total);
+        total += r.count ? r.count : 1;
+    }
+    inPlace = inPlace && total <= hive.chunks.size();
+    std::pmr::vector<RegHive::Chunk> fresh(&hive.blocks);
+    if (!inPlace) fresh.resize(total);
+    std::pmr::vector<RegHive::Chunk>& out = inPlace ? hive.chunks : fresh;
+    size_t j = 0;
+    for (const RegHive::LayoutRun& r : hive.renderedLayout) {
+        if (r.count == 0) {
+            out[j++] = r.chunk;
+            continue;
+        }
+        for (size_t i = r.first; i < r.first + r.count; ++i) {
+            RegHive::Chunk c = hive.chunks[i];
+            c.begin = static_cast<size_t>(static_cast<std::ptrdiff_t>(c.begin) + r.shift);
+            c.contentEnd = static_cast<size_t>(static_cast<std::ptrdiff_t>(c.contentEnd) + r.shift);
+            out[j++] = c;
+        }
+    }
+    out.resize(total);
+    for (size_t i = 0; i < out.size(); ++i) {
+        RegHive::Chunk& c = out[i];
+        c.end = i + 1 < out.size() ? out[i + 1].begin : hive.renderedSize;
+        c.contentEnd = std::min(c.contentEnd, c.end);
+    }
+    if (!inPlace) hive.chunks = std::move(fresh);
+    hive.renderedLayout.clear();
+}
+
 // The rendered layout is the file's now.
 void AdoptLayout(RegHive& hive) {
     hive.headerEnd = hive.renderedHeaderEnd;
-    hive.chunks = std::move(hive.renderedChunks);
-    hive.renderedChunks.clear();
+    MakeRenderedChunks(hive);
     hive.fromFile = true;
     for (RegKeyNode* k : hive.touchedKeys) k->touched = false;
     hive.touchedKeys.clear();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <functional>
 
 #include "common/VbError.hpp"
 #include "common/registry/RegRoundTrip.hpp"
@@ -641,6 +642,67 @@ TEST(WineRegFile, ASortedFileMakesOnlyTheKeysLookedAtAndTheSameTreeAsAnyOrder) {
     const std::string grown = RenderWineRegistry(hive, WineBranch::User, "win64");
     EXPECT_LT(grown.find("[SOFT\\\\B\\\\C\\\\D]"), grown.find("[Soft\\\\Da]"));
     EXPECT_LT(grown.find("[Soft\\\\Da]"), grown.find("[Soft\\\\E]"));
+}
+
+// After each save the hive's layout must be the one a fresh read of the saved
+// text gives: the next save copies its kept sections by that layout.
+TEST(WineRegFile, EachSaveLeavesTheLayoutAFreshReadWouldFind) {
+    const auto sameLayout = [](const RegHive& adopted, const std::string& text) {
+        RegHive fresh;
+        ReadWineRegistry(fresh, text, "fresh.reg");
+        if (adopted.headerEnd != fresh.headerEnd) return std::string("header end differs");
+        if (adopted.chunks.size() != fresh.chunks.size()) return std::string("chunk count differs");
+        for (size_t i = 0; i < fresh.chunks.size(); ++i) {
+            const auto &a = adopted.chunks[i], &f = fresh.chunks[i];
+            if (a.begin != f.begin || a.contentEnd != f.contentEnd || a.end != f.end)
+                return "chunk " + std::to_string(i) + " differs";
+        }
+        return std::string();
+    };
+    for (const char* name : {"wine8-user.reg", "wine8-system-fragment.reg"}) {
+        RegHive hive;
+        std::string text = ReadBytes(DataFile(name));
+        ReadWineRegistry(hive, text, name);
+        // Saved as read; one value changed in the middle; a key removed; keys added
+        // before the first section and among the others; then saved unchanged.
+        std::vector<std::function<void()>> edits = {
+            [] {},
+            [&] {
+                RegKeyNode* k = hive.root->subkeys[hive.root->subkeys.size() / 2].get();
+                while (k->values.empty() && !k->subkeys.empty()) k = k->subkeys[0].get();
+                hive.Touch(k);
+                k->SetValue(u"Added by the test").value = RegValue::String("x");
+            },
+            [&] {
+                RegKeyNode* k = hive.root->subkeys.back().get();
+                while (!k->subkeys.empty()) k = k->subkeys.back().get();
+                RegKeyNode* parent = k->parent;
+                k->deleted = true;
+                hive.removed.push_back(std::move(parent->subkeys.back()));
+                parent->subkeys.erase(parent->subkeys.end() - 1);
+                hive.Touch(parent);
+            },
+            [&] {
+                hive.Touch(hive.root->AddSubkey(u"0 first", 0));
+                hive.Touch(hive.root->subkeys[1]->AddSubkey(u"New below", 0));
+            },
+            [] {},
+        };
+        for (size_t step = 0; step < edits.size(); ++step) {
+            edits[step]();
+            const std::string saved = RenderWineRegistry(hive, WineBranch::User, "win64");
+            if (step == 0) {
+                EXPECT_EQ(saved, text) << name;
+            }
+            AdoptWineRegistry(hive, saved);
+            EXPECT_EQ(sameLayout(hive, saved), "") << name << ", save " << step;
+            EXPECT_EQ(RenderWineRegistry(hive, WineBranch::User, "win64"), saved)
+                << name << ", save " << step;
+            AdoptWineRegistry(hive, saved);
+            text = saved;
+        }
+        EXPECT_NE(text.find("[0 first]"), std::string::npos) << name;
+    }
 }
 
 TEST(WineRegFile, EveryFixtureAndFuzzFindingRoundTrips) {
