@@ -8,6 +8,8 @@
 #include <system_error>
 #include <vector>
 
+#include "common/platform/FileText.hpp"
+
 namespace velloran {
 
 // Makes room for a file text of `size` bytes without filling it. A large text is
@@ -33,6 +35,13 @@ FileStamp StampOf(const std::filesystem::path& file);
 // given) gets what the file was as it was opened, before a byte was read.
 bool ReadWholeFile(const std::filesystem::path& file, std::string& out, FileStamp* stamp = nullptr);
 
+// Reads `file` into `out` the way a large text that is read through once and
+// then mostly left alone is best read: where fresh memory is dear, `out` is
+// filled from the open file only where it is needed after the first reading
+// (see FileText), and the file is read through by `TextSource` windows. False
+// when the file does not exist. `stamp` as for ReadWholeFile.
+bool ReadFileText(const std::filesystem::path& file, FileText& out, FileStamp* stamp);
+
 // Writes `text` to `file` atomically: a crash at any moment leaves the old file or
 // the new one, whole. Owner and mode of an existing file are kept; a new file is
 // made readable by its owner alone. A symbolic link is never written through: the
@@ -42,9 +51,10 @@ void WriteFileAtomically(const std::filesystem::path& file, const std::string& t
 // file is replaced only while its name still holds that very file (checked once
 // the new text is on the disk, just before it takes the name); false, with nothing
 // changed, when another writer replaced or changed it meanwhile. `written` gets the
-// stamp of the new file. `asRead` is the text of the file `expected` describes:
-// pieces that are runs of it may be copied from the file itself by the system,
-// which spares copying them through this process (the bytes are the same).
+// stamp of the new file. `asRead` (with `expected`) is the text of the file
+// `expected` describes, as a FileText view: pieces that are runs of it are taken
+// from the file itself, never from memory, which may not hold them (a lazy
+// FileText); on Windows the text is always whole and written from memory.
 bool WriteFileAtomically(const std::filesystem::path& file,
                          const std::vector<std::string_view>& pieces,
                          const FileStamp* expected = nullptr, FileStamp* written = nullptr,

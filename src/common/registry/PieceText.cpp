@@ -30,9 +30,8 @@ void PieceText::Append(std::string_view part) {
 bool PieceText::EndsWith(std::string_view tail) const {
     if (tail.size() > size_) return false;
     for (auto p = pieces_.rbegin(); !tail.empty(); ++p) {
-        const std::string_view v = View(*p);
-        const size_t n = std::min(v.size(), tail.size());
-        if (v.substr(v.size() - n) != tail.substr(tail.size() - n)) return false;
+        const size_t n = std::min(p->len, tail.size());
+        if (Filled(*p, p->len - n, n) != tail.substr(tail.size() - n)) return false;
         tail.remove_suffix(n);
     }
     return true;
@@ -55,6 +54,11 @@ std::string_view PieceText::View(const Piece& p) const {
     return (p.own ? std::string_view(own_) : base_).substr(p.at, p.len);
 }
 
+std::string_view PieceText::Filled(const Piece& p, size_t from, size_t n) const {
+    if (!p.own) lazy_.Need(p.at + from, n);
+    return View(p).substr(from, n);
+}
+
 std::vector<std::string_view> PieceText::Pieces() const {
     std::vector<std::string_view> out;
     out.reserve(pieces_.size());
@@ -65,7 +69,7 @@ std::vector<std::string_view> PieceText::Pieces() const {
 std::string PieceText::Join() const {
     std::string out;
     ReserveFileText(out, size_);
-    for (const Piece& p : pieces_) out.append(View(p));
+    for (const Piece& p : pieces_) out.append(Filled(p, 0, p.len));
     return out;
 }
 

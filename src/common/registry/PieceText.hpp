@@ -6,12 +6,17 @@
 #include <string_view>
 #include <vector>
 
+#include "common/platform/FileText.hpp"
+
 namespace velloran {
 
 class PieceText {
 public:
-    // `base` must outlive this text and stay unchanged.
+    // `base` must outlive this text and stay unchanged. A base read lazily is
+    // given with its FileText: the runs are filled as EndsWith and Join read them
+    // (Pieces does not fill them: a writer takes them from the file).
     explicit PieceText(std::string_view base = {}) : base_(base) {}
+    explicit PieceText(const FileText& base) : base_(base.View()), lazy_(base) {}
 
     // A run of the base text: a view into it.
     void AppendBase(std::string_view run);
@@ -34,8 +39,11 @@ private:
         size_t len;
     };
     std::string_view View(const Piece& p) const;
+    // The part [from, from + n) of a piece, filled.
+    std::string_view Filled(const Piece& p, size_t from, size_t n) const;
 
     std::string_view base_;
+    FileText lazy_;
     std::string own_;
     std::vector<Piece> pieces_;
     size_t size_ = 0;

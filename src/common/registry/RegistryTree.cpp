@@ -165,7 +165,7 @@ void RegHive::Clear() {
     sectionKeys.clear();
     touchedKeys.clear();
     dirty = false;
-    text.clear();
+    text = FileText();
     unjoined.reset();
     retiredTexts.clear();
     headerEnd = 0;
@@ -180,7 +180,7 @@ void RegHive::JoinText() {
     std::string joined = unjoined->Join();
     unjoined.reset();
     retiredTexts.push_back(std::move(text));
-    text = std::move(joined);
+    text = FileText(std::move(joined));
 }
 
 // ---- TreeStore ----

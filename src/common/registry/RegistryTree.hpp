@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/platform/FileText.hpp"
 #include "common/registry/PieceText.hpp"
 #include "common/registry/RegistryStore.hpp"
 
@@ -225,12 +226,14 @@ struct RegHive {
         auto it = sectionKeys.find(c.section);
         return it == sectionKeys.end() ? nullptr : it->second;
     }
-    std::string text;
+    // A large file's text is filled from the file as parts are needed: read it
+    // through `text.Part` (or `Need` the part first).
+    FileText text;
     // The text of the last save until something needs it whole: runs of `text`
     // and the parts the save rendered. `chunks` already describe it.
     std::optional<PieceText> unjoined;
     // Texts replaced by a save: values not parsed yet still point into them.
-    std::vector<std::string> retiredTexts;
+    std::vector<FileText> retiredTexts;
     size_t headerEnd = 0;
     // On the hive's blocks: a large file has a chunk for each of many keys.
     std::pmr::vector<Chunk> chunks{&blocks};

@@ -73,9 +73,9 @@ void WinePrefixStore::LoadBoth() {
 }
 
 void WinePrefixStore::Load(RegHive& hive, const fs::path& file, FileStamp& stamp) {
-    std::string text;
+    FileText text;
     stamp = {};
-    if (!ReadWholeFile(file, text, &stamp)) {
+    if (!ReadFileText(file, text, &stamp)) {
         hive.Clear();
         stamp = StampOf(file);  // a dangling link is still a link
         return;
@@ -176,7 +176,7 @@ bool WinePrefixStore::WriteChanged(const std::string& arch) {
         if (!b.hive->dirty) continue;
         PieceText text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
         FileStamp written;
-        if (!WriteFileAtomically(b.file, text.Pieces(), b.stamp, &written, b.hive->text))
+        if (!WriteFileAtomically(b.file, text.Pieces(), b.stamp, &written, b.hive->text.View()))
             return false;
         *b.stamp = written;
         if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;

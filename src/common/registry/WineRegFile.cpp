@@ -524,12 +524,13 @@ public:
         : hive_(hive), file_(fileName), index_(hive) {}
 
     void Run() {
-        LineReader rd(hive_.text);
+        const std::string_view text = hive_.text.View();
+        LineReader rd(text);
         std::string_view line;
         size_t start = 0;
-        const size_t later = LaterValueCheck::Start(hive_.text);
+        const size_t later = LaterValueCheck::Start(text);
         std::optional<LaterValueCheck> laterCheck;
-        if (later != std::string_view::npos) laterCheck.emplace(hive_.text, later);
+        if (later != std::string_view::npos) laterCheck.emplace(text, later);
         try {
             if (!rd.Next(line, start) || line != kFirstLine)
                 throw ParseError("the first line is not \"WINE REGISTRY Version 2\"");
@@ -648,7 +649,7 @@ private:
     void KeepValueLines(RegKeyNode* key) {
         if (key && valuesBegin_ != std::string::npos)
             key->values.AddPending(
-                std::string_view(hive_.text).substr(valuesBegin_, valuesEnd_ - valuesBegin_));
+                hive_.text.View().substr(valuesBegin_, valuesEnd_ - valuesBegin_));
         valuesBegin_ = std::string::npos;
     }
 
@@ -721,8 +722,8 @@ public:
         bool plain;
     };
 
-    WineSections(RegHive& hive, std::string_view text)
-        : head(&hive.blocks), tail(&tailBlocks), hive_(hive), text_(text) {}
+    WineSections(RegHive& hive, FileText text)
+        : head(&hive.blocks), tail(&tailBlocks), hive_(hive), text_(std::move(text)) {}
 
     // The sections, in two runs read on two cores: the first on the hive's
     // blocks, the second on blocks of its own (fresh memory costs a fault per
@@ -737,9 +738,12 @@ public:
 
     // The name's parts, decoded; false when the reader leaves the name alone.
     bool Parts(const Section& s, std::vector<std::u16string>& out) const {
+        return PartsOf(Name(s), s.plain, out);
+    }
+    // The same for a name as it stands between "[" and "]".
+    static bool PartsOf(std::string_view name, bool plain, std::vector<std::u16string>& out) {
         out.clear();
-        const std::string_view name = Name(s);
-        if (s.plain) {
+        if (plain) {
             for (size_t i = 0; i <= name.size();) {
                 size_t j = name.find("\\\\", i);
                 if (j == std::string_view::npos) j = name.size();
@@ -750,8 +754,8 @@ public:
         } else {
             std::u16string whole;
             size_t invalid = 0;
-            if (UnescapeWineString(text_.substr(s.nameBegin, s.nameEnd + 1 - s.nameBegin), ']',
-                                   whole, &invalid) == std::string_view::npos ||
+            if (UnescapeWineString(std::string(name) + ']', ']', whole, &invalid) ==
+                    std::string_view::npos ||
                 invalid)
                 return false;
             for (size_t i = 0; i <= whole.size();) {
@@ -767,10 +771,13 @@ public:
     // Order of two names as Wine sorts keys: part by part, without regard to case.
     // Called from both reading threads.
     int Compare(const Section& a, const Section& b) const {
-        if (a.plain && b.plain) return ComparePlain(Name(a), Name(b));
+        return CompareNames(Name(a), a.plain, Name(b), b.plain);
+    }
+    static int CompareNames(std::string_view a, bool aPlain, std::string_view b, bool bPlain) {
+        if (aPlain && bPlain) return ComparePlain(a, b);
         std::vector<std::u16string> left, right;
-        Parts(a, left);
-        Parts(b, right);
+        PartsOf(a, aPlain, left);
+        PartsOf(b, bPlain, right);
         const size_t n = std::min(left.size(), right.size());
         for (size_t i = 0; i < n; ++i)
             if (int d = RegCompareNames(left[i], right[i])) return d;
@@ -807,7 +814,7 @@ public:
 
 private:
     std::string_view Name(const Section& s) const {
-        return text_.substr(s.nameBegin, s.nameEnd - s.nameBegin);
+        return text_.Part(s.nameBegin, s.nameEnd - s.nameBegin);
     }
 
     // Bytes of two plain names: the end of a name sorts first, then the end of a
@@ -864,7 +871,7 @@ private:
         key->name = name;
         key->parent = owner;
         const Section& s = At(i);
-        key->modified = HeaderTime(text_.substr(s.nameEnd + 1, s.bodyBegin - s.nameEnd - 1));
+        key->modified = HeaderTime(text_.Part(s.nameEnd + 1, s.bodyBegin - s.nameEnd - 1));
         std::u16string deeper;
         const bool own = !Part(s, depth + 1, deeper);
         if (own) {
@@ -878,7 +885,7 @@ private:
 
     // The options and values of a key's own section.
     void ApplyBody(const Section& s, RegKeyNode* key) const {
-        const std::string_view body = text_.substr(s.bodyBegin, s.contentEnd - s.bodyBegin);
+        const std::string_view body = text_.Part(s.bodyBegin, s.contentEnd - s.bodyBegin);
         LineReader rd(body);
         std::string_view line;
         size_t start = 0;
@@ -892,8 +899,76 @@ private:
     }
 
     RegHive& hive_;
-    std::string_view text_;
+    FileText text_;
     std::vector<std::u16string> left_;
+};
+
+// Where a part of a file that starts at a key line may start at or after `from`:
+// just after a newline that ends no value going on in the next line.
+size_t SectionStartIn(std::string_view text, size_t from) {
+    for (size_t at = from;;) {
+        at = text.find("\n[", at);
+        if (at == std::string_view::npos) return at;
+        size_t lineStart = text.rfind('\n', at - 1);
+        lineStart = lineStart == std::string_view::npos ? 0 : lineStart + 1;
+        if (at == 0 || !ContinuesOnNextLine(text.substr(lineStart, at - lineStart))) return at + 1;
+        ++at;
+    }
+}
+
+// A part of the text in runs of whole sections. A text in memory is one run; a
+// text read lazily comes through one buffer, reused, of a size the processor's
+// cache holds, so the reading takes no fresh memory.
+class SectionWindows {
+public:
+    SectionWindows(const FileText& text, size_t from, size_t to)
+        : text_(text), at_(from), to_(to) {}
+
+    // The next run and where it starts in the text; false when there is none.
+    bool Next(std::string_view& run, size_t& at) {
+        if (at_ >= to_) return false;
+        at = at_;
+        TextSource* source = text_.Source();
+        if (!source) {
+            run = text_.View().substr(at_, to_ - at_);
+            at_ = to_;
+            return true;
+        }
+        for (size_t size = kWindow;; size *= 2) {
+            const size_t n = std::min(size, to_ - at_);
+            buffer_.resize(n);
+            source->Read(at_, n, buffer_.data());
+            const std::string_view got(buffer_.data(), n);
+            // The run ends before the last key line, which may go on past the buffer.
+            const size_t cut = at_ + n == to_ ? n : LastSectionStart(got);
+            if (cut == std::string_view::npos) continue;
+            run = got.substr(0, cut);
+            at_ += cut;
+            return true;
+        }
+    }
+
+private:
+    static constexpr size_t kWindow = size_t{256} << 10;
+
+    // Where the last key line that no value goes on into starts; npos when none
+    // but the first does.
+    static size_t LastSectionStart(std::string_view text) {
+        for (size_t pos = text.size(); pos >= 2;) {
+            const size_t at = text.rfind("\n[", pos - 2);
+            if (at == std::string_view::npos) return at;
+            size_t lineStart = at == 0 ? 0 : text.rfind('\n', at - 1);
+            lineStart = at == 0 || lineStart == std::string_view::npos ? 0 : lineStart + 1;
+            if (!ContinuesOnNextLine(text.substr(lineStart, at - lineStart))) return at + 1;
+            pos = at + 1;
+        }
+        return std::string_view::npos;
+    }
+
+    const FileText& text_;
+    size_t at_;
+    size_t to_;
+    std::string buffer_;
 };
 
 // Reads a file's sections for WineSections; false when the file is left to the
@@ -904,29 +979,32 @@ public:
     explicit SectionScan(RegHive& hive) : hive_(hive) {}
 
     bool Run() {
-        const std::string_view text = hive_.text;
+        const FileText& text = hive_.text;
         if (text.size() >= 0xFFFFFFF0u) return false;
         auto source = std::make_unique<WineSections>(hive_, text);
-        const size_t split = text.size() >= kSplitBytes
-                                 ? LaterValueCheck::Start(text, text.size() / 2)
-                                 : std::string_view::npos;
+        const size_t split = text.size() >= kSplitBytes ? Split() : std::string_view::npos;
         // Room for the whole file's chunks at once: the second part's are added.
         hive_.chunks.reserve(text.size() / 192 + 16);
         KeyBlocks tailBlocks;
         std::pmr::vector<RegHive::Chunk> tailChunks(&tailBlocks);
-        Part head{source->head, hive_.chunks};
-        Part tail{source->tail, tailChunks};
+        Part head{source->head, hive_.chunks, 0, false, {}, false};
+        Part tail{source->tail, tailChunks, 0, false, {}, false};
         std::thread other;
         if (split != std::string_view::npos)
             other = std::thread([&] {
                 // Whatever goes wrong there (memory, say), the full reader runs.
                 try {
-                    tail.ok = Scan(*source, split, text.size(), tail);
+                    tail.ok = Scan(split, text.size(), tail);
                 } catch (...) {
                     tail.ok = false;
                 }
             });
-        head.ok = Scan(*source, 0, std::min(split, text.size()), head);
+        try {
+            head.ok = Scan(0, std::min(split, text.size()), head);
+        } catch (...) {
+            if (other.joinable()) other.join();
+            throw;
+        }
         if (other.joinable()) other.join();
         if (!head.ok || (split != std::string_view::npos && !tail.ok)) return false;
         if (!tail.sections.empty()) {
@@ -951,49 +1029,88 @@ private:
     // Below this a file is read on one core.
     static constexpr size_t kSplitBytes = 4 << 20;
 
+    // Where the second part starts: the first key line from the middle on.
+    size_t Split() const {
+        const FileText& text = hive_.text;
+        const size_t middle = text.size() / 2;
+        if (!text.Source()) return SectionStartIn(text.View(), middle);
+        std::string buffer;
+        for (size_t n = size_t{64} << 10;; n *= 2) {
+            // From just before the middle, for the line before a key line there.
+            const size_t from = middle - std::min(middle, size_t{4} << 10);
+            const size_t len = std::min(n, text.size() - from);
+            buffer.resize(len);
+            text.Source()->Read(from, len, buffer.data());
+            const size_t at = SectionStartIn(buffer, middle - from);
+            if (at != std::string_view::npos) return from + at;
+            if (from + len == text.size()) return std::string_view::npos;
+        }
+    }
+
     struct Part {
         std::pmr::vector<WineSections::Section>& sections;
         std::pmr::vector<RegHive::Chunk>& chunks;
         size_t headerEnd = 0;
         bool ok = false;
+        // The last section's name as read, for the order of the next one.
+        std::string lastName;
+        bool lastPlain = false;
     };
 
-    // Lines [from, to) of the text; the part at 0 holds the first line and the
+    // Bytes [from, to) of the text; the part at 0 holds the first line and the
     // options before the first key.
-    bool Scan(const WineSections& names, size_t from, size_t to, Part& part) {
-        const std::string_view text = hive_.text;
-        const bool first = from == 0;
-        LineReader rd(text.substr(0, to));
-        rd.Seek(from);
+    bool Scan(size_t from, size_t to, Part& part) {
+        part.headerEnd = to;
+        // A section takes a few hundred bytes: room for most files' sections at once.
+        part.sections.reserve((to - from) / 192 + 16);
+        if (from != 0) part.chunks.reserve((to - from) / 192 + 16);
+        SectionWindows windows(hive_.text, from, to);
+        std::string_view run;
+        size_t at = 0;
+        bool first = from == 0;
+        while (windows.Next(run, at)) {
+            if (!ScanRun(run, at, first, part)) return false;
+            first = false;
+        }
+        return !(from == 0 && to == 0);
+    }
+
+    // One run of whole sections, `base` bytes into the text.
+    bool ScanRun(std::string_view text, size_t base, bool first, Part& part) {
+        LineReader rd(text);
         std::string_view line;
         size_t start = 0;
         ValueLineParser values(false);
         std::vector<std::u16string> parts;
-        part.headerEnd = to;
-        // A section takes a few hundred bytes: room for most files' sections at once.
-        part.sections.reserve((to - from) / 192 + 16);
-        if (!first) part.chunks.reserve((to - from) / 192 + 16);
         try {
             if (first && (!rd.Next(line, start) || line != kFirstLine)) return false;
             while (rd.Next(line, start)) {
                 const std::string_view p = SkipSpace(line);
                 switch (p.empty() ? '\0' : p[0]) {
                     case '[': {
-                        (part.chunks.empty() ? part.headerEnd : part.chunks.back().end) = start;
+                        (part.chunks.empty() ? part.headerEnd : part.chunks.back().end) =
+                            base + start;
                         const size_t r = ScanWineString(After(p, 1), ']');
                         if (r == std::string_view::npos) return false;
-                        const auto at = static_cast<std::uint32_t>(p.data() + 1 - text.data());
-                        const auto pos = static_cast<std::uint32_t>(rd.Pos());
-                        const NameKind kind = KindOfName(p.substr(1, r - 1));
-                        const WineSections::Section s{at, at + static_cast<std::uint32_t>(r - 1),
-                                                      pos, pos, kind == NameKind::Plain};
+                        const std::string_view name = p.substr(1, r - 1);
+                        const auto nameAt = static_cast<std::uint32_t>(
+                            base + static_cast<size_t>(p.data() + 1 - text.data()));
+                        const auto pos = static_cast<std::uint32_t>(base + rd.Pos());
+                        const NameKind kind = KindOfName(name);
+                        const bool plain = kind == NameKind::Plain;
                         if (kind == NameKind::Refused ||
-                            (kind == NameKind::Other && !names.Parts(s, parts)) ||
-                            (!part.sections.empty() && names.Compare(part.sections.back(), s) >= 0))
+                            (kind == NameKind::Other &&
+                             !WineSections::PartsOf(name, false, parts)) ||
+                            (!part.sections.empty() &&
+                             WineSections::CompareNames(part.lastName, part.lastPlain, name,
+                                                        plain) >= 0))
                             return false;
-                        part.sections.push_back(s);
+                        part.lastName.assign(name);
+                        part.lastPlain = plain;
+                        part.sections.push_back(
+                            {nameAt, nameAt + static_cast<std::uint32_t>(r - 1), pos, pos, plain});
                         part.chunks.push_back(
-                            {start, pos, text.size(), nullptr,
+                            {base + start, pos, hive_.text.size(), nullptr,
                              static_cast<std::uint32_t>(part.sections.size() - 1)});
                         break;
                     }
@@ -1001,7 +1118,7 @@ private:
                     case '"':
                         if (part.sections.empty()) return false;
                         values.Parse(p, rd);
-                        Extend(part, rd.Pos());
+                        Extend(part, base + rd.Pos());
                         break;
                     case '#':
                         if (part.sections.empty()) {
@@ -1012,7 +1129,7 @@ private:
                                 RegKeyNode scratch;
                                 ApplyKeyOption(&scratch, p);
                             }
-                            Extend(part, rd.Pos());
+                            Extend(part, base + rd.Pos());
                         }
                         break;
                     case ';':
@@ -1302,12 +1419,18 @@ size_t UnescapeWineString(std::string_view src, char end, std::u16string& out,
 // ---- public entry points ----
 
 void ReadWineRegistry(RegHive& hive, std::string text, const std::string& fileName) {
+    ReadWineRegistry(hive, FileText(std::move(text)), fileName);
+}
+
+void ReadWineRegistry(RegHive& hive, FileText text, const std::string& fileName) {
     hive.Clear();
     hive.text = std::move(text);
     hive.fromFile = true;
     if (SectionScan(hive).Run()) return;
-    std::string kept = std::move(hive.text);
+    // The full reader reads, and words the errors of, the whole text.
+    FileText kept = std::move(hive.text);
     hive.Clear();
+    kept.NeedAll();
     hive.text = std::move(kept);
     hive.fromFile = true;
     Parser(hive, fileName).Run();
@@ -1349,7 +1472,6 @@ using RenderItems = std::pmr::vector<RenderItem>;
 // Neighbouring sections kept as read are one item: a large file is mostly such
 // runs.
 RenderItems ChunkItems(RegHive& hive) {
-    const std::string_view text = hive.text;
     RenderItems items(&hive.blocks);
     const auto keep = [&](size_t i, RegKeyNode* k) {
         const auto at = static_cast<long>(i);
@@ -1363,7 +1485,6 @@ RenderItems ChunkItems(RegHive& hive) {
     for (size_t i = 0; i < hive.chunks.size(); ++i) {
         const auto& c = hive.chunks[i];
         RegKeyNode* k = hive.KeyOf(c);
-        std::string_view trivia = text.substr(c.contentEnd, c.end - c.contentEnd);
         if (!k) {
             // A key never made cannot have changed.
             keep(i, nullptr);
@@ -1373,7 +1494,7 @@ RenderItems ChunkItems(RegHive& hive) {
         } else if (!k->deleted && k->emittedIn != hive.renders && NeedsSection(k)) {
             items.push_back({RenderItem::Canonical, static_cast<long>(i), k});
             k->emittedIn = hive.renders;
-        } else if (HasComment(trivia)) {
+        } else if (HasComment(hive.text.Part(c.contentEnd, c.end - c.contentEnd))) {
             items.push_back({RenderItem::Trivia, static_cast<long>(i), nullptr});
         }
     }
@@ -1441,7 +1562,7 @@ NewSections PlaceNewSections(RegHive& hive, RenderItems& items) {
 // Writes the file text and records the layout of what it wrote in the hive.
 class SectionWriter {
 public:
-    explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text), out_(hive.text) {
+    explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text.View()), out_(hive.text) {
         adjacent_ = hive.fromFile ? -1 : kNone;
     }
 
@@ -1642,7 +1763,7 @@ void AdoptWineRegistry(RegHive& hive, std::string text) {
     hive.JoinText();
     // Values not asked for yet still point into the old text.
     if (!hive.text.empty()) hive.retiredTexts.push_back(std::move(hive.text));
-    hive.text = std::move(text);
+    hive.text = FileText(std::move(text));
     AdoptLayout(hive);
 }
 

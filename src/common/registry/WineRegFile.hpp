@@ -13,6 +13,8 @@ namespace velloran {
 // Parses `text` into `hive` (which is cleared first). Throws VbError naming
 // `fileName` and the line for anything wineserver would reject or report.
 void ReadWineRegistry(RegHive& hive, std::string text, const std::string& fileName);
+// The same for a text read from the file, lazily or not.
+void ReadWineRegistry(RegHive& hive, FileText text, const std::string& fileName);
 
 enum class WineBranch { User, Machine };
 

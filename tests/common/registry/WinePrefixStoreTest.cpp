@@ -12,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <thread>
 
 #include "cli/CliProcess.hpp"
@@ -20,6 +23,7 @@
 #include "common/platform/WineServer.hpp"
 #include "common/registry/OpenStore.hpp"
 #include "common/registry/RegTestUtil.hpp"
+#include "common/registry/WineRegFile.hpp"
 #include "support/TestProcess.hpp"
 
 namespace velloran {
@@ -132,6 +136,107 @@ TEST(WinePrefixStore, ValuesAskedForAfterSavesComeFromTheFileAsRead) {
     const std::string text = ReadBytes(dir / "user.reg");
     EXPECT_NE(text.find("\"c\"=\"kept\"\n\"d\"=\"new\""), std::string::npos) << text;
     EXPECT_NE(text.find("\"y\"=hex:01,02,\\\n  03\n"), std::string::npos) << text;
+}
+
+// The text with the times of keys written today left out.
+std::string WithoutNewTimes(std::string text) {
+    for (size_t at = 0; (at = text.find("] 17", at)) != std::string::npos; ++at) {
+        const size_t end = text.find('\n', at);
+        if (text.compare(at, 12, "] 1700000000") == 0) continue;
+        text.replace(at + 2, end - at - 2, "T");
+        const size_t time = at + 4;
+        if (text.compare(time, 6, "#time=") == 0)
+            text.replace(time + 6, text.find('\n', time) - time - 6, "T");
+    }
+    return text;
+}
+
+// A large file is read through in windows and afterwards filled from the file
+// only where keys are looked at. Sections larger than a window, hex data going on
+// across window ends and the cut into two parts must give what a whole read gives.
+TEST(WinePrefixStore, ALargeFileReadInPartsSavesWhatAWholeReadSaves) {
+    std::string text =
+        "WINE REGISTRY Version 2\n;; All keys relative to "
+        "REGISTRY\\\\User\\\\S-1-5-21-0-0-0-1000\n\n#arch=win64\n";
+    for (int i = 0; i < 44000; ++i) {
+        char key[80];
+        std::snprintf(key, sizeof key, "Software\\\\Vendor %02d\\\\App %05d", i / 1000, i);
+        text += std::string("\n[") + key +
+                "] 1700000000\n#time=1d00000000000000\n\"Path\"=\"C:\\\\App " + std::to_string(i) +
+                "\"\n";
+        // Hex data over many lines, some of it longer than a window.
+        if (i % 997 == 0) {
+            text += "\"Blob\"=hex:";
+            const int lines = i == 11964 ? 12000 : 40;
+            for (int l = 0; l < lines; ++l) text += "00,01,02,03,04,05,06,07,08,09,0a,0b,\\\n  ";
+            text += "ff\n";
+        }
+    }
+    ASSERT_GT(text.size(), size_t{4} << 20);
+    const auto clean = [](TreeStore& store) {
+        EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "Software\\Vendor 11\\App 11964", "Blob")
+                      ->data.size(),
+                  12000u * 12 + 1);
+        EXPECT_TRUE(store.DeleteValue(kHKeyCurrentUser, "Software\\Vendor 03\\App 03000", "Path"));
+        store.WriteValue(kHKeyCurrentUser, "Software\\Vendor 43\\App 43999", "Path",
+                         RegValue::String("D:\\moved"));
+        store.CreateKey(kHKeyCurrentUser, "Software\\Vendor 12\\New");
+    };
+    // The same edits on the text read whole, in memory.
+    MemoryStore memory;
+    ReadWineRegistry(memory.UserHive(), text, "user.reg");
+    clean(memory);
+    std::string expected = RenderWineRegistry(memory.UserHive(), WineBranch::User, "win64");
+
+    ScratchDir dir;
+    WriteBytes(dir / "user.reg", text);
+    WinePrefixStore::Options options;
+    options.isPrefix = false;
+    {
+        WinePrefixStore store(dir.Path(), options);
+        EXPECT_TRUE(store.UserHive().text.Lazy());
+        EXPECT_NE(store.UserHive().keySource, nullptr)
+            << "read by sections, not by the full reader";
+        clean(store);
+        store.Save();
+    }
+    // Compared by hand, without the times of the keys written now: a diff of two
+    // files this large is beyond the test framework.
+    const std::string got = WithoutNewTimes(ReadBytes(dir / "user.reg"));
+    expected = WithoutNewTimes(expected);
+    const size_t differ = static_cast<size_t>(
+        std::mismatch(got.begin(), got.end(), expected.begin(), expected.end()).first -
+        got.begin());
+    EXPECT_TRUE(got == expected) << "first difference at " << differ << ": "
+                                 << got.substr(differ > 80 ? differ - 80 : 0, 200) << "\n---\n"
+                                 << expected.substr(differ > 80 ? differ - 80 : 0, 200);
+
+    // Another program rewrites the file in place after the read: what was not
+    // read yet is refused, not taken from the new text; the save starts anew
+    // from the new text and keeps the other program's change.
+    WriteBytes(dir / "user.reg", text);
+    WinePrefixStore store(dir.Path(), options);
+    store.WriteValue(kHKeyCurrentUser, "Software\\Vendor 01\\App 01000", "Path",
+                     RegValue::String("F:\\"));
+    std::string other = text;
+    other.replace(other.find("C:\\\\App 7000\""), 12, "E:\\\\App 7000");
+    {
+        std::ofstream inPlace(dir / "user.reg", std::ios::in | std::ios::out | std::ios::binary);
+        inPlace << other;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ::utimensat(AT_FDCWD, (dir / "user.reg").c_str(), nullptr, 0);
+    try {
+        store.ReadValue(kHKeyCurrentUser, "Software\\Vendor 20\\App 20000", "Path");
+        ADD_FAILURE() << "a key of the changed file was read";
+    } catch (const VbError& e) {
+        EXPECT_NE(e.Description().find("another program changed it"), std::string::npos)
+            << e.Description();
+    }
+    store.Save();
+    const std::string saved = ReadBytes(dir / "user.reg");
+    EXPECT_NE(saved.find("\"Path\"=\"E:\\\\App 7000\""), std::string::npos);
+    EXPECT_NE(saved.find("\"Path\"=\"F:\\\\\""), std::string::npos);
 }
 
 TEST(WinePrefixStore, SaveReplacesAtomicallyAndKeepsModeAndOwner) {

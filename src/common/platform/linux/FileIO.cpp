@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <thread>
 
 #include "common/VbError.hpp"
@@ -65,31 +66,50 @@ FileStamp StampFrom(const struct stat& st) {
 
 // The file whose text was read, while it still is that file: runs of the text
 // are copied from it inside the kernel, as cp copies, instead of through this
-// process. Anything odd, and the bytes are written from memory after all.
+// process. The text may be read lazily (FileText), so the runs are never taken
+// from memory: where the kernel cannot copy, they are read from this file.
 class CopySource {
 public:
     CopySource(const fs::path& file, const FileStamp* expected, std::string_view asRead)
-        : text_(asRead) {
-        if (!expected || asRead.size() != expected->size || asRead.empty()) return;
-        fd_ = open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        : text_(expected ? asRead : std::string_view()) {
+        if (text_.empty()) return;
+        fd_ = expected && asRead.size() == expected->size
+                  ? open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)
+                  : -1;
         struct stat st {};
         if (fd_ >= 0 && (fstat(fd_, &st) != 0 || StampFrom(st) != *expected)) Stop();
+        changed_ = fd_ < 0;
     }
     ~CopySource() { Stop(); }
     CopySource(const CopySource&) = delete;
     CopySource& operator=(const CopySource&) = delete;
 
-    // Copies up to `n` bytes of `piece` into `to` from the file; 0 when they are
-    // not a run of it or the copy cannot be made (then they are written as usual).
-    size_t Copy(std::string_view piece, size_t n, int to) {
-        if (fd_ < 0 || piece.data() < text_.data() ||
-            piece.data() + n > text_.data() + text_.size())
-            return 0;
+    // The file is not the one read any more: its runs cannot be written.
+    bool Changed() const { return changed_; }
+    bool Holds(std::string_view piece) const {
+        return !text_.empty() && piece.data() >= text_.data() &&
+               piece.data() + piece.size() <= text_.data() + text_.size();
+    }
+
+    // Copies `n` bytes of `piece`, a run of the text, into `to`: how many were
+    // written, or -1 with errno set.
+    ssize_t Copy(std::string_view piece, size_t n, int to) {
         auto at = static_cast<off_t>(piece.data() - text_.data());
-        const ssize_t r = copy_file_range(fd_, &at, to, nullptr, n, 0);
-        if (r > 0) return static_cast<size_t>(r);
-        Stop();
-        return 0;
+        if (kernelCopy_) {
+            const ssize_t r = copy_file_range(fd_, &at, to, nullptr, n, 0);
+            if (r > 0) return r;
+            if (r < 0 && errno == EINTR) return 0;
+            kernelCopy_ = false;  // not on this file system, say: read and write then
+        }
+        buffer_.resize(std::min(n, size_t{1} << 20));
+        int err = 0;
+        const size_t got =
+            ReadAt(fd_, buffer_.data(), buffer_.size(), static_cast<size_t>(at), err);
+        if (got == 0) {
+            errno = err ? err : EIO;
+            return -1;
+        }
+        return write(to, buffer_.data(), got);
     }
 
 private:
@@ -99,6 +119,9 @@ private:
     }
     std::string_view text_;
     int fd_ = -1;
+    bool changed_ = false;
+    bool kernelCopy_ = true;
+    std::string buffer_;
 };
 
 }  // namespace
@@ -181,6 +204,67 @@ bool ReadWholeFile(const fs::path& file, std::string& out, FileStamp* stamp) {
     return true;
 }
 
+namespace {
+
+// The file a lazy text is filled from, while it is still the file that was read.
+class OpenFileSource final : public TextSource {
+public:
+    OpenFileSource(int fd, fs::path file, const struct stat& st)
+        : fd_(fd), file_(std::move(file)), stamp_(StampFrom(st)) {}
+    ~OpenFileSource() override { close(fd_); }
+    OpenFileSource(const OpenFileSource&) = delete;
+    OpenFileSource& operator=(const OpenFileSource&) = delete;
+
+    void Read(size_t offset, size_t n, char* to) override {
+        struct stat st {};
+        int err = 0;
+        if (fstat(fd_, &st) != 0) ThrowIo(errno, "Cannot read", file_);
+        if (StampFrom(st) == stamp_ && ReadAt(fd_, to, n, offset, err) == n) return;
+        if (err) ThrowIo(err, "Cannot read", file_);
+        throw VbError(vbErrDeviceIO,
+                      "Cannot read " + file_.string() +
+                          ": another program changed it while Velloran was reading it",
+                      kSource);
+    }
+
+private:
+    int fd_;
+    fs::path file_;
+    FileStamp stamp_;
+};
+
+// Below this a file is read whole: its memory costs little.
+constexpr size_t kLazyBytes = size_t{1} << 20;
+
+}  // namespace
+
+bool ReadFileText(const fs::path& file, FileText& out, FileStamp* stamp) {
+    int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT) return false;
+        ThrowIo(errno, "Cannot read", file);
+    }
+    struct stat st {};
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) ||
+        static_cast<size_t>(st.st_size) < kLazyBytes) {
+        close(fd);
+        std::string text;
+        if (!ReadWholeFile(file, text, stamp)) return false;
+        out = FileText(std::move(text));
+        return true;
+    }
+    if (stamp) {
+        *stamp = StampFrom(st);
+        struct stat named {};
+        if (lstat(file.c_str(), &named) == 0 && S_ISLNK(named.st_mode)) stamp->link = true;
+    }
+    // Fresh memory is slow to fault in on some systems (virtual machines
+    // especially): of a large file only what is needed later gets memory, and
+    // the reader goes through it in windows it reuses.
+    out = FileText(std::make_unique<OpenFileSource>(fd, file, st), static_cast<size_t>(st.st_size));
+    return true;
+}
+
 void ThrowFileError(const std::error_code& ec, const std::string& what, const fs::path& file) {
     ThrowIo(ec.value(), what, file);
 }
@@ -225,11 +309,16 @@ bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
     size_t done = 0;
     size_t started = 0;
     CopySource source(file, expected, asRead);
+    if (source.Changed()) {
+        close(fd);
+        unlink(tmp.c_str());
+        return false;
+    }
     for (std::string_view piece : pieces) {
+        const bool run = source.Holds(piece);
         while (!piece.empty()) {
             const size_t step = std::min(kStep, piece.size());
-            ssize_t n = static_cast<ssize_t>(source.Copy(piece, step, fd));
-            if (n == 0) n = write(fd, piece.data(), step);
+            const ssize_t n = run ? source.Copy(piece, step, fd) : write(fd, piece.data(), step);
             if (n < 0) {
                 if (errno == EINTR) continue;
                 fail(errno);

@@ -92,6 +92,14 @@ bool ReadWholeFile(const fs::path& file, std::string& out, FileStamp* stamp) {
     return true;
 }
 
+bool ReadFileText(const fs::path& file, FileText& out, FileStamp* stamp) {
+    // Memory here is cheap to take: the text is read whole.
+    std::string text;
+    if (!ReadWholeFile(file, text, stamp)) return false;
+    out = FileText(std::move(text));
+    return true;
+}
+
 void ThrowFileError(const std::error_code& ec, const std::string& what, const fs::path& file) {
     if (ec.category() == std::generic_category()) {
         const int err = ec.value();
