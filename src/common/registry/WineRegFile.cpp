@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <optional>
@@ -275,10 +276,16 @@ private:
 // Where the escaped text that UnescapeWineString would read ends (just after
 // `end`), without making the text: an escape takes the byte after the backslash,
 // and no byte an escape goes on to take can be `end`.
+// Searched for with memchr, as the bytes between are most of a large file.
 size_t ScanWineString(std::string_view src, char end) {
-    for (size_t p = 0; p < src.size(); ++p) {
-        if (src[p] == end) return p + 1;
-        if (src[p] == '\\' && ++p >= src.size()) break;
+    for (size_t p = 0; p < src.size();) {
+        const auto* found =
+            static_cast<const char*>(std::memchr(src.data() + p, end, src.size() - p));
+        if (!found) break;
+        const auto at = static_cast<size_t>(found - src.data());
+        const auto* escape = static_cast<const char*>(std::memchr(src.data() + p, '\\', at - p));
+        if (!escape) return at + 1;
+        p = static_cast<size_t>(escape - src.data()) + 2;
     }
     return std::string_view::npos;
 }
