@@ -727,6 +727,9 @@ public:
         std::uint32_t bodyBegin;   // the line after the key line
         std::uint32_t contentEnd;  // after its last line of content
         bool plain;
+        // How many leading parts of the name equal those of the section before:
+        // a key's subkeys are found from these alone, without their names.
+        std::uint16_t shared;
     };
 
     WineSections(RegHive& hive, FileText text)
@@ -794,29 +797,49 @@ public:
     void MakeSubkeys(RegKeyNode* owner, std::uint32_t first, std::uint32_t last,
                      std::uint32_t depth, std::vector<RegKeyPtr>& out) override {
         std::u16string name;
-        std::u16string other;
-        const auto inGroup = [&](std::uint32_t i) {
-            return Part(At(i), depth, other) && RegNamesEqual(other, name);
-        };
         for (std::uint32_t i = first; i < last;) {
             Part(At(i), depth, name);
-            // The run of sections below this child: galloping, as most runs are short.
-            std::uint32_t in = i;
-            std::uint32_t end = last;
-            for (std::uint32_t step = 1; in + step < last; step *= 2) {
-                if (!inGroup(in + step)) {
-                    end = in + step;
-                    break;
-                }
-                in += step;
-            }
-            while (end - in > 1) {
-                const std::uint32_t mid = in + (end - in) / 2;
-                (inGroup(mid) ? in : end) = mid;
-            }
+            // The child's run ends where a name differs in the child's part.
+            std::uint32_t end = i + 1;
+            while (end < last && At(end).shared > depth) ++end;
             out.push_back(MakeKey(owner, i, end, depth, name));
             i = end;
         }
+    }
+
+    // How many leading parts two names share, compared as Wine compares them.
+    static std::uint16_t SharedParts(std::string_view a, bool aPlain, std::string_view b,
+                                     bool bPlain) {
+        size_t parts = 0;
+        if (aPlain && bPlain) {
+            static const AsciiFold fold;
+            const auto& map = fold.map;
+            // Plain names hold backslashes only in pairs, each pair a separator.
+            for (size_t k = 0;; ++k) {
+                const bool endA = k == a.size() || a[k] == '\\';
+                const bool endB = k == b.size() || b[k] == '\\';
+                if (endA || endB) {
+                    if (!endA || !endB) break;
+                    ++parts;
+                    if (k == a.size() || k == b.size()) break;
+                    ++k;
+                    continue;
+                }
+                if (map[static_cast<unsigned char>(a[k])] != map[static_cast<unsigned char>(b[k])])
+                    break;
+            }
+        } else {
+            std::vector<std::u16string> left, right;
+            PartsOf(a, aPlain, left);
+            PartsOf(b, bPlain, right);
+            while (parts < left.size() && parts < right.size() &&
+                   RegNamesEqual(left[parts], right[parts]))
+                ++parts;
+        }
+        return static_cast<std::uint16_t>(std::min<size_t>(parts, 0xFFFF));
+    }
+    std::uint16_t SharedParts(const Section& a, const Section& b) const {
+        return SharedParts(Name(a), a.plain, Name(b), b.plain);
     }
 
 private:
@@ -1019,6 +1042,8 @@ public:
                 source->Compare(head.sections.back(), tail.sections.front()) >= 0)
                 return false;
             head.chunks.back().end = tail.chunks.front().begin;
+            tail.sections.front().shared =
+                source->SharedParts(head.sections.back(), tail.sections.front());
             const auto base = static_cast<std::uint32_t>(head.sections.size());
             hive_.chunks.reserve(hive_.chunks.size() + tail.chunks.size());
             for (RegHive::Chunk c : tail.chunks) {
@@ -1105,17 +1130,21 @@ private:
                         const auto pos = static_cast<std::uint32_t>(base + rd.Pos());
                         const NameKind kind = KindOfName(name);
                         const bool plain = kind == NameKind::Plain;
+                        const bool later = !part.sections.empty();
                         if (kind == NameKind::Refused ||
                             (kind == NameKind::Other &&
                              !WineSections::PartsOf(name, false, parts)) ||
-                            (!part.sections.empty() &&
-                             WineSections::CompareNames(part.lastName, part.lastPlain, name,
-                                                        plain) >= 0))
+                            (later && WineSections::CompareNames(part.lastName, part.lastPlain,
+                                                                 name, plain) >= 0))
                             return false;
+                        const std::uint16_t shared =
+                            later ? WineSections::SharedParts(part.lastName, part.lastPlain, name,
+                                                              plain)
+                                  : 0;
                         part.lastName.assign(name);
                         part.lastPlain = plain;
-                        part.sections.push_back(
-                            {nameAt, nameAt + static_cast<std::uint32_t>(r - 1), pos, pos, plain});
+                        part.sections.push_back({nameAt, nameAt + static_cast<std::uint32_t>(r - 1),
+                                                 pos, pos, plain, shared});
                         part.chunks.push_back(
                             {base + start, pos, hive_.text.size(), nullptr,
                              static_cast<std::uint32_t>(part.sections.size() - 1)});
