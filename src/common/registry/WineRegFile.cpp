@@ -783,8 +783,10 @@ public:
     int Compare(const Section& a, const Section& b) const {
         return CompareNames(Name(a), a.plain, Name(b), b.plain);
     }
-    static int CompareNames(std::string_view a, bool aPlain, std::string_view b, bool bPlain) {
-        if (aPlain && bPlain) return ComparePlain(a, b);
+    static int CompareNames(std::string_view a, bool aPlain, std::string_view b, bool bPlain,
+                            std::uint16_t* shared = nullptr) {
+        if (aPlain && bPlain) return ComparePlain(a, b, shared);
+        if (shared) *shared = SharedParts(a, aPlain, b, bPlain);
         std::vector<std::u16string> left, right;
         PartsOf(a, aPlain, left);
         PartsOf(b, bPlain, right);
@@ -850,7 +852,9 @@ private:
     // Bytes of two plain names: the end of a name sorts first, then the end of a
     // part, then its characters folded as Wine folds them. Bytes alike at the
     // start tell nothing (a part's separator is two bytes, both alike or neither).
-    static int ComparePlain(std::string_view a, std::string_view b) {
+    // With `shared`, also how many leading parts the names share.
+    static int ComparePlain(std::string_view a, std::string_view b,
+                            std::uint16_t* shared = nullptr) {
         static const AsciiFold fold;
         const auto next = [&map = fold.map](std::string_view s, size_t& i) -> int {
             if (i >= s.size()) return 0;
@@ -862,10 +866,17 @@ private:
         };
         size_t i = static_cast<size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first -
                                        a.begin());
+        // Backslashes come in pairs, and alike bytes never end inside one.
+        size_t parts =
+            shared ? static_cast<size_t>(std::count(a.begin(), a.begin() + i, '\\')) / 2 : 0;
         size_t j = i;
         for (;;) {
             const int x = next(a, i);
             const int y = next(b, j);
+            if (x == y && x > 1) continue;
+            // A name's end and a part's end both close the part.
+            if (x <= 1 && y <= 1) ++parts;
+            if (shared) *shared = static_cast<std::uint16_t>(std::min<size_t>(parts, 0xFFFF));
             if (x != y) return x < y ? -1 : 1;
             if (x == 0) return 0;
         }
@@ -1130,17 +1141,14 @@ private:
                         const auto pos = static_cast<std::uint32_t>(base + rd.Pos());
                         const NameKind kind = KindOfName(name);
                         const bool plain = kind == NameKind::Plain;
-                        const bool later = !part.sections.empty();
+                        std::uint16_t shared = 0;
                         if (kind == NameKind::Refused ||
                             (kind == NameKind::Other &&
                              !WineSections::PartsOf(name, false, parts)) ||
-                            (later && WineSections::CompareNames(part.lastName, part.lastPlain,
-                                                                 name, plain) >= 0))
+                            (!part.sections.empty() &&
+                             WineSections::CompareNames(part.lastName, part.lastPlain, name, plain,
+                                                        &shared) >= 0))
                             return false;
-                        const std::uint16_t shared =
-                            later ? WineSections::SharedParts(part.lastName, part.lastPlain, name,
-                                                              plain)
-                                  : 0;
                         part.lastName.assign(name);
                         part.lastPlain = plain;
                         part.sections.push_back({nameAt, nameAt + static_cast<std::uint32_t>(r - 1),
