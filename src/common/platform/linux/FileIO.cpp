@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "common/VbError.hpp"
@@ -86,6 +87,17 @@ public:
 
     // The file is not the one read any more: its runs cannot be written.
     bool Changed() const { return changed_; }
+    // The file is about to be replaced: its cached pages are of no more use.
+    // Freeing them takes a while for a large file, so it is done while the new
+    // one goes to the disk rather than when the last handle on the old one closes.
+    std::thread ForgetCache() const {
+        if (fd_ < 0) return {};
+        try {
+            return std::thread([fd = fd_] { posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED); });
+        } catch (const std::system_error&) {
+            return {};  // no thread to spare: the pages are freed at the close
+        }
+    }
     bool Holds(std::string_view piece) const {
         return !text_.empty() && piece.data() >= text_.data() &&
                piece.data() + piece.size() <= text_.data() + text_.size();
@@ -336,7 +348,11 @@ bool WriteFileAtomically(const fs::path& file, const std::vector<std::string_vie
         if (fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM) fail(errno);
         if (fchmod(fd, old.st_mode & 07777) != 0) fail(errno);
     }
-    if (fsync(fd) != 0) fail(errno);
+    std::thread forget = source.ForgetCache();
+    const int synced = fsync(fd);
+    const int syncError = errno;
+    if (forget.joinable()) forget.join();
+    if (synced != 0) fail(syncError);
     struct stat mine {};
     if (fstat(fd, &mine) != 0) fail(errno);
     if (close(fd) != 0) {
