@@ -39,7 +39,12 @@ void FileText::Need(size_t at, size_t n) const {
         while (last * kBlock < end && !s.filled[last]) ++last;
         const size_t from = b * kBlock;
         const size_t to = std::min(last * kBlock, s.size);
-        s.source->Read(from, to - from, s.lazy.get() + from);
+        try {
+            s.source->Read(from, to - from, s.lazy.get() + from);
+        } catch (...) {
+            s.stale = true;
+            throw;
+        }
         std::fill(s.filled.begin() + static_cast<std::ptrdiff_t>(b),
                   s.filled.begin() + static_cast<std::ptrdiff_t>(last), true);
         s.missing -= last - b;

@@ -32,6 +32,9 @@ public:
     bool empty() const { return size() == 0; }
     // True while parts are still to be read from the file.
     bool Lazy() const { return state_ && state_->source; }
+    // True once a read from the file failed (another program changed it, say):
+    // what was not read yet cannot be read any more.
+    bool Stale() const { return state_ && state_->stale; }
 
     // The whole text. Parts not yet needed hold no data: read them through
     // `Part`, or `Need` them first. Stays where it is while any copy of this
@@ -55,6 +58,7 @@ private:
         std::unique_ptr<TextSource> source;
         std::vector<bool> filled;  // blocks of kBlock bytes
         size_t missing = 0;        // blocks not filled yet
+        bool stale = false;
         size_t size = 0;
     };
     static constexpr size_t kBlock = size_t{4} << 10;

@@ -52,7 +52,15 @@ WinePrefixStore::WinePrefixStore(fs::path folder, Options options)
 void WinePrefixStore::BeforeAccess() const {
     // Loading fills the hives the const lookups read; a failed load is tried
     // again, and refused again, at the next look.
-    if (!loaded_) const_cast<WinePrefixStore*>(this)->LoadBoth();
+    auto* self = const_cast<WinePrefixStore*>(this);
+    if (!loaded_) {
+        self->LoadBoth();
+    } else if (user_.text.Stale() || machine_.text.Stale()) {
+        // A file changed in place while parts of it were still to be read: it is
+        // read again and this store's changes are made anew on it, as a save
+        // would; the access that found it failed, the next ones go on.
+        self->Redo();
+    }
 }
 
 void WinePrefixStore::LoadBoth() {

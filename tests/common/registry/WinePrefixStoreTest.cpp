@@ -212,8 +212,9 @@ TEST(WinePrefixStore, ALargeFileReadInPartsSavesWhatAWholeReadSaves) {
                                  << expected.substr(differ > 80 ? differ - 80 : 0, 200);
 
     // Another program rewrites the file in place after the read: what was not
-    // read yet is refused, not taken from the new text; the save starts anew
-    // from the new text and keeps the other program's change.
+    // read yet is refused, not taken from the new text; from the next look on,
+    // the store works on the new text with its own change made again, and the
+    // save keeps both.
     WriteBytes(dir / "user.reg", text);
     WinePrefixStore store(dir.Path(), options);
     store.WriteValue(kHKeyCurrentUser, "Software\\Vendor 01\\App 01000", "Path",
@@ -233,6 +234,11 @@ TEST(WinePrefixStore, ALargeFileReadInPartsSavesWhatAWholeReadSaves) {
         EXPECT_NE(e.Description().find("another program changed it"), std::string::npos)
             << e.Description();
     }
+    // The next look reads the new text and makes this store's change on it again.
+    EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "Software\\Vendor 07\\App 07000", "Path")->data,
+              RegValue::String("E:\\App 7000").data);
+    EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "Software\\Vendor 01\\App 01000", "Path")->data,
+              RegValue::String("F:\\").data);
     store.Save();
     const std::string saved = ReadBytes(dir / "user.reg");
     EXPECT_NE(saved.find("\"Path\"=\"E:\\\\App 7000\""), std::string::npos);
