@@ -403,23 +403,32 @@ bool ContinuesOnNextLine(std::string_view line) {
     return !line.empty() && line.back() == '\\';
 }
 
+// Whether a part of the text may start at the key line after the newline at `nl`:
+// the line before it carries no value on into it.
+bool PartMayStartAfter(std::string_view text, size_t nl) {
+    if (nl == 0) return true;
+    const size_t before = text.rfind('\n', nl - 1);
+    const size_t lineStart = before == std::string_view::npos ? 0 : before + 1;
+    return !ContinuesOnNextLine(text.substr(lineStart, nl - lineStart));
+}
+
+// Where the first key line a part may start at lies, at or after `from`; npos
+// when there is none.
+size_t SectionStartIn(std::string_view text, size_t from) {
+    for (size_t at = text.find("\n[", from); at != std::string_view::npos;
+         at = text.find("\n[", at + 1))
+        if (PartMayStartAfter(text, at)) return at + 1;
+    return std::string_view::npos;
+}
+
 // Checks the value lines of a large file on the other core while the loading
 // thread reads the keys.
 class LaterValueCheck {
 public:
     // The part starts at a key line at or after `from`: no value goes on from
     // before it.
-    static size_t Start(std::string_view text, size_t from = 0) {
-        if (text.size() < kMinBytes) return std::string_view::npos;
-        size_t at = from;
-        for (;;) {
-            at = text.find("\n[", at);
-            if (at == std::string_view::npos) return at;
-            size_t lineStart = text.rfind('\n', at - 1);
-            lineStart = lineStart == std::string_view::npos ? 0 : lineStart + 1;
-            if (!ContinuesOnNextLine(text.substr(lineStart, at - lineStart))) return at + 1;
-            ++at;
-        }
+    static size_t Start(std::string_view text) {
+        return text.size() < kMinBytes ? std::string_view::npos : SectionStartIn(text, 0);
     }
 
     LaterValueCheck(std::string_view text, size_t from)
@@ -809,36 +818,22 @@ public:
         }
     }
 
-    // How many leading parts two names share, compared as Wine compares them.
+    // How many leading parts two names share, compared as Wine compares them;
+    // plain names are counted by ComparePlain on its way.
     static std::uint16_t SharedParts(std::string_view a, bool aPlain, std::string_view b,
                                      bool bPlain) {
-        size_t parts = 0;
+        std::uint16_t shared = 0;
         if (aPlain && bPlain) {
-            static const AsciiFold fold;
-            const auto& map = fold.map;
-            // Plain names hold backslashes only in pairs, each pair a separator.
-            for (size_t k = 0;; ++k) {
-                const bool endA = k == a.size() || a[k] == '\\';
-                const bool endB = k == b.size() || b[k] == '\\';
-                if (endA || endB) {
-                    if (!endA || !endB) break;
-                    ++parts;
-                    if (k == a.size() || k == b.size()) break;
-                    ++k;
-                    continue;
-                }
-                if (map[static_cast<unsigned char>(a[k])] != map[static_cast<unsigned char>(b[k])])
-                    break;
-            }
-        } else {
-            std::vector<std::u16string> left, right;
-            PartsOf(a, aPlain, left);
-            PartsOf(b, bPlain, right);
-            while (parts < left.size() && parts < right.size() &&
-                   RegNamesEqual(left[parts], right[parts]))
-                ++parts;
+            ComparePlain(a, b, &shared);
+            return shared;
         }
-        return static_cast<std::uint16_t>(std::min<size_t>(parts, 0xFFFF));
+        std::vector<std::u16string> left, right;
+        PartsOf(a, aPlain, left);
+        PartsOf(b, bPlain, right);
+        while (shared < left.size() && shared < right.size() &&
+               RegNamesEqual(left[shared], right[shared]))
+            ++shared;
+        return shared;
     }
     std::uint16_t SharedParts(const Section& a, const Section& b) const {
         return SharedParts(Name(a), a.plain, Name(b), b.plain);
@@ -944,19 +939,6 @@ private:
     std::vector<std::u16string> left_;
 };
 
-// Where a part of a file that starts at a key line may start at or after `from`:
-// just after a newline that ends no value going on in the next line.
-size_t SectionStartIn(std::string_view text, size_t from) {
-    for (size_t at = from;;) {
-        at = text.find("\n[", at);
-        if (at == std::string_view::npos) return at;
-        size_t lineStart = text.rfind('\n', at - 1);
-        lineStart = lineStart == std::string_view::npos ? 0 : lineStart + 1;
-        if (at == 0 || !ContinuesOnNextLine(text.substr(lineStart, at - lineStart))) return at + 1;
-        ++at;
-    }
-}
-
 // A part of the text in runs of whole sections. A text in memory is one run; a
 // text read lazily comes through one buffer, reused, of a size the processor's
 // cache holds, so the reading takes no fresh memory.
@@ -998,9 +980,7 @@ private:
         for (size_t pos = text.size(); pos >= 2;) {
             const size_t at = text.rfind("\n[", pos - 2);
             if (at == std::string_view::npos) return at;
-            size_t lineStart = at == 0 ? 0 : text.rfind('\n', at - 1);
-            lineStart = at == 0 || lineStart == std::string_view::npos ? 0 : lineStart + 1;
-            if (!ContinuesOnNextLine(text.substr(lineStart, at - lineStart))) return at + 1;
+            if (PartMayStartAfter(text, at)) return at + 1;
             pos = at + 1;
         }
         return std::string_view::npos;
