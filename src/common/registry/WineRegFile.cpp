@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -14,6 +15,7 @@
 
 #include "common/VbError.hpp"
 #include "common/platform/FileIO.hpp"
+#include "common/registry/ByteMarks.hpp"
 
 namespace velloran {
 
@@ -712,12 +714,67 @@ NameKind KindOfName(std::string_view n) {
     return NameKind::Plain;
 }
 
+// The same for the name at [from, to) of a marked text, from its marks: a name
+// of printable ASCII is cut at its backslashes without looking at its bytes.
+NameKind KindOfName(const ByteMarks& marks, std::string_view text, size_t from, size_t to) {
+    if (marks.Any(ByteMarks::kNotPrintable, from, to))
+        return KindOfName(text.substr(from, to - from));
+    size_t parts = 0;
+    for (size_t partStart = from;;) {
+        const size_t b = marks.Next(ByteMarks::kBackslash, partStart);
+        if (b < to && (b + 1 == to || text[b + 1] != '\\')) return NameKind::Other;
+        const size_t len = std::min(b, to) - partStart;
+        if (len == 0 || len > kMaxKeyNameUnits || ++parts > kMaxKeyDepth) return NameKind::Refused;
+        if (b >= to) return NameKind::Plain;
+        partStart = b + 2;
+    }
+}
+
 // Whether decoded parts are all there and within Wine's limits.
 bool PartsWithinLimits(const std::vector<std::u16string>& parts) {
     if (parts.empty() || parts.size() > kMaxKeyDepth) return false;
     for (const auto& p : parts)
         if (p.empty() || p.size() > kMaxKeyNameUnits) return false;
     return true;
+}
+
+// How many bytes two texts start with alike, compared eight at a time: names of
+// keys in a file share long starts with the key before.
+size_t CommonStart(std::string_view a, std::string_view b) {
+    const size_t n = std::min(a.size(), b.size());
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t x, y;
+        std::memcpy(&x, a.data() + i, 8);
+        std::memcpy(&y, b.data() + i, 8);
+        if (x == y) continue;
+        const std::uint64_t diff = x ^ y;
+        if constexpr (std::endian::native == std::endian::little)
+            return i + static_cast<size_t>(std::countr_zero(diff)) / 8;
+        else
+            return i + static_cast<size_t>(std::countl_zero(diff)) / 8;
+    }
+    while (i < n && a[i] == b[i]) ++i;
+    return i;
+}
+
+// How many backslashes a text holds, eight bytes at a time.
+size_t CountBackslashes(std::string_view s) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+    constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7FULL;
+    size_t n = 0;
+    size_t i = 0;
+    for (; i + 8 <= s.size(); i += 8) {
+        std::uint64_t x;
+        std::memcpy(&x, s.data() + i, 8);
+        x ^= kOnes * '\\';
+        // The high bit of each byte that was a backslash (now zero), and no other.
+        const std::uint64_t zero = ~(((x & kLow7) + kLow7) | x | kLow7);
+        // Their count: a multiply adds the bytes' ones into the top byte.
+        n += static_cast<size_t>(((zero >> 7) * kOnes) >> 56);
+    }
+    for (; i < s.size(); ++i) n += s[i] == '\\';
+    return n;
 }
 
 // Printable ASCII folded as Wine folds it, looked up without the full table.
@@ -859,11 +916,9 @@ private:
             }
             return map[static_cast<unsigned char>(s[i++])] + 2;
         };
-        size_t i = static_cast<size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first -
-                                       a.begin());
+        size_t i = CommonStart(a, b);
         // Backslashes come in pairs, and alike bytes never end inside one.
-        size_t parts =
-            shared ? static_cast<size_t>(std::count(a.begin(), a.begin() + i, '\\')) / 2 : 0;
+        size_t parts = shared ? CountBackslashes(a.substr(0, i)) / 2 : 0;
         size_t j = i;
         for (;;) {
             const int x = next(a, i);
@@ -1008,8 +1063,8 @@ public:
         hive_.chunks.reserve(text.size() / 192 + 16);
         KeyBlocks tailBlocks;
         std::pmr::vector<RegHive::Chunk> tailChunks(&tailBlocks);
-        Part head{source->head, hive_.chunks, 0, false, {}, false};
-        Part tail{source->tail, tailChunks, 0, false, {}, false};
+        Part head{source->head, hive_.chunks, 0, false, {}, false, {}};
+        Part tail{source->tail, tailChunks, 0, false, {}, false, {}};
         std::thread other;
         if (split != std::string_view::npos)
             other = std::thread([&] {
@@ -1078,6 +1133,7 @@ private:
         // The last section's name as read, for the order of the next one.
         std::string lastName;
         bool lastPlain = false;
+        ByteMarks marks;
     };
 
     // Bytes [from, to) of the text; the part at 0 holds the first line and the
@@ -1105,21 +1161,36 @@ private:
         size_t start = 0;
         ValueLineParser values(false);
         std::vector<std::u16string> parts;
+        part.marks.Mark(text);
         try {
             if (first && (!rd.Next(line, start) || line != kFirstLine)) return false;
-            while (rd.Next(line, start)) {
+            for (;;) {
+                if (!part.sections.empty()) {
+                    const size_t next = CommonLine(text, rd.Pos(), base, part);
+                    if (next != std::string_view::npos) {
+                        rd.Seek(next);
+                        continue;
+                    }
+                }
+                if (!rd.Next(line, start)) break;
                 const std::string_view p = SkipSpace(line);
                 switch (p.empty() ? '\0' : p[0]) {
                     case '[': {
                         (part.chunks.empty() ? part.headerEnd : part.chunks.back().end) =
                             base + start;
-                        const size_t r = ScanWineString(After(p, 1), ']');
-                        if (r == std::string_view::npos) return false;
+                        const auto from = static_cast<size_t>(p.data() + 1 - text.data());
+                        size_t r = p.find(']', 1);
+                        NameKind kind = r == std::string_view::npos
+                                            ? NameKind::Other
+                                            : KindOfName(part.marks, text, from, from + r - 1);
+                        if (kind != NameKind::Plain) {
+                            r = ScanWineString(After(p, 1), ']');
+                            if (r == std::string_view::npos) return false;
+                            kind = KindOfName(p.substr(1, r - 1));
+                        }
                         const std::string_view name = p.substr(1, r - 1);
-                        const auto nameAt = static_cast<std::uint32_t>(
-                            base + static_cast<size_t>(p.data() + 1 - text.data()));
+                        const auto nameAt = static_cast<std::uint32_t>(base + from);
                         const auto pos = static_cast<std::uint32_t>(base + rd.Pos());
-                        const NameKind kind = KindOfName(name);
                         const bool plain = kind == NameKind::Plain;
                         std::uint16_t shared = 0;
                         if (kind == NameKind::Refused ||
@@ -1167,6 +1238,70 @@ private:
             return false;
         }
         return true;
+    }
+
+    // A line of a section in its most common form, read from the marks alone:
+    // blank, a comment, an option, or a string or DWORD value with a plain name and
+    // nothing to unescape. Returns where the next line starts, or npos for a line
+    // left to the general reading above (which also refuses what is wrong).
+    static size_t CommonLine(std::string_view text, size_t pos, size_t base, Part& part) {
+        if (pos >= text.size()) return std::string_view::npos;
+        const size_t nl = part.marks.Next(ByteMarks::kNewline, pos);
+        const size_t next = nl < text.size() ? nl + 1 : nl;
+        // The line as LineReader cuts it: one "\r" before the newline is dropped.
+        const size_t end = nl < text.size() && nl > pos && text[nl - 1] == '\r' ? nl - 1 : nl;
+        if (end == pos) return next;
+        bool extends = true;
+        switch (text[pos]) {
+            case ';':
+                extends = false;
+                break;
+            case '#':
+                if (text.substr(pos, end - pos).starts_with("#class="))
+                    return std::string_view::npos;
+                break;
+            case '"':
+            case '@':
+                if (!CommonValue(part.marks, text, pos, end)) return std::string_view::npos;
+                break;
+            default:
+                return std::string_view::npos;
+        }
+        if (extends) Extend(part, base + next);
+        return next;
+    }
+
+    // Whether [pos, end) is a value line with a plain name (or "@") and a string
+    // without escapes or a DWORD of hex digits, all without blanks around "=".
+    static bool CommonValue(const ByteMarks& marks, std::string_view text, size_t pos, size_t end) {
+        size_t eq = pos + 1;
+        if (text[pos] == '"') {
+            const size_t q = marks.Next(ByteMarks::kQuote, pos + 1);
+            if (q >= end || q - pos - 1 > kMaxValueNameUnits ||
+                marks.Any(ByteMarks::kNotPlain, pos + 1, q))
+                return false;
+            eq = q + 1;
+        }
+        if (eq + 1 >= end || text[eq] != '=') return false;
+        if (text[eq + 1] == '"') return StringEnd(marks, eq + 2) + 1 == end;
+        constexpr std::string_view kDword = "dword:";
+        const size_t digits = eq + 1 + kDword.size();
+        if (digits >= end || text.substr(eq + 1, kDword.size()) != kDword) return false;
+        for (size_t i = digits; i < end; ++i)
+            if (HexDigit(text[i]) < 0) return false;
+        return true;
+    }
+
+    // Where the closing quote of the string from `from` lies, as ScanWineString
+    // finds it: an escape takes the byte after its backslash.
+    static size_t StringEnd(const ByteMarks& marks, size_t from) {
+        for (;;) {
+            const size_t quote = marks.Next(ByteMarks::kQuote, from);
+            const size_t escape = marks.Next(ByteMarks::kBackslash, from);
+            if (quote < escape) return quote;
+            if (escape == quote) return escape;  // neither
+            from = escape + 2;
+        }
     }
 
     // The last section, and its chunk, go on to `pos`.

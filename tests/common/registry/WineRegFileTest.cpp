@@ -443,6 +443,58 @@ std::string Filler(int first, int count) {
     return out;
 }
 
+TEST(WineRegFile, LinesReadTheSameWhereverTheyFallInTheText) {
+    // The reader finds quotes, backslashes and line ends 64 bytes at a time: each
+    // line is tried at every offset in such a block, after a value line of the
+    // right length.
+    const std::string h = "WINE REGISTRY Version 2\n;; All keys relative to \\\\User\\\\S-1\n";
+    const std::string part256(256, 'p');
+    const std::string long150(150, 'q');
+    const std::vector<std::string> valid = {
+        "\"a\"=\"x\\\"y\"\n",  // an escaped quote inside
+        "\"a\"=\"" + long150 + "\\\"" + long150 + "\"\n",
+        "@=\"C:\\\\dir\\\\\"\n",  // ends with an escaped backslash
+        "\"n\"=dword:0000ffff\n",
+        "\"n\"=dword:+ff \n",
+        "\"v\xc3\xa9\"=\"caf\xc3\xa9\"\n",  // a name outside ASCII
+        "\"crlf\"=\"x\"\r\n",
+        "\"e\"=\"\"\n",
+        "\"x\\q\"=\"1\"\n",
+        "#class=\"c\"\n",
+        "[B\\\\" + part256 + "] 1\n",
+        "[B\\\\k\\]x] 1\n",  // an escaped bracket in the name
+        "[B\\\\\xc3\xa9] 1\n",
+        "[B\\\\\x01] 1\n",  // control bytes and empty parts are Wine's to judge
+        "[B\\\\\\\\C] 1\n",
+    };
+    const std::vector<std::string> refused = {
+        "\"x\"=\"ab\\\"\n",  // the backslash takes the closing quote
+        "\"x\"=\"" + long150 + "\\\"\n",
+        "\"x\"=\"a\"b\n",
+        "\"x\"=\"a\n",
+        "\"x\"=dword:12g\n",
+        "\"x\"=dword:\n",
+        "\"x\"\n",
+        "\"x\"=\n",
+        "\"\xff\"=\"1\"\n",
+        "[B\\\\" + part256 + "p] 1\n",
+        "[B\\\\C\n",
+    };
+    for (int shift = 0; shift < 80; ++shift) {
+        // Header, "[A] 1", then this line: the lines below start at varying offsets.
+        const std::string before = h + "[A] 1\n\"pad\"=\"" + std::string(shift, 'p') + "\"\n";
+        for (const std::string& line : valid) {
+            const std::string text = before + line + "\"z\"=\"1\"\n";
+            EXPECT_EQ(RefusalOf(text), "") << "shift " << shift << ": " << line;
+            EXPECT_EQ(regtest::CheckRoundTrip(text), "") << "shift " << shift << ": " << line;
+        }
+        for (const std::string& line : refused)
+            EXPECT_NE(RefusalOf(before + line + "\"z\"=\"1\"\n").find("x.reg, line 5:"),
+                      std::string::npos)
+                << "shift " << shift << ": " << line;
+    }
+}
+
 TEST(WineRegFile, LargeFilesAreRefusedAtTheirFirstBadLine) {
     const std::string h = "WINE REGISTRY Version 2\n;; All keys relative to \\\\User\\\\S-1\n";
     constexpr int kSections = 40000;  // about 7 MB
