@@ -54,4 +54,24 @@ void FileText::Need(size_t at, size_t n) const {
     if (s.missing == 0) s.source.reset();
 }
 
+void FileText::CopyTo(size_t at, size_t n, std::string& out) const {
+    const State* s = state_.get();
+    bool filled = !s || !s->source;
+    if (!filled) {
+        filled = true;
+        for (size_t b = at / kBlock; b * kBlock < at + n && filled; ++b) filled = s->filled[b];
+    }
+    if (filled) {
+        out.assign(View().substr(at, n));
+        return;
+    }
+    out.resize(n);
+    try {
+        s->source->Read(at, n, out.data());
+    } catch (...) {
+        state_->stale = true;
+        throw;
+    }
+}
+
 }  // namespace velloran

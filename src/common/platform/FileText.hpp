@@ -43,6 +43,9 @@ public:
     // Makes [at, at + n) hold the file's bytes; throws VbError.
     void Need(size_t at, size_t n) const;
     void NeedAll() const { Need(0, size()); }
+    // [at, at + n) copied into `out`; read from the file without filling this
+    // text where it is not filled yet. Throws VbError.
+    void CopyTo(size_t at, size_t n, std::string& out) const;
     std::string_view Part(size_t at, size_t n) const {
         Need(at, n);
         return View().substr(at, n);

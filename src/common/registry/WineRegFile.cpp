@@ -813,8 +813,8 @@ public:
     std::uint32_t Count() const { return static_cast<std::uint32_t>(head.size() + tail.size()); }
 
     // The name's parts, decoded; false when the reader leaves the name alone.
-    bool Parts(const Section& s, std::vector<std::u16string>& out) const {
-        return PartsOf(Name(s), s.plain, out);
+    bool Parts(const Section& s, std::vector<std::u16string>& out) {
+        return PartsOf(LineName(s), s.plain, out);
     }
     // The same for a name as it stands between "[" and "]".
     static bool PartsOf(std::string_view name, bool plain, std::vector<std::u16string>& out) {
@@ -900,6 +900,20 @@ private:
     std::string_view Name(const Section& s) const {
         return text_.Part(s.nameBegin, s.nameEnd - s.nameBegin);
     }
+    // The key line from the name on, copied out of the file: making keys reads a
+    // few bytes of many places, which would each take a page of the text's memory.
+    // Valid until the next call.
+    std::string_view KeyLine(const Section& s) {
+        if (lineOf_ != &s) {
+            lineOf_ = nullptr;
+            text_.CopyTo(s.nameBegin, s.bodyBegin - s.nameBegin, line_);
+            lineOf_ = &s;
+        }
+        return line_;
+    }
+    std::string_view LineName(const Section& s) {
+        return KeyLine(s).substr(0, s.nameEnd - s.nameBegin);
+    }
 
     // Bytes of two plain names: the end of a name sorts first, then the end of a
     // part, then its characters folded as Wine folds them. Bytes alike at the
@@ -941,7 +955,7 @@ private:
             out = left_[depth];
             return true;
         }
-        const std::string_view name = Name(s);
+        const std::string_view name = LineName(s);
         size_t i = 0;
         for (std::uint32_t d = 0; d < depth; ++d) {
             i = name.find("\\\\", i);
@@ -962,7 +976,7 @@ private:
         key->name = name;
         key->parent = owner;
         const Section& s = At(i);
-        key->modified = HeaderTime(text_.Part(s.nameEnd + 1, s.bodyBegin - s.nameEnd - 1));
+        key->modified = HeaderTime(KeyLine(s).substr(s.nameEnd + 1 - s.nameBegin));
         std::u16string deeper;
         const bool own = !Part(s, depth + 1, deeper);
         if (own) {
@@ -992,6 +1006,8 @@ private:
     RegHive& hive_;
     FileText text_;
     std::vector<std::u16string> left_;
+    std::string line_;
+    const Section* lineOf_ = nullptr;  // whose key line `line_` holds
 };
 
 // A part of the text in runs of whole sections. A text in memory is one run; a

@@ -8,7 +8,6 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string_view>
 
 namespace velloran {
@@ -43,6 +42,17 @@ void AddParents(const fs::path& root, std::vector<fs::path>& out) {
     closedir(d);
 }
 
+// Whether a process's command name starts with `prefix`. Read with plain calls:
+// a desktop runs hundreds of processes, and this is asked of each.
+bool CommandStartsWith(const std::string& commFile, std::string_view prefix) {
+    const int fd = open(commFile.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    char name[64];
+    const ssize_t n = read(fd, name, sizeof name);
+    close(fd);
+    return n > 0 && std::string_view(name, static_cast<size_t>(n)).starts_with(prefix);
+}
+
 // A wineserver works in its server folder: look for one whose working directory
 // has the prefix's server folder name. Catches servers whose lock cannot be seen.
 pid_t FindServerProcess(const std::string& dirName, fs::path& serverDir) {
@@ -53,10 +63,8 @@ pid_t FindServerProcess(const std::string& dirName, fs::path& serverDir) {
         char* end = nullptr;
         long pid = std::strtol(e->d_name, &end, 10);
         if (pid <= 0 || *end) continue;
-        std::string base = std::string("/proc/") + e->d_name;
-        std::ifstream comm(base + "/comm");
-        std::string name;
-        if (!std::getline(comm, name) || name.rfind("wineserver", 0) != 0) continue;
+        const std::string base = std::string("/proc/") + e->d_name;
+        if (!CommandStartsWith(base + "/comm", "wineserver")) continue;
         char buf[4096];
         ssize_t n = readlink((base + "/cwd").c_str(), buf, sizeof buf - 1);
         if (n <= 0) continue;
