@@ -1079,8 +1079,8 @@ public:
         hive_.chunks.reserve(text.size() / 192 + 16);
         KeyBlocks tailBlocks;
         std::pmr::vector<RegHive::Chunk> tailChunks(&tailBlocks);
-        Part head{source->head, hive_.chunks, 0, false, {}, false, {}};
-        Part tail{source->tail, tailChunks, 0, false, {}, false, {}};
+        Part head{source->head, hive_.chunks, 0, false, {}, {}, false, {}};
+        Part tail{source->tail, tailChunks, 0, false, {}, {}, false, {}};
         std::thread other;
         if (split != std::string_view::npos)
             other = std::thread([&] {
@@ -1146,7 +1146,9 @@ private:
         std::pmr::vector<RegHive::Chunk>& chunks;
         size_t headerEnd = 0;
         bool ok = false;
-        // The last section's name as read, for the order of the next one.
+        // The last section's name as read, for the order of the next one: in the
+        // run being read, or kept in `lastName` once the run's buffer is reused.
+        std::string_view last;
         std::string lastName;
         bool lastPlain = false;
         ByteMarks marks;
@@ -1213,10 +1215,10 @@ private:
                             (kind == NameKind::Other &&
                              !WineSections::PartsOf(name, false, parts)) ||
                             (!part.sections.empty() &&
-                             WineSections::CompareNames(part.lastName, part.lastPlain, name, plain,
+                             WineSections::CompareNames(part.last, part.lastPlain, name, plain,
                                                         &shared) >= 0))
                             return false;
-                        part.lastName.assign(name);
+                        part.last = name;
                         part.lastPlain = plain;
                         part.sections.push_back({nameAt, nameAt + static_cast<std::uint32_t>(r - 1),
                                                  pos, pos, plain, shared});
@@ -1252,6 +1254,11 @@ private:
             }
         } catch (const ParseError&) {
             return false;
+        }
+        // The buffer may be read into again.
+        if (part.last.data() != part.lastName.data()) {
+            part.lastName.assign(part.last);
+            part.last = part.lastName;
         }
         return true;
     }
