@@ -170,9 +170,18 @@ void RegHive::Clear() {
     retiredTexts.clear();
     headerEnd = 0;
     chunks.clear();
+    chunksPending = false;
     fromFile = false;
     arch.clear();
     archLine = 0;
+}
+
+std::pmr::vector<RegHive::Chunk>& RegHive::Chunks() {
+    if (chunksPending) {
+        chunksPending = false;
+        keySource->MakeChunks(chunks);
+    }
+    return chunks;
 }
 
 void RegHive::JoinText() {

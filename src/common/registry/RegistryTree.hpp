@@ -99,9 +99,22 @@ using RegKeyPtr = std::unique_ptr<RegKeyNode, RegKeyRelease>;
 
 // Where the keys of a large file come from when they are made only as something
 // looks below their parent: most of a file's keys are never looked at.
+// A key section of a file's text: where it starts, where its content ends, and
+// where the next one starts (blank and comment lines between included).
+struct RegChunk {
+    size_t begin = 0;       // the "[" line
+    size_t contentEnd = 0;  // after the section's last line of content
+    size_t end = 0;         // before the next section (blank and ";" lines included)
+    RegKeyNode* key = nullptr;
+    // A section of a file read lazily, whose key may not be made yet.
+    std::uint32_t section = 0xFFFFFFFF;
+};
+
 class RegKeySource {
 public:
     virtual ~RegKeySource() = default;
+    // The chunks of the source's text, one for each of its items.
+    virtual void MakeChunks(std::pmr::vector<RegChunk>& out) const = 0;
     // The direct subkeys of `owner`, in order, from the source's items
     // [first, last), which all lie below `owner`, a key `depth` levels down.
     virtual void MakeSubkeys(RegKeyNode* owner, std::uint32_t first, std::uint32_t last,
@@ -209,14 +222,7 @@ struct RegHive {
     // The file text as read (or last written), cut into the header and one chunk
     // per key section so that untouched sections can be written back verbatim.
     static constexpr std::uint32_t kNoSection = 0xFFFFFFFF;
-    struct Chunk {
-        size_t begin = 0;       // the "[" line
-        size_t contentEnd = 0;  // after the section's last line of content
-        size_t end = 0;         // before the next section (blank and ";" lines included)
-        RegKeyNode* key = nullptr;
-        // A section of a file read lazily, whose key may not be made yet.
-        std::uint32_t section = kNoSection;
-    };
+    using Chunk = RegChunk;
     // The keys of a file read lazily, and those of its sections made so far.
     std::unique_ptr<RegKeySource> keySource;
     std::unordered_map<std::uint32_t, RegKeyNode*> sectionKeys;
@@ -235,8 +241,12 @@ struct RegHive {
     // Texts replaced by a save: values not parsed yet still point into them.
     std::vector<FileText> retiredTexts;
     size_t headerEnd = 0;
-    // On the hive's blocks: a large file has a chunk for each of many keys.
+    // On the hive's blocks: a large file has a chunk for each of many keys. A file
+    // read lazily has its chunks made from `keySource` when first asked for
+    // (`chunksPending`): most loads never save.
     std::pmr::vector<Chunk> chunks{&blocks};
+    bool chunksPending = false;
+    std::pmr::vector<Chunk>& Chunks();
     bool fromFile = false;  // false: a new file, written with a fresh header
     std::string arch;       // "win32", "win64" or empty
     int archLine = 0;

@@ -793,10 +793,23 @@ public:
         std::uint32_t bodyBegin;   // the line after the key line
         std::uint32_t contentEnd;  // after its last line of content
         bool plain;
+        std::uint8_t lead;  // blanks before "["
         // How many leading parts of the name equal those of the section before:
         // a key's subkeys are found from these alone, without their names.
         std::uint16_t shared;
+        std::uint32_t LineBegin() const { return nameBegin - 1 - lead; }
     };
+
+    void MakeChunks(std::pmr::vector<RegHive::Chunk>& out) const override {
+        const std::uint32_t n = Count();
+        out.clear();
+        out.reserve(n);
+        for (std::uint32_t i = 0; i < n; ++i) {
+            const Section& s = At(i);
+            out.push_back({s.LineBegin(), s.contentEnd,
+                           i + 1 < n ? At(i + 1).LineBegin() : text_.size(), nullptr, i});
+        }
+    }
 
     WineSections(RegHive& hive, FileText text)
         : head(&hive.blocks), tail(&tailBlocks), hive_(hive), text_(std::move(text)) {}
@@ -1075,12 +1088,8 @@ public:
         if (text.size() >= 0xFFFFFFF0u) return false;
         auto source = std::make_unique<WineSections>(hive_, text);
         const size_t split = text.size() >= kSplitBytes ? Split() : std::string_view::npos;
-        // Room for the whole file's chunks at once: the second part's are added.
-        hive_.chunks.reserve(text.size() / 192 + 16);
-        KeyBlocks tailBlocks;
-        std::pmr::vector<RegHive::Chunk> tailChunks(&tailBlocks);
-        Part head{source->head, hive_.chunks, 0, false, {}, {}, false, {}};
-        Part tail{source->tail, tailChunks, 0, false, {}, {}, false, {}};
+        Part head{source->head, 0, false, {}, {}, false, {}};
+        Part tail{source->tail, 0, false, {}, {}, false, {}};
         std::thread other;
         if (split != std::string_view::npos)
             other = std::thread([&] {
@@ -1103,19 +1112,13 @@ public:
             if (head.sections.empty() ||
                 source->Compare(head.sections.back(), tail.sections.front()) >= 0)
                 return false;
-            head.chunks.back().end = tail.chunks.front().begin;
             tail.sections.front().shared =
                 source->SharedParts(head.sections.back(), tail.sections.front());
-            const auto base = static_cast<std::uint32_t>(head.sections.size());
-            hive_.chunks.reserve(hive_.chunks.size() + tail.chunks.size());
-            for (RegHive::Chunk c : tail.chunks) {
-                c.section += base;
-                hive_.chunks.push_back(c);
-            }
         }
         hive_.headerEnd = head.headerEnd;
         hive_.root->subkeys.SetPending(source.get(), hive_.root.get(), 0, source->Count(), 0);
         hive_.keySource = std::move(source);
+        hive_.chunksPending = true;
         return true;
     }
 
@@ -1143,7 +1146,6 @@ private:
 
     struct Part {
         std::pmr::vector<WineSections::Section>& sections;
-        std::pmr::vector<RegHive::Chunk>& chunks;
         size_t headerEnd = 0;
         bool ok = false;
         // The last section's name as read, for the order of the next one: in the
@@ -1160,7 +1162,6 @@ private:
         part.headerEnd = to;
         // A section takes a few hundred bytes: room for most files' sections at once.
         part.sections.reserve((to - from) / 192 + 16);
-        if (from != 0) part.chunks.reserve((to - from) / 192 + 16);
         SectionWindows windows(hive_.text, from, to);
         std::string_view run;
         size_t at = 0;
@@ -1194,8 +1195,9 @@ private:
                 const std::string_view p = SkipSpace(line);
                 switch (p.empty() ? '\0' : p[0]) {
                     case '[': {
-                        (part.chunks.empty() ? part.headerEnd : part.chunks.back().end) =
-                            base + start;
+                        if (part.sections.empty()) part.headerEnd = base + start;
+                        const size_t lead = static_cast<size_t>(p.data() - line.data());
+                        if (lead > 0xFF) return false;
                         const auto from = static_cast<size_t>(p.data() + 1 - text.data());
                         size_t r = p.find(']', 1);
                         NameKind kind = r == std::string_view::npos
@@ -1221,10 +1223,8 @@ private:
                         part.last = name;
                         part.lastPlain = plain;
                         part.sections.push_back({nameAt, nameAt + static_cast<std::uint32_t>(r - 1),
-                                                 pos, pos, plain, shared});
-                        part.chunks.push_back(
-                            {base + start, pos, hive_.text.size(), nullptr,
-                             static_cast<std::uint32_t>(part.sections.size() - 1)});
+                                                 pos, pos, plain, static_cast<std::uint8_t>(lead),
+                                                 shared});
                         break;
                     }
                     case '@':
@@ -1327,10 +1327,9 @@ private:
         }
     }
 
-    // The last section, and its chunk, go on to `pos`.
+    // The last section goes on to `pos`.
     static void Extend(Part& part, size_t pos) {
         part.sections.back().contentEnd = static_cast<std::uint32_t>(pos);
-        part.chunks.back().contentEnd = pos;
     }
 
     RegHive& hive_;
@@ -1840,6 +1839,7 @@ private:
 
 PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch) {
     hive.JoinText();
+    hive.Chunks();
     ++hive.renders;
     RenderItems items = ChunkItems(hive);
     const NewSections after = PlaceNewSections(hive, items);
@@ -1895,6 +1895,7 @@ namespace {
 // The chunks of the rendered text. Where no run is read from a place already
 // written, they are moved within the old list, as it is at most as long then.
 void MakeRenderedChunks(RegHive& hive) {
+    hive.Chunks();
     size_t total = 0;
     bool inPlace = true;
     for (const RegHive::LayoutRun& r : hive.renderedLayout) {

@@ -184,7 +184,7 @@ TEST(WineRegFile, RewritingEveryKeyReproducesWinesFile) {
             k->touched = true;
             for (auto& sub : k->subkeys) stack.push_back(sub.get());
         }
-        hive.chunks.clear();
+        hive.Chunks().clear();
         EXPECT_EQ(RenderWineRegistry(hive, WineBranch::User, "win64"), original) << name;
     }
 }
@@ -252,14 +252,14 @@ TEST(WineRegFile, CommentsAndLayoutOfUntouchedPartsSurviveEdits) {
     ScratchDir dir;
     const std::string text = std::string(kHeader) +
                              "\n[A] 1700000000\n\"x\"=\"1\"\n"
-                             "\n; about B\n[B] 1700000000\n  \"y\" = \"2\"\n"
+                             "\n; about B\n  [B] 1700000000\n  \"y\" = \"2\"\n"
                              "\n[C] 1700000000\n\"z\"=\"3\"\n";
     auto store = StoreWith(dir, text);
     store->WriteValue(kHKeyCurrentUser, "A", "x", RegValue::String("changed"));
     store->DeleteKey(kHKeyCurrentUser, "C", false);
     store->Save();
     std::string saved = ReadBytes(dir / "user.reg");
-    EXPECT_NE(saved.find("\"x\"=\"changed\"\n\n; about B\n[B] 1700000000\n  \"y\" = \"2\"\n"),
+    EXPECT_NE(saved.find("\"x\"=\"changed\"\n\n; about B\n  [B] 1700000000\n  \"y\" = \"2\"\n"),
               std::string::npos)
         << saved;
     EXPECT_EQ(saved.find("[C]"), std::string::npos);
@@ -273,6 +273,8 @@ TEST(WineRegFile, CommentsAndLayoutOfUntouchedPartsSurviveEdits) {
     EXPECT_EQ(Section(again, "[A]"), Section(saved, "[A]"));
     EXPECT_NE(Section(again, "[B]").find("\"w\"=dword:00000007\n\"y\"=\"2\"\n"), std::string::npos)
         << again;
+    // The blanks before "[B]" went with its line: the comment before it stays whole.
+    EXPECT_NE(again.find("; about B\n[B] "), std::string::npos) << again;
 }
 
 TEST(WineRegFile, EscapesFollowWinesRules) {
@@ -645,7 +647,7 @@ TEST(WineRegFile, ASortedFileMakesOnlyTheKeysLookedAtAndTheSameTreeAsAnyOrder) {
         ReadWineRegistry(full, Reversed(big), "big.reg");
         EXPECT_EQ(regtest::CompareTrees(*lazy.root, *full.root), "");
         EXPECT_EQ(RenderWineRegistry(lazy, WineBranch::User, "win64"), big);
-        EXPECT_EQ(lazy.chunks.size(), 30000u);
+        EXPECT_EQ(lazy.Chunks().size(), 30000u);
     }
     // One key looked at: its parents' children are made, nothing below its siblings.
     const std::string text = std::string(kHeader) +
@@ -703,9 +705,10 @@ TEST(WineRegFile, EachSaveLeavesTheLayoutAFreshReadWouldFind) {
         RegHive fresh;
         ReadWineRegistry(fresh, text, "fresh.reg");
         if (adopted.headerEnd != fresh.headerEnd) return std::string("header end differs");
-        if (adopted.chunks.size() != fresh.chunks.size()) return std::string("chunk count differs");
-        for (size_t i = 0; i < fresh.chunks.size(); ++i) {
-            const auto &a = adopted.chunks[i], &f = fresh.chunks[i];
+        const auto& freshChunks = fresh.Chunks();
+        if (adopted.chunks.size() != freshChunks.size()) return std::string("chunk count differs");
+        for (size_t i = 0; i < freshChunks.size(); ++i) {
+            const auto &a = adopted.chunks[i], &f = freshChunks[i];
             if (a.begin != f.begin || a.contentEnd != f.contentEnd || a.end != f.end)
                 return "chunk " + std::to_string(i) + " differs";
         }
