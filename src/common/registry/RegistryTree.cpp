@@ -171,17 +171,59 @@ void RegHive::Clear() {
     headerEnd = 0;
     chunks.clear();
     chunksPending = false;
+    pendingLayout.clear();
     fromFile = false;
     arch.clear();
     archLine = 0;
 }
 
 std::pmr::vector<RegHive::Chunk>& RegHive::Chunks() {
-    if (chunksPending) {
-        chunksPending = false;
-        keySource->MakeChunks(chunks);
+    if (!chunksPending) return chunks;
+    chunksPending = false;
+    const size_t n = keySource->ChunkCount();
+    chunks.clear();
+    chunks.reserve(n);
+    for (size_t i = 0; i < n; ++i) chunks.push_back(keySource->ChunkAt(i));
+    if (!pendingLayout.empty()) {
+        ApplyLayout(pendingLayout, pendingSize);
+        pendingLayout.clear();
     }
     return chunks;
+}
+
+void RegHive::ApplyLayout(const std::vector<LayoutRun>& layout, size_t size) {
+    // In place where no run reads from a place already written, which is how a
+    // save usually leaves it: most chunks only move.
+    size_t total = 0;
+    bool inPlace = true;
+    for (const LayoutRun& r : layout) {
+        inPlace = inPlace && (r.count == 0 || r.first >= total);
+        total += r.count ? r.count : 1;
+    }
+    inPlace = inPlace && total <= chunks.size();
+    std::pmr::vector<Chunk> fresh(&blocks);
+    if (!inPlace) fresh.resize(total);
+    std::pmr::vector<Chunk>& out = inPlace ? chunks : fresh;
+    size_t j = 0;
+    for (const LayoutRun& r : layout) {
+        if (r.count == 0) {
+            out[j++] = r.chunk;
+            continue;
+        }
+        for (size_t i = r.first; i < r.first + r.count; ++i) {
+            Chunk c = chunks[i];
+            c.begin = static_cast<size_t>(static_cast<std::ptrdiff_t>(c.begin) + r.shift);
+            c.contentEnd = static_cast<size_t>(static_cast<std::ptrdiff_t>(c.contentEnd) + r.shift);
+            out[j++] = c;
+        }
+    }
+    out.resize(total);
+    for (size_t i = 0; i < out.size(); ++i) {
+        Chunk& c = out[i];
+        c.end = i + 1 < out.size() ? out[i + 1].begin : size;
+        c.contentEnd = std::min(c.contentEnd, c.end);
+    }
+    if (!inPlace) chunks = std::move(fresh);
 }
 
 void RegHive::JoinText() {

@@ -114,7 +114,8 @@ class RegKeySource {
 public:
     virtual ~RegKeySource() = default;
     // The chunks of the source's text, one for each of its items.
-    virtual void MakeChunks(std::pmr::vector<RegChunk>& out) const = 0;
+    virtual size_t ChunkCount() const = 0;
+    virtual RegChunk ChunkAt(size_t i) const = 0;
     // The direct subkeys of `owner`, in order, from the source's items
     // [first, last), which all lie below `owner`, a key `depth` levels down.
     virtual void MakeSubkeys(RegKeyNode* owner, std::uint32_t first, std::uint32_t last,
@@ -260,6 +261,13 @@ struct RegHive {
         Chunk chunk;
     };
     std::vector<LayoutRun> renderedLayout;
+    // A layout adopted while the chunks were still pending: applied to them when
+    // they are made, with the size of the text it describes.
+    std::vector<LayoutRun> pendingLayout;
+    size_t pendingSize = 0;
+    // Makes the chunks the runs of `layout` over the present ones describe, in a
+    // text of `size` bytes.
+    void ApplyLayout(const std::vector<LayoutRun>& layout, size_t size);
     std::uint32_t renders = 0;  // counts the renders, for RegKeyNode::emittedIn
     size_t renderedHeaderEnd = 0;
     size_t renderedSize = 0;

@@ -800,15 +800,12 @@ public:
         std::uint32_t LineBegin() const { return nameBegin - 1 - lead; }
     };
 
-    void MakeChunks(std::pmr::vector<RegHive::Chunk>& out) const override {
-        const std::uint32_t n = Count();
-        out.clear();
-        out.reserve(n);
-        for (std::uint32_t i = 0; i < n; ++i) {
-            const Section& s = At(i);
-            out.push_back({s.LineBegin(), s.contentEnd,
-                           i + 1 < n ? At(i + 1).LineBegin() : text_.size(), nullptr, i});
-        }
+    size_t ChunkCount() const override { return Count(); }
+    RegHive::Chunk ChunkAt(size_t i) const override {
+        const auto at = static_cast<std::uint32_t>(i);
+        const Section& s = At(at);
+        return {s.LineBegin(), s.contentEnd,
+                at + 1 < Count() ? At(at + 1).LineBegin() : text_.size(), nullptr, at};
     }
 
     WineSections(RegHive& hive, FileText text)
@@ -1652,20 +1649,40 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
 using RenderItems = std::pmr::vector<RenderItem>;
 // Neighbouring sections kept as read are one item: a large file is mostly such
 // runs.
-RenderItems ChunkItems(RegHive& hive) {
+// The hive's chunks as the writer reads them: its list, or, for a file read by
+// sections whose list was never needed, each made from its section when asked.
+class ChunkView {
+public:
+    explicit ChunkView(RegHive& hive)
+        : hive_(hive),
+          source_(hive.chunksPending && hive.pendingLayout.empty() ? hive.keySource.get()
+                                                                   : nullptr) {
+        if (!source_) hive.Chunks();
+    }
+    bool FromSections() const { return source_ != nullptr; }
+    size_t size() const { return source_ ? source_->ChunkCount() : hive_.chunks.size(); }
+    RegHive::Chunk operator[](size_t i) const {
+        return source_ ? source_->ChunkAt(i) : hive_.chunks[i];
+    }
+
+private:
+    const RegHive& hive_;
+    const RegKeySource* source_;
+};
+
+RenderItems ChunkItems(RegHive& hive, const ChunkView& chunks) {
     RenderItems items(&hive.blocks);
-    const auto keep = [&](size_t i, RegKeyNode* k) {
+    // `count` chunks from `i` on, as read.
+    const auto keep = [&](size_t i, RegKeyNode* k, size_t count = 1) {
         const auto at = static_cast<long>(i);
         RenderItem* last = items.empty() ? nullptr : &items.back();
         if (last && last->kind == RenderItem::Verbatim && last->chunk + last->count == at &&
-            hive.chunks[i - 1].end == hive.chunks[i].begin)
-            ++last->count;
+            chunks[i - 1].end == chunks[i].begin)
+            last->count += static_cast<long>(count);
         else
-            items.push_back({RenderItem::Verbatim, at, k});
+            items.push_back({RenderItem::Verbatim, at, k, static_cast<long>(count)});
     };
-    for (size_t i = 0; i < hive.chunks.size(); ++i) {
-        const auto& c = hive.chunks[i];
-        RegKeyNode* k = hive.KeyOf(c);
+    const auto add = [&](size_t i, const RegHive::Chunk& c, RegKeyNode* k) {
         if (!k) {
             // A key never made cannot have changed.
             keep(i, nullptr);
@@ -1678,7 +1695,26 @@ RenderItems ChunkItems(RegHive& hive) {
         } else if (HasComment(hive.text.Part(c.contentEnd, c.end - c.contentEnd))) {
             items.push_back({RenderItem::Trivia, static_cast<long>(i), nullptr});
         }
+    };
+    if (!chunks.FromSections()) {
+        for (size_t i = 0; i < chunks.size(); ++i) {
+            const RegHive::Chunk c = chunks[i];
+            add(i, c, hive.KeyOf(c));
+        }
+        return items;
     }
+    // Only sections whose keys were made can have changed; the runs between them
+    // are kept whole.
+    std::vector<std::pair<std::uint32_t, RegKeyNode*>> made(hive.sectionKeys.begin(),
+                                                            hive.sectionKeys.end());
+    std::sort(made.begin(), made.end());
+    size_t next = 0;
+    for (const auto& [section, k] : made) {
+        if (section > next) keep(next, nullptr, section - next);
+        add(section, chunks[section], k);
+        next = section + 1;
+    }
+    if (next < chunks.size()) keep(next, nullptr, chunks.size() - next);
     return items;
 }
 
@@ -1687,7 +1723,7 @@ RenderItems ChunkItems(RegHive& hive) {
 // after item i). In writing order; usually there are none.
 using NewSections = std::vector<std::pair<size_t, RegKeyNode*>>;
 // Runs of kept sections as one item each, for placing new sections between them.
-void SplitRuns(const RegHive& hive, RenderItems& items) {
+void SplitRuns(const RegHive& hive, const ChunkView& chunks, RenderItems& items) {
     RenderItems split(items.get_allocator());
     for (const RenderItem& it : items) {
         if (it.kind != RenderItem::Verbatim || it.count == 1) {
@@ -1695,13 +1731,12 @@ void SplitRuns(const RegHive& hive, RenderItems& items) {
             continue;
         }
         for (long i = it.chunk; i < it.chunk + it.count; ++i)
-            split.push_back(
-                {RenderItem::Verbatim, i, hive.KeyOf(hive.chunks[static_cast<size_t>(i)])});
+            split.push_back({RenderItem::Verbatim, i, hive.KeyOf(chunks[static_cast<size_t>(i)])});
     }
     items = std::move(split);
 }
 
-NewSections PlaceNewSections(RegHive& hive, RenderItems& items) {
+NewSections PlaceNewSections(RegHive& hive, const ChunkView& chunks, RenderItems& items) {
     const auto isNew = [&hive](const RegKeyNode* k) {
         return k->touched && k->emittedIn != hive.renders && NeedsSection(k);
     };
@@ -1716,15 +1751,14 @@ NewSections PlaceNewSections(RegHive& hive, RenderItems& items) {
         for (const auto& s : k->subkeys.Made()) stack.push_back(s.get());
     }
     if (!any) return {};
-    SplitRuns(hive, items);
+    SplitRuns(hive, chunks, items);
     // Numbering makes every key, so each kept section has its key from here on.
     const std::vector<RegKeyNode*> order = NumberInWineOrder(hive);
     std::vector<std::pair<std::int64_t, size_t>> placed;  // (key order, item index)
     for (size_t i = 0; i < items.size(); ++i) {
         if (items[i].kind == RenderItem::Trivia) continue;
-        const RegKeyNode* k = items[i].key
-                                  ? items[i].key
-                                  : hive.KeyOf(hive.chunks[static_cast<size_t>(items[i].chunk)]);
+        const RegKeyNode* k =
+            items[i].key ? items[i].key : hive.KeyOf(chunks[static_cast<size_t>(items[i].chunk)]);
         if (k) placed.emplace_back(k->order, i);
     }
     std::sort(placed.begin(), placed.end());
@@ -1743,7 +1777,8 @@ NewSections PlaceNewSections(RegHive& hive, RenderItems& items) {
 // Writes the file text and records the layout of what it wrote in the hive.
 class SectionWriter {
 public:
-    explicit SectionWriter(RegHive& hive) : hive_(hive), text_(hive.text.View()), out_(hive.text) {
+    SectionWriter(RegHive& hive, const ChunkView& chunks)
+        : hive_(hive), chunks_(chunks), text_(hive.text.View()), out_(hive.text) {
         adjacent_ = hive.fromFile ? -1 : kNone;
     }
 
@@ -1768,11 +1803,12 @@ public:
     }
 
     void Item(const RenderItem& it) {
-        const auto& c = hive_.chunks[static_cast<size_t>(it.chunk)];
+        const RegHive::Chunk c = chunks_[static_cast<size_t>(it.chunk)];
         switch (it.kind) {
             case RenderItem::Verbatim: {
                 Separate(it.chunk);
-                const auto& lastOfRun = hive_.chunks[static_cast<size_t>(it.chunk + it.count - 1)];
+                const RegHive::Chunk lastOfRun =
+                    chunks_[static_cast<size_t>(it.chunk + it.count - 1)];
                 hive_.renderedLayout.push_back({static_cast<size_t>(it.chunk),
                                                 static_cast<size_t>(it.count),
                                                 static_cast<std::ptrdiff_t>(out_.size()) -
@@ -1812,7 +1848,7 @@ public:
             hive_.renderedHeaderEnd = layout.front().chunk.begin;
         else
             hive_.renderedHeaderEnd = static_cast<size_t>(
-                static_cast<std::ptrdiff_t>(hive_.chunks[layout.front().first].begin) +
+                static_cast<std::ptrdiff_t>(chunks_[layout.front().first].begin) +
                 layout.front().shift);
         return std::move(out_);
     }
@@ -1829,6 +1865,7 @@ private:
     }
 
     RegHive& hive_;
+    const ChunkView& chunks_;
     const std::string_view text_;
     PieceText out_;
     // The original chunk whose end was written last (-1: the header).
@@ -1839,12 +1876,12 @@ private:
 
 PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string_view arch) {
     hive.JoinText();
-    hive.Chunks();
     ++hive.renders;
-    RenderItems items = ChunkItems(hive);
-    const NewSections after = PlaceNewSections(hive, items);
+    const ChunkView chunks(hive);
+    RenderItems items = ChunkItems(hive, chunks);
+    const NewSections after = PlaceNewSections(hive, chunks, items);
 
-    SectionWriter writer(hive);
+    SectionWriter writer(hive, chunks);
     writer.Header(branch, arch);
     size_t next = 0;
     const auto newSectionsAt = [&](size_t place) {
@@ -1858,9 +1895,9 @@ PieceText RenderWineRegistryPieces(RegHive& hive, WineBranch branch, std::string
     }
     const bool endsAsRead =
         !items.empty() && items.back().kind == RenderItem::Verbatim &&
-        static_cast<size_t>(items.back().chunk + items.back().count) == hive.chunks.size() &&
+        static_cast<size_t>(items.back().chunk + items.back().count) == chunks.size() &&
         (after.empty() || after.back().first != items.size());
-    return writer.Finish(endsAsRead || (hive.fromFile && hive.chunks.empty() && after.empty()));
+    return writer.Finish(endsAsRead || (hive.fromFile && chunks.size() == 0 && after.empty()));
 }
 
 std::string RenderWineRegistry(RegHive& hive, WineBranch branch, std::string_view arch) {
@@ -1895,37 +1932,14 @@ namespace {
 // The chunks of the rendered text. Where no run is read from a place already
 // written, they are moved within the old list, as it is at most as long then.
 void MakeRenderedChunks(RegHive& hive) {
-    hive.Chunks();
-    size_t total = 0;
-    bool inPlace = true;
-    for (const RegHive::LayoutRun& r : hive.renderedLayout) {
-        inPlace = inPlace && (r.count == 0 || r.first >= total);
-        total += r.count ? r.count : 1;
+    if (hive.chunksPending && hive.pendingLayout.empty()) {
+        // The chunks are still to be made from the sections: the layout waits for them.
+        hive.pendingLayout = std::move(hive.renderedLayout);
+        hive.pendingSize = hive.renderedSize;
+    } else {
+        hive.Chunks();
+        hive.ApplyLayout(hive.renderedLayout, hive.renderedSize);
     }
-    inPlace = inPlace && total <= hive.chunks.size();
-    std::pmr::vector<RegHive::Chunk> fresh(&hive.blocks);
-    if (!inPlace) fresh.resize(total);
-    std::pmr::vector<RegHive::Chunk>& out = inPlace ? hive.chunks : fresh;
-    size_t j = 0;
-    for (const RegHive::LayoutRun& r : hive.renderedLayout) {
-        if (r.count == 0) {
-            out[j++] = r.chunk;
-            continue;
-        }
-        for (size_t i = r.first; i < r.first + r.count; ++i) {
-            RegHive::Chunk c = hive.chunks[i];
-            c.begin = static_cast<size_t>(static_cast<std::ptrdiff_t>(c.begin) + r.shift);
-            c.contentEnd = static_cast<size_t>(static_cast<std::ptrdiff_t>(c.contentEnd) + r.shift);
-            out[j++] = c;
-        }
-    }
-    out.resize(total);
-    for (size_t i = 0; i < out.size(); ++i) {
-        RegHive::Chunk& c = out[i];
-        c.end = i + 1 < out.size() ? out[i + 1].begin : hive.renderedSize;
-        c.contentEnd = std::min(c.contentEnd, c.end);
-    }
-    if (!inPlace) hive.chunks = std::move(fresh);
     hive.renderedLayout.clear();
 }
 

@@ -701,14 +701,15 @@ TEST(WineRegFile, ASortedFileMakesOnlyTheKeysLookedAtAndTheSameTreeAsAnyOrder) {
 // After each save the hive's layout must be the one a fresh read of the saved
 // text gives: the next save copies its kept sections by that layout.
 TEST(WineRegFile, EachSaveLeavesTheLayoutAFreshReadWouldFind) {
-    const auto sameLayout = [](const RegHive& adopted, const std::string& text) {
+    const auto sameLayout = [](RegHive& adopted, const std::string& text) {
         RegHive fresh;
         ReadWineRegistry(fresh, text, "fresh.reg");
         if (adopted.headerEnd != fresh.headerEnd) return std::string("header end differs");
         const auto& freshChunks = fresh.Chunks();
-        if (adopted.chunks.size() != freshChunks.size()) return std::string("chunk count differs");
+        const auto& adoptedChunks = adopted.Chunks();
+        if (adoptedChunks.size() != freshChunks.size()) return std::string("chunk count differs");
         for (size_t i = 0; i < freshChunks.size(); ++i) {
-            const auto &a = adopted.chunks[i], &f = freshChunks[i];
+            const auto &a = adoptedChunks[i], &f = freshChunks[i];
             if (a.begin != f.begin || a.contentEnd != f.contentEnd || a.end != f.end)
                 return "chunk " + std::to_string(i) + " differs";
         }
