@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
+#include <optional>
+#include <thread>
 
 #include "common/VbError.hpp"
 #include "common/platform/FileIO.hpp"
@@ -177,20 +180,48 @@ bool WinePrefixStore::WriteChanged(const std::string& arch) {
         WineBranch branch;
         fs::path file;
         FileStamp* stamp;
-    };
-    for (const Branch& b : {Branch{&machine_, WineBranch::Machine, MachineFile(), &machineStamp_},
-                            Branch{&user_, WineBranch::User, UserFile(), &userStamp_}}) {
-        if (b.stamp->link) RefuseLink(b.file);
-        if (!b.hive->dirty) continue;
-        PieceText text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
+        std::optional<PieceText> text;
         FileStamp written;
-        if (!WriteFileAtomically(b.file, text.Pieces(), b.stamp, &written, b.hive->text.View()))
-            return false;
-        *b.stamp = written;
-        if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;
-        AdoptWineRegistry(*b.hive, std::move(text));
+        bool saved = false;
+        std::exception_ptr error = nullptr;
+
+        void Write() {
+            try {
+                saved =
+                    WriteFileAtomically(file, text->Pieces(), stamp, &written, hive->text.View());
+            } catch (...) {
+                error = std::current_exception();
+            }
+        }
+    };
+    Branch branches[] = {{&machine_, WineBranch::Machine, MachineFile(), &machineStamp_, {}, {}},
+                         {&user_, WineBranch::User, UserFile(), &userStamp_, {}, {}}};
+    for (Branch& b : branches) {
+        if (b.stamp->link) RefuseLink(b.file);
+        if (b.hive->dirty) b.text = RenderWineRegistryPieces(*b.hive, b.branch, arch);
     }
-    return true;
+    // Both files wait for the disk at the same time: system.reg's small write
+    // does not add its own wait to the large one's.
+    std::thread other;
+    if (branches[0].text && branches[1].text)
+        other = std::thread([&b = branches[0]] { b.Write(); });
+    else if (branches[0].text)
+        branches[0].Write();
+    if (branches[1].text) branches[1].Write();
+    if (other.joinable()) other.join();
+    // What is on the disk is adopted even when the other file failed.
+    bool all = true;
+    for (Branch& b : branches) {
+        if (!b.text) continue;
+        all = all && b.saved;
+        if (!b.saved) continue;
+        *b.stamp = b.written;
+        if (!b.hive->fromFile && b.hive->arch.empty()) b.hive->arch = arch;
+        AdoptWineRegistry(*b.hive, std::move(*b.text));
+    }
+    for (Branch& b : branches)
+        if (b.error) std::rethrow_exception(b.error);
+    return all;
 }
 
 void WinePrefixStore::Save() {
