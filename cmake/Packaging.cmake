@@ -21,9 +21,11 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${VELLORAN_HOMEPAGE})
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Qt loads its platform and SVG plugins at run time; the linked libraries do not name them.
+# Loaded at run time, so the linked libraries do not name them: sd-bus for power
+# off and reboot, Qt's platform and SVG plugins.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsystemd0")
 if(VELLORAN_GUI)
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6svg6")
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsystemd0, qt6-qpa-plugins, libqt6svg6")
 endif()
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "xdg-utils, adwaita-icon-theme")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "wine")
