@@ -158,6 +158,7 @@ void RegValueList::Load() const {
 }
 
 void RegHive::Clear() {
+    ++reads;
     root.reset(new RegKeyNode);
     removed.clear();
     pool.reset();
@@ -313,6 +314,11 @@ RegKeyNode* TreeStore::FollowLink(RegKeyNode* key, int depth) const {
 }
 
 RegKeyNode* TreeStore::Open(std::uint32_t root, std::string_view path, bool followLastLink) const {
+    BeforeAccess();
+    Opened& o = opened_;
+    if (o.key && o.root == root && o.followLastLink == followLastLink && o.path == path &&
+        o.userReads == user_.reads && o.machineReads == machine_.reads)
+        return o.key;
     Start s = Begin(root, path);
     RegKeyNode* key = s.key;
     for (size_t i = 0; i < s.tokens.size(); ++i) {
@@ -323,6 +329,7 @@ RegKeyNode* TreeStore::Open(std::uint32_t root, std::string_view path, bool foll
             if (!key) return nullptr;
         }
     }
+    o = {key, root, followLastLink, std::string(path), user_.reads, machine_.reads};
     return key;
 }
 
@@ -342,6 +349,7 @@ bool TreeStore::KeyExists(std::uint32_t root, std::string_view path) const {
 }
 
 void TreeStore::CreateKey(std::uint32_t root, std::string_view path) {
+    Forget();
     Start s = Begin(root, path);
     RegKeyNode* key = s.key;
     size_t i = 0;
@@ -381,6 +389,7 @@ bool TreeStore::DeleteKey(std::uint32_t root, std::string_view path, bool recurs
     parent->subkeys.erase(parent->subkeys.begin() + static_cast<std::ptrdiff_t>(index));
     hive.removed.back()->parent = nullptr;
     hive.Touch(parent);
+    Forget();
     return true;
 }
 
@@ -426,12 +435,14 @@ void TreeStore::WriteValue(std::uint32_t root, std::string_view path, std::strin
                       std::string(kSource));
     key->SetValue(n).value = value;
     HiveOf(key).Touch(key);
+    Forget();  // it may be a link's target
 }
 
 bool TreeStore::DeleteValue(std::uint32_t root, std::string_view path, std::string_view name) {
     RegKeyNode* key = OpenOrThrow(root, path);
     size_t index = 0;
     if (!key->FindValue(Utf8ToUtf16(name), &index)) return false;
+    if (key->link) Forget();
     key->values.erase(key->values.begin() + static_cast<std::ptrdiff_t>(index));
     HiveOf(key).Touch(key);
     return true;

@@ -272,6 +272,9 @@ struct RegHive {
     size_t renderedHeaderEnd = 0;
     size_t renderedSize = 0;
 
+    // Counts the times the hive was cleared (read again): keys from before are gone.
+    std::uint64_t reads = 0;
+
     void Touch(RegKeyNode* key);
     // A key in the pool, for the reader; `ReservePool` first.
     void ReservePool(size_t bytes);
@@ -321,6 +324,18 @@ private:
     RegKeyNode* Open(std::uint32_t root, std::string_view path, bool followLastLink) const;
     RegKeyNode* OpenOrThrow(std::uint32_t root, std::string_view path) const;
     RegHive& HiveOf(RegKeyNode* key);
+
+    // The key last opened: a task opens the same path for every value it removes.
+    // Forgotten at any change to keys or links, and when either hive is read again.
+    struct Opened {
+        RegKeyNode* key = nullptr;
+        std::uint32_t root = 0;
+        bool followLastLink = false;
+        std::string path;
+        std::uint64_t userReads = 0, machineReads = 0;
+    };
+    mutable Opened opened_;
+    void Forget() const { opened_.key = nullptr; }
 };
 
 // The tree alone, for tests and for previews that must not touch real data.

@@ -359,7 +359,12 @@ TEST(WinePrefixStore, ChangesOfAnotherWriterDuringTheRunAreKept) {
     WriteBytes(dir / "user.reg.new", text);
     fs::rename(dir / "user.reg.new", dir / "user.reg");
 
+    ASSERT_TRUE(first.KeyExists(kHKeyCurrentUser, kRunMru));
     first.Save();
+    // The store goes on from the file it read again, not from keys it opened before.
+    EXPECT_EQ(first.ReadValue(kHKeyCurrentUser, kRunMru, "b"), RegValue::String("calc"));
+    EXPECT_EQ(first.ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
+              RegValue::String("new"));
     WinePrefixStore after(dir.Path());
     EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url1"), std::nullopt);
     EXPECT_EQ(after.ReadValue(kHKeyCurrentUser, kTyped, "url2"),
@@ -378,6 +383,22 @@ TEST(WinePrefixStore, ChangesOfAnotherWriterDuringTheRunAreKept) {
     EXPECT_EQ(WinePrefixStore(dir.Path()).ReadValue(kHKeyCurrentUser, "Software\\Program", "Key"),
               RegValue::String("new"));
     EXPECT_EQ(WinePrefixStore(dir.Path()).ReadValue(kHKeyCurrentUser, kRunMru, "b"), std::nullopt);
+}
+
+TEST(WinePrefixStore, AKeyOpenedBeforeAChangeIsLookedUpAnewAfterIt) {
+    MemoryStore store;
+    store.WriteValue(kHKeyCurrentUser, "A\\B", "v", RegValue::Dword(1));
+    ASSERT_TRUE(store.KeyExists(kHKeyCurrentUser, "A\\B"));
+    ASSERT_TRUE(store.DeleteKey(kHKeyCurrentUser, "A", true));
+    EXPECT_FALSE(store.DeleteKey(kHKeyCurrentUser, "A", true)) << "removed once only";
+    EXPECT_FALSE(store.KeyExists(kHKeyCurrentUser, "A\\B"));
+    EXPECT_THROW(store.EnumerateValues(kHKeyCurrentUser, "A\\B"), VbError);
+    // Made again, it is a new key: the value of the removed one is not there.
+    store.CreateKey(kHKeyCurrentUser, "A\\B");
+    EXPECT_EQ(store.ReadValue(kHKeyCurrentUser, "A\\B", "v"), std::nullopt);
+    ASSERT_TRUE(store.DeleteKey(kHKeyCurrentUser, "A\\B", false));
+    EXPECT_FALSE(store.KeyExists(kHKeyCurrentUser, "A\\B"));
+    EXPECT_FALSE(store.DeleteValue(kHKeyCurrentUser, "A", "v"));
 }
 
 TEST(WinePrefixStore, ASecondVelloranCleaningDuringTheRunKeepsItsWork) {
