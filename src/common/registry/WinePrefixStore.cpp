@@ -94,15 +94,22 @@ void WinePrefixStore::Load(RegHive& hive, const fs::path& file, FileStamp& stamp
     ReadWineRegistry(hive, std::move(text), file.string());
 }
 
+void WinePrefixStore::Record(Change::Kind kind, std::uint32_t root, std::string_view path,
+                             std::string_view name, const RegValue& value, bool recursive) {
+    if (changedPaths_.empty() || changedPaths_.back() != path) changedPaths_.emplace_back(path);
+    changes_.push_back({kind, root, static_cast<std::uint32_t>(changedPaths_.size() - 1),
+                        std::string(name), value, recursive});
+}
+
 void WinePrefixStore::CreateKey(std::uint32_t root, std::string_view path) {
     if (KeyExists(root, path)) return;
     TreeStore::CreateKey(root, path);
-    changes_.push_back({Change::CreateKey, root, std::string(path), {}, {}, false});
+    Record(Change::CreateKey, root, path);
 }
 
 bool WinePrefixStore::DeleteKey(std::uint32_t root, std::string_view path, bool recursive) {
     if (!TreeStore::DeleteKey(root, path, recursive)) return false;
-    changes_.push_back({Change::DeleteKey, root, std::string(path), {}, {}, recursive});
+    Record(Change::DeleteKey, root, path, {}, {}, recursive);
     return true;
 }
 
@@ -115,13 +122,13 @@ void WinePrefixStore::WriteValue(std::uint32_t root, std::string_view path, std:
         if (old && *old == value) return;
     }
     TreeStore::WriteValue(root, path, name, value);
-    changes_.push_back({Change::WriteValue, root, std::string(path), std::string(name), value});
+    Record(Change::WriteValue, root, path, name, value);
 }
 
 bool WinePrefixStore::DeleteValue(std::uint32_t root, std::string_view path,
                                   std::string_view name) {
     if (!TreeStore::DeleteValue(root, path, name)) return false;
-    changes_.push_back({Change::DeleteValue, root, std::string(path), std::string(name), {}});
+    Record(Change::DeleteValue, root, path, name);
     return true;
 }
 
@@ -130,18 +137,19 @@ void WinePrefixStore::Redo() {
     // What another writer removed meanwhile is gone already; anything else this
     // store did is done again, in the order it was done.
     for (const Change& c : changes_) {
+        const std::string& path = changedPaths_[c.path];
         switch (c.kind) {
             case Change::CreateKey:
-                TreeStore::CreateKey(c.root, c.path);
+                TreeStore::CreateKey(c.root, path);
                 break;
             case Change::DeleteKey:
-                TreeStore::DeleteKey(c.root, c.path, c.recursive);
+                TreeStore::DeleteKey(c.root, path, c.recursive);
                 break;
             case Change::WriteValue:
-                TreeStore::WriteValue(c.root, c.path, c.name, c.value);
+                TreeStore::WriteValue(c.root, path, c.name, c.value);
                 break;
             case Change::DeleteValue:
-                if (KeyExists(c.root, c.path)) TreeStore::DeleteValue(c.root, c.path, c.name);
+                if (KeyExists(c.root, path)) TreeStore::DeleteValue(c.root, path, c.name);
                 break;
         }
     }
@@ -252,11 +260,13 @@ void WinePrefixStore::Save() {
         }
         if (WriteChanged(DefaultArch())) {
             changes_.clear();
+            changedPaths_.clear();
             return;
         }
     }
     if (!IsDirty()) {
         changes_.clear();
+        changedPaths_.clear();
         return;
     }
     throw VbError(vbErrPermissionDenied,

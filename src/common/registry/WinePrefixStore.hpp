@@ -57,15 +57,18 @@ public:
     void CheckNoWineServer() const;
 
 private:
-    // One change as the caller asked for it.
+    // One change as the caller asked for it. A clean makes thousands, most on the
+    // key of the change before: the paths are kept once for each run of them.
     struct Change {
         enum Kind { CreateKey, DeleteKey, WriteValue, DeleteValue } kind;
         std::uint32_t root;
-        std::string path;
+        std::uint32_t path;  // in changedPaths_
         std::string name;
         RegValue value;
         bool recursive = false;
     };
+    void Record(Change::Kind kind, std::uint32_t root, std::string_view path,
+                std::string_view name = {}, const RegValue& value = {}, bool recursive = false);
     void BeforeAccess() const override;
     void Load(RegHive& hive, const std::filesystem::path& file, FileStamp& stamp);
     void LoadBoth();
@@ -80,6 +83,7 @@ private:
     FileStamp userStamp_, machineStamp_;
     bool loaded_ = false;
     std::vector<Change> changes_;
+    std::vector<std::string> changedPaths_;
 };
 
 // Removes temporary files that a save of `file` in a process that no longer runs
