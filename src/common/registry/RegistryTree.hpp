@@ -97,8 +97,6 @@ struct RegKeyRelease {
 };
 using RegKeyPtr = std::unique_ptr<RegKeyNode, RegKeyRelease>;
 
-// Where the keys of a large file come from when they are made only as something
-// looks below their parent: most of a file's keys are never looked at.
 // A key section of a file's text: where it starts, where its content ends, and
 // where the next one starts (blank and comment lines between included).
 struct RegChunk {
@@ -110,6 +108,8 @@ struct RegChunk {
     std::uint32_t section = 0xFFFFFFFF;
 };
 
+// Where the keys of a large file come from when they are made only as something
+// looks below their parent: most of a file's keys are never looked at.
 class RegKeySource {
 public:
     virtual ~RegKeySource() = default;
@@ -248,6 +248,9 @@ struct RegHive {
     std::pmr::vector<Chunk> chunks{&blocks};
     bool chunksPending = false;
     std::pmr::vector<Chunk>& Chunks();
+    // Whether each chunk can still be had from `keySource` as it is: no list made
+    // and no save's layout waiting to be applied to one.
+    bool ChunksFromSource() const { return chunksPending && pendingLayout.empty(); }
     bool fromFile = false;  // false: a new file, written with a fresh header
     std::string arch;       // "win32", "win64" or empty
     int archLine = 0;

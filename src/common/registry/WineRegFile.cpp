@@ -1085,8 +1085,8 @@ public:
         if (text.size() >= 0xFFFFFFF0u) return false;
         auto source = std::make_unique<WineSections>(hive_, text);
         const size_t split = text.size() >= kSplitBytes ? Split() : std::string_view::npos;
-        Part head{source->head, 0, false, {}, {}, false, {}};
-        Part tail{source->tail, 0, false, {}, {}, false, {}};
+        Part head(source->head);
+        Part tail(source->tail);
         std::thread other;
         if (split != std::string_view::npos)
             other = std::thread([&] {
@@ -1142,6 +1142,7 @@ private:
     }
 
     struct Part {
+        explicit Part(std::pmr::vector<WineSections::Section>& into) : sections(into) {}
         std::pmr::vector<WineSections::Section>& sections;
         size_t headerEnd = 0;
         bool ok = false;
@@ -1261,9 +1262,9 @@ private:
     }
 
     // A line of a section in its most common form, read from the marks alone:
-    // blank, a comment, an option, or a string or DWORD value with a plain name and
-    // nothing to unescape. Returns where the next line starts, or npos for a line
-    // left to the general reading above (which also refuses what is wrong).
+    // blank, a comment, an option, or a string or DWORD value with a plain name.
+    // Returns where the next line starts, or npos for a line left to the general
+    // reading above (which also refuses what is wrong).
     static size_t CommonLine(std::string_view text, size_t pos, size_t base, Part& part) {
         if (pos >= text.size()) return std::string_view::npos;
         const size_t nl = part.marks.Next(ByteMarks::kNewline, pos);
@@ -1292,7 +1293,7 @@ private:
     }
 
     // Whether [pos, end) is a value line with a plain name (or "@") and a string
-    // without escapes or a DWORD of hex digits, all without blanks around "=".
+    // or a DWORD of hex digits, without blanks around "=" or after the value.
     static bool CommonValue(const ByteMarks& marks, std::string_view text, size_t pos, size_t end) {
         size_t eq = pos + 1;
         if (text[pos] == '"') {
@@ -1647,16 +1648,12 @@ std::vector<RegKeyNode*> NumberInWineOrder(RegHive& hive) {
 // The file's sections in their order, each kept, re-rendered or reduced to its
 // comments.
 using RenderItems = std::pmr::vector<RenderItem>;
-// Neighbouring sections kept as read are one item: a large file is mostly such
-// runs.
 // The hive's chunks as the writer reads them: its list, or, for a file read by
 // sections whose list was never needed, each made from its section when asked.
 class ChunkView {
 public:
     explicit ChunkView(RegHive& hive)
-        : hive_(hive),
-          source_(hive.chunksPending && hive.pendingLayout.empty() ? hive.keySource.get()
-                                                                   : nullptr) {
+        : hive_(hive), source_(hive.ChunksFromSource() ? hive.keySource.get() : nullptr) {
         if (!source_) hive.Chunks();
     }
     bool FromSections() const { return source_ != nullptr; }
@@ -1670,6 +1667,8 @@ private:
     const RegKeySource* source_;
 };
 
+// Neighbouring sections kept as read are one item: a large file is mostly such
+// runs.
 RenderItems ChunkItems(RegHive& hive, const ChunkView& chunks) {
     RenderItems items(&hive.blocks);
     // `count` chunks from `i` on, as read.
@@ -1929,10 +1928,10 @@ void ParseWineValueLines(std::vector<RegNodeValue>& items, std::string_view line
 
 namespace {
 
-// The chunks of the rendered text. Where no run is read from a place already
-// written, they are moved within the old list, as it is at most as long then.
+// The chunks of the rendered text: applied to the list, or kept for when the
+// list is made.
 void MakeRenderedChunks(RegHive& hive) {
-    if (hive.chunksPending && hive.pendingLayout.empty()) {
+    if (hive.ChunksFromSource()) {
         // The chunks are still to be made from the sections: the layout waits for them.
         hive.pendingLayout = std::move(hive.renderedLayout);
         hive.pendingSize = hive.renderedSize;
